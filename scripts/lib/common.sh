@@ -1,0 +1,40 @@
+# Shared by the scripts in scripts/: package installation and the build.
+# shellcheck shell=bash
+
+GDAPP_ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
+
+# What building and testing need on Debian 12.
+GDAPP_BUILD_PACKAGES=(
+    cmake ninja-build g++ pkg-config
+    qt6-base-dev qt6-base-dev-tools qt6-networkauth-dev qt6-httpserver-dev
+    qt6-tools-dev qt6-tools-dev-tools qt6-l10n-tools libgl-dev
+    qt6-qpa-plugins curl
+)
+
+say() { printf '==> %s\n' "$*" >&2; }
+
+as_root() {
+    if [ "$(id -u)" -eq 0 ]; then "$@"; else sudo "$@"; fi
+}
+
+# ensure_packages PKG...: installs the packages that are not installed yet.
+ensure_packages() {
+    local missing=()
+    local pkg
+    for pkg in "$@"; do
+        dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null | grep -q 'install ok installed' \
+            || missing+=("$pkg")
+    done
+    [ ${#missing[@]} -eq 0 ] && return 0
+    say "installing ${missing[*]}"
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get update -q
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends "${missing[@]}"
+}
+
+# build DIR [CMAKE ARGS...]: configures and builds the project in DIR.
+build() {
+    local dir=$1
+    shift
+    cmake -S "$GDAPP_ROOT" -B "$dir" -G Ninja "$@" >/dev/null
+    cmake --build "$dir"
+}

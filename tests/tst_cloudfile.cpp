@@ -1,0 +1,376 @@
+#include "memorycloudfile.h"
+
+#include <QSignalSpy>
+#include <QtTest>
+
+Q_DECLARE_METATYPE(QIODevice::OpenMode)
+
+namespace {
+const QByteArray Remote = QByteArrayLiteral("remote content");
+
+QUrl fileUrl(const QString &path = QStringLiteral("/doc.txt"))
+{
+    return QUrl(QStringLiteral("mem:") + path);
+}
+} // namespace
+
+class TestCloudFile : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+
+    void open_data();
+    void open();
+    void failedFetchLeavesTheDeviceOpen();
+    void closeDoesNotStore();
+    void readsTheBuffer();
+    void writeInsertsAtThePosition();
+    void writtenBytesAreCountedAndNeverReset();
+    void zeroThresholdFlushesEveryWrite();
+    void defaultThresholdFlushesOnlyWhenExceeded();
+    void negativeThresholdIsZero();
+    void writeResultWhenTheBufferDoesNotGrowByLen_data();
+    void writeResultWhenTheBufferDoesNotGrowByLen();
+    void seekLimits();
+    void resetGoesBackToTheStart();
+    void setProgress_data();
+    void setProgress();
+    void abortEmitsOperationAborted();
+    void exists_data();
+    void exists();
+    void renameCopiesThenRemoves();
+    void renameStopsWhenTheCopyFails();
+    void removeClosesFirst();
+    void isMode();
+    void overwriteFlag();
+
+private:
+    QSharedPointer<MemoryStore> m_store;
+};
+
+void TestCloudFile::init()
+{
+    m_store.reset(new MemoryStore);
+    m_store->addFile(QStringLiteral("/doc.txt"), Remote);
+    m_store->addFolder(QStringLiteral("/docs"));
+    m_store->addFile(QStringLiteral("/docs/a.txt"), QByteArrayLiteral("a"));
+}
+
+void TestCloudFile::open_data()
+{
+    QTest::addColumn<QIODevice::OpenMode>("mode");
+    QTest::addColumn<bool>("fetches");
+    QTest::addColumn<QByteArray>("buffer");
+    QTest::addColumn<qint64>("position");
+
+    using D = QIODevice;
+    const qint64 end = Remote.size();
+    QTest::newRow("ReadOnly") << D::OpenMode(D::ReadOnly) << true << Remote << qint64(0);
+    QTest::newRow("WriteOnly") << D::OpenMode(D::WriteOnly) << false << QByteArray() << qint64(0);
+    QTest::newRow("WriteOnly|Truncate")
+            << D::OpenMode(D::WriteOnly | D::Truncate) << false << QByteArray() << qint64(0);
+    QTest::newRow("ReadWrite") << D::OpenMode(D::ReadWrite) << false << QByteArray() << qint64(0);
+    QTest::newRow("ReadWrite|Truncate")
+            << D::OpenMode(D::ReadWrite | D::Truncate) << false << QByteArray() << qint64(0);
+    QTest::newRow("WriteOnly|Append")
+            << D::OpenMode(D::WriteOnly | D::Append) << true << Remote << end;
+    QTest::newRow("ReadWrite|Append")
+            << D::OpenMode(D::ReadWrite | D::Append) << true << Remote << end;
+    QTest::newRow("WriteOnly|Append|Truncate")
+            << D::OpenMode(D::WriteOnly | D::Append | D::Truncate) << false << QByteArray()
+            << qint64(0);
+    QTest::newRow("ReadOnly|Text")
+            << D::OpenMode(D::ReadOnly | D::Text) << true << Remote << qint64(0);
+}
+
+void TestCloudFile::open()
+{
+    QFETCH(QIODevice::OpenMode, mode);
+    QFETCH(bool, fetches);
+
+    MemoryCloudFile file(m_store, fileUrl());
+    // Whatever was in the buffer before must not survive an open that does not fetch.
+    file.bufferRef() = QByteArrayLiteral("stale");
+    QVERIFY(file.open(mode));
+
+    QCOMPARE(m_store->calls.contains(QStringLiteral("get /doc.txt")), fetches);
+    QTEST(file.buffer(), "buffer");
+    QTEST(file.pos(), "position");
+    QCOMPARE(file.openMode(), mode);
+}
+
+void TestCloudFile::failedFetchLeavesTheDeviceOpen()
+{
+    m_store->failFetch = true;
+    MemoryCloudFile file(m_store, fileUrl());
+    QVERIFY(!file.open(QIODevice::ReadOnly));
+    QVERIFY(file.isOpen());
+    QCOMPARE(file.openMode(), QIODevice::OpenMode(QIODevice::ReadOnly));
+    QCOMPARE(file.errorCode(), 403);
+}
+
+void TestCloudFile::closeDoesNotStore()
+{
+    MemoryCloudFile file(m_store, fileUrl(QStringLiteral("/new.txt")));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QCOMPARE(file.write("data"), qint64(4));
+    file.close();
+    QVERIFY(!file.isOpen());
+    QVERIFY(!m_store->contains(QStringLiteral("/new.txt")));
+    QVERIFY(!m_store->calls.contains(QStringLiteral("put /new.txt")));
+}
+
+void TestCloudFile::readsTheBuffer()
+{
+    MemoryCloudFile file(m_store, fileUrl());
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QCOMPARE(file.read(6), QByteArrayLiteral("remote"));
+    QCOMPARE(file.readAll(), QByteArrayLiteral(" content"));
+    QCOMPARE(file.read(1), QByteArray());
+
+    QVERIFY(file.seek(7));
+    QCOMPARE(file.readAll(), QByteArrayLiteral("content"));
+}
+
+void TestCloudFile::writeInsertsAtThePosition()
+{
+    MemoryCloudFile file(m_store, fileUrl());
+    QVERIFY(file.open(QIODevice::ReadWrite));
+    QCOMPARE(file.write("abcdef"), qint64(6));
+    QCOMPARE(file.pos(), qint64(6));
+    QVERIFY(file.seek(3));
+    QCOMPARE(file.write("XY"), qint64(2));
+    QCOMPARE(file.buffer(), QByteArrayLiteral("abcXYdef"));
+    QCOMPARE(file.pos(), qint64(5));
+}
+
+void TestCloudFile::writtenBytesAreCountedAndNeverReset()
+{
+    MemoryCloudFile file(m_store, fileUrl());
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("12345");
+    QCOMPARE(file.writtenBytes(), qint64(5));
+    QVERIFY(file.flush());
+    file.close();
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("678");
+    QCOMPARE(file.writtenBytes(), qint64(8));
+}
+
+void TestCloudFile::zeroThresholdFlushesEveryWrite()
+{
+    MemoryCloudFile file(m_store, fileUrl(QStringLiteral("/new.txt")));
+    file.setFlushThreshold(0);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("a");
+    QCOMPARE(m_store->calls.count(QStringLiteral("put /new.txt")), 1);
+    QCOMPARE(m_store->entries.value(QStringLiteral("/new.txt")).data, QByteArrayLiteral("a"));
+    file.write("b");
+    QCOMPARE(m_store->calls.count(QStringLiteral("put /new.txt")), 2);
+    QCOMPARE(m_store->entries.value(QStringLiteral("/new.txt")).data, QByteArrayLiteral("ab"));
+}
+
+void TestCloudFile::defaultThresholdFlushesOnlyWhenExceeded()
+{
+    MemoryCloudFile file(m_store, fileUrl(QStringLiteral("/new.txt")));
+    QCOMPARE(file.flushThreshold(), qint64(1073741824));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+
+    // Stand in for a gigabyte already written rather than allocating one.
+    file.setWrittenBytes(1073741823);
+    file.write("x"); // reaches the threshold: not above it yet
+    QCOMPARE(m_store->calls.count(QStringLiteral("put /new.txt")), 0);
+    file.write("y");
+    QCOMPARE(m_store->calls.count(QStringLiteral("put /new.txt")), 1);
+    file.write("z"); // every later write flushes again
+    QCOMPARE(m_store->calls.count(QStringLiteral("put /new.txt")), 2);
+    QCOMPARE(file.writtenBytes(), qint64(1073741826));
+}
+
+void TestCloudFile::negativeThresholdIsZero()
+{
+    MemoryCloudFile file(m_store, fileUrl());
+    file.setFlushThreshold(-5);
+    QCOMPARE(file.flushThreshold(), qint64(0));
+    file.setFlushThreshold(10);
+    QCOMPARE(file.flushThreshold(), qint64(10));
+}
+
+void TestCloudFile::writeResultWhenTheBufferDoesNotGrowByLen_data()
+{
+    QTest::addColumn<QByteArray>("sizeAfterFlush");
+    QTest::addColumn<qint64>("result");
+
+    // Start from "12" and write "abc": the buffer is 5 bytes when flush() runs.
+    QTest::newRow("unchanged") << QByteArray("12abc") << qint64(3);
+    QTest::newRow("shrunk") << QByteArray("1") << qint64(2 - 1);
+    QTest::newRow("grew") << QByteArray("12abc+++") << qint64(2 - 8);
+}
+
+void TestCloudFile::writeResultWhenTheBufferDoesNotGrowByLen()
+{
+    QFETCH(QByteArray, sizeAfterFlush);
+    QFETCH(qint64, result);
+
+    MemoryCloudFile file(m_store, fileUrl(QStringLiteral("/new.txt")));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("12");
+    file.setFlushThreshold(0);
+    file.afterPut = [&](QByteArray &buffer) { buffer = sizeAfterFlush; };
+
+    QCOMPARE(file.callWriteData(QByteArrayLiteral("abc")), result);
+    QCOMPARE(file.pos(), 2 + result);
+}
+
+void TestCloudFile::seekLimits()
+{
+    MemoryCloudFile file(m_store, fileUrl());
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const qint64 size = Remote.size();
+    QVERIFY(file.seek(size));
+    QCOMPARE(file.pos(), size);
+    QVERIFY(!file.seek(size + 1));
+    QCOMPARE(file.pos(), size);
+    QVERIFY(file.seek(0));
+    QCOMPARE(file.pos(), qint64(0));
+}
+
+void TestCloudFile::resetGoesBackToTheStart()
+{
+    MemoryCloudFile file(m_store, fileUrl());
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    file.read(6);
+    QVERIFY(file.reset());
+    QCOMPARE(file.pos(), qint64(0));
+    QCOMPARE(file.read(6), QByteArrayLiteral("remote"));
+}
+
+void TestCloudFile::setProgress_data()
+{
+    QTest::addColumn<qint64>("done");
+    QTest::addColumn<qint64>("total");
+    QTest::addColumn<QList<int>>("emitted");
+
+    QTest::newRow("quarter") << qint64(50) << qint64(200) << QList<int> { 25 };
+    QTest::newRow("rounds down") << qint64(1) << qint64(3) << QList<int> { 33 };
+    QTest::newRow("complete") << qint64(7) << qint64(7) << QList<int> { 100 };
+    QTest::newRow("unknown total") << qint64(50) << qint64(0) << QList<int> {};
+    QTest::newRow("64-bit arithmetic")
+            << qint64(3000000000) << qint64(6000000000) << QList<int> { 50 };
+    QTest::newRow("total not known yet") << qint64(10) << qint64(-1) << QList<int> { -1000 };
+}
+
+void TestCloudFile::setProgress()
+{
+    QFETCH(qint64, done);
+    QFETCH(qint64, total);
+    QFETCH(QList<int>, emitted);
+
+    MemoryCloudFile file(m_store, fileUrl());
+    QSignalSpy spy(&file, &CloudFile::progress);
+    file.setProgress(done, total);
+    QList<int> percents;
+    for (const QList<QVariant> &arguments : spy)
+        percents.append(arguments.at(0).toInt());
+    QCOMPARE(percents, emitted);
+}
+
+void TestCloudFile::abortEmitsOperationAborted()
+{
+    MemoryCloudFile file(m_store, fileUrl());
+    QSignalSpy spy(&file, &CloudFile::operationAborted);
+    file.abort();
+    QCOMPARE(spy.count(), 1);
+}
+
+void TestCloudFile::exists_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<bool>("exists");
+    QTest::addColumn<QString>("etag");
+
+    const QString untouched = QStringLiteral("untouched");
+    QTest::newRow("status 0: folder missing") << "/missing/a.txt" << false << untouched;
+    // Only the parent found: the folder's etag is reported all the same.
+    QTest::newRow("status 1: name missing") << "/docs/b.txt" << false << "folder:/docs";
+    QTest::newRow("status 2: file")
+            << "/docs/a.txt" << true
+            << QString::fromLatin1(QCryptographicHash::hash("a", QCryptographicHash::Md5).toHex());
+    QTest::newRow("status 2: folder") << "/docs" << false << "folder:/docs";
+}
+
+void TestCloudFile::exists()
+{
+    QFETCH(QString, path);
+
+    MemoryCloudFile file(m_store, fileUrl(path));
+    QString etag = QStringLiteral("untouched");
+    QTEST(file.exists(etag), "exists");
+    QTEST(etag, "etag");
+
+    QString etagByUrl = QStringLiteral("untouched");
+    MemoryCloudFile other(m_store, fileUrl());
+    QTEST(other.exists(fileUrl(path), etagByUrl), "exists");
+    QTEST(etagByUrl, "etag");
+}
+
+void TestCloudFile::renameCopiesThenRemoves()
+{
+    MemoryCloudFile file(m_store, fileUrl());
+    QVERIFY(file.rename(fileUrl(QStringLiteral("/moved.txt"))));
+    QCOMPARE(m_store->calls,
+             QStringList({ QStringLiteral("copy /doc.txt /moved.txt"),
+                           QStringLiteral("remove /doc.txt") }));
+    QVERIFY(!m_store->contains(QStringLiteral("/doc.txt")));
+    QCOMPARE(m_store->entries.value(QStringLiteral("/moved.txt")).data, Remote);
+}
+
+void TestCloudFile::renameStopsWhenTheCopyFails()
+{
+    m_store->failCopy = true;
+    MemoryCloudFile file(m_store, fileUrl());
+    QVERIFY(!file.rename(fileUrl(), fileUrl(QStringLiteral("/moved.txt"))));
+    QCOMPARE(m_store->calls, QStringList(QStringLiteral("copy /doc.txt /moved.txt")));
+    QVERIFY(m_store->contains(QStringLiteral("/doc.txt")));
+}
+
+void TestCloudFile::removeClosesFirst()
+{
+    MemoryCloudFile file(m_store, fileUrl());
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    m_store->calls.clear();
+    connect(&file, &QIODevice::aboutToClose, this,
+            [&] { m_store->calls.append(QStringLiteral("close")); });
+    QVERIFY(file.remove());
+    QCOMPARE(m_store->calls,
+             QStringList({ QStringLiteral("close"), QStringLiteral("remove /doc.txt") }));
+    QVERIFY(!file.isOpen());
+    QVERIFY(!m_store->contains(QStringLiteral("/doc.txt")));
+
+    // Removing what is not there fails with the lookup's code.
+    QVERIFY(!file.remove());
+    QCOMPARE(file.errorCode(), 403);
+}
+
+void TestCloudFile::isMode()
+{
+    MemoryCloudFile file(m_store, fileUrl());
+    QVERIFY(file.open(QIODevice::ReadWrite | QIODevice::Append));
+    QVERIFY(file.isMode(QIODevice::ReadOnly));
+    QVERIFY(file.isMode(QIODevice::WriteOnly | QIODevice::Append));
+    QVERIFY(!file.isMode(QIODevice::Truncate));
+    QVERIFY(!file.isMode(QIODevice::Append | QIODevice::Truncate));
+}
+
+void TestCloudFile::overwriteFlag()
+{
+    MemoryCloudFile file(m_store, fileUrl());
+    QVERIFY(file.overwrite());
+    file.setOverwrite(false);
+    QVERIFY(!file.overwrite());
+}
+
+QTEST_GUILESS_MAIN(TestCloudFile)
+#include "tst_cloudfile.moc"
