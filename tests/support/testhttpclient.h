@@ -1,0 +1,36 @@
+#ifndef TESTHTTPCLIENT_H
+#define TESTHTTPCLIENT_H
+
+#include <QByteArray>
+#include <QJsonDocument>
+#include <QList>
+#include <QNetworkAccessManager>
+#include <QPair>
+#include <QUrl>
+
+// Blocking HTTP for tests: one call, one answer.
+class TestHttpClient
+{
+public:
+    struct Reply
+    {
+        int status = 0; // 0 when no answer came
+        int error = 0; // QNetworkReply::NetworkError
+        QList<QPair<QByteArray, QByteArray>> headers;
+        QByteArray body;
+
+        QByteArray header(const QByteArray &name) const;
+        QJsonObject json() const;
+    };
+
+    using Headers = QList<QPair<QByteArray, QByteArray>>;
+
+    Reply send(const QByteArray &method, const QUrl &url, const Headers &headers = {},
+               const QByteArray &body = QByteArray());
+    Reply get(const QUrl &url, const Headers &headers = {}) { return send("GET", url, headers); }
+
+private:
+    QNetworkAccessManager m_manager;
+};
+
+#endif // TESTHTTPCLIENT_H

@@ -1,0 +1,260 @@
+#include "driveentry.h"
+#include "drivequery.h"
+#include "fieldselection.h"
+#include "multipartbody.h"
+
+#include <QJsonArray>
+#include <QtTest>
+
+namespace {
+DriveEntry entry(const QString &name, const QString &mimeType, const QString &parent,
+                 bool trashed = false)
+{
+    DriveEntry e;
+    e.name = name;
+    e.mimeType = mimeType;
+    e.parents = QStringList(parent);
+    e.trashed = trashed;
+    return e;
+}
+
+const QString Text = QStringLiteral("text/plain");
+} // namespace
+
+// The emulator's query language, partial-response selections and multipart parsing.
+class TestEmulatorLanguage : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void queryMatches_data();
+    void queryMatches();
+    void queryRejects_data();
+    void queryRejects();
+    void fieldSelection_data();
+    void fieldSelection();
+    void fieldSelectionRejects_data();
+    void fieldSelectionRejects();
+    void multipart_data();
+    void multipart();
+    void multipartRejects_data();
+    void multipartRejects();
+};
+
+void TestEmulatorLanguage::queryMatches_data()
+{
+    QTest::addColumn<QString>("query");
+    QTest::addColumn<bool>("matches");
+
+    // Against a file "Report 2021.txt" in folder P, not trashed.
+    QTest::newRow("empty") << "" << true;
+    QTest::newRow("in parents") << "'P' in parents" << true;
+    QTest::newRow("other parent") << "'Q' in parents" << false;
+    QTest::newRow("name equals, spaced") << "name = 'Report 2021.txt'" << true;
+    QTest::newRow("name equals, tight") << "name='Report 2021.txt'" << true;
+    QTest::newRow("name equals ignores case") << "name='report 2021.TXT'" << true;
+    QTest::newRow("name differs") << "name='Report.txt'" << false;
+    QTest::newRow("name not equal") << "name != 'x'" << true;
+    QTest::newRow("contains word start") << "name contains 'Rep'" << true;
+    QTest::newRow("contains later word") << "name contains '2021'" << true;
+    QTest::newRow("contains mid-word") << "name contains 'port'" << false;
+    QTest::newRow("mimeType equals") << "mimeType = 'text/plain'" << true;
+    QTest::newRow("mimeType not folder")
+            << "mimeType != 'application/vnd.google-apps.folder'" << true;
+    QTest::newRow("mimeType contains") << "mimeType contains 'text'" << true;
+    QTest::newRow("trashed false") << "trashed=false" << true;
+    QTest::newRow("trashed true") << "trashed = true" << false;
+    QTest::newRow("trashed not true") << "trashed != true" << true;
+    QTest::newRow("lookup as the plug-in writes it")
+            << "'P' in parents and name='Report 2021.txt' and trashed=false" << true;
+    QTest::newRow("lookup of a folder step")
+            << "'P' in parents and name='Report 2021.txt' and trashed=false and mimeType= "
+               "'application/vnd.google-apps.folder'"
+            << false;
+    QTest::newRow("upper-case AND") << "trashed=false AND 'P' in parents" << true;
+    QTest::newRow("or") << "name='x' or 'P' in parents" << true;
+    QTest::newRow("not") << "not name='x'" << true;
+    QTest::newRow("parentheses") << "(name='x' or name='y') and trashed=false" << false;
+    QTest::newRow("escaped apostrophe") << "name='Report 2021.txt' or name='it\\'s'" << true;
+    QTest::newRow("starred") << "starred = false" << true;
+}
+
+void TestEmulatorLanguage::queryMatches()
+{
+    QFETCH(QString, query);
+    QString error;
+    const DriveQuery parsed = DriveQuery::parse(query, &error);
+    QVERIFY2(parsed.isValid(), qPrintable(error));
+    QTEST(parsed.matches(entry(QStringLiteral("Report 2021.txt"), Text, QStringLiteral("P"))),
+          "matches");
+}
+
+void TestEmulatorLanguage::queryRejects_data()
+{
+    QTest::addColumn<QString>("query");
+
+    QTest::newRow("unescaped apostrophe") << "'P' in parents and name='it's.txt'";
+    QTest::newRow("unterminated") << "name='abc";
+    QTest::newRow("unknown term") << "title = 'a'";
+    QTest::newRow("id is not a term") << "id = 'a'";
+    QTest::newRow("bad operator for name") << "name > 'a'";
+    QTest::newRow("unquoted value") << "name = abc";
+    QTest::newRow("boolean quoted") << "trashed = 'false'";
+    QTest::newRow("boolean not a boolean") << "trashed = maybe";
+    QTest::newRow("contains on trashed") << "trashed contains true";
+    QTest::newRow("dangling and") << "trashed=false and";
+    QTest::newRow("unbalanced parenthesis") << "(trashed=false";
+    QTest::newRow("in other collection") << "'me' in owners";
+    QTest::newRow("double equals") << "name == 'a'";
+    QTest::newRow("stray character") << "name = 'a' ;";
+    QTest::newRow("fullText") << "fullText contains 'a'";
+}
+
+void TestEmulatorLanguage::queryRejects()
+{
+    QFETCH(QString, query);
+    QString error;
+    const DriveQuery parsed = DriveQuery::parse(query, &error);
+    QVERIFY(!parsed.isValid());
+    QVERIFY(!error.isEmpty());
+    QVERIFY(!parsed.matches(entry(QStringLiteral("a"), Text, QStringLiteral("P"))));
+}
+
+void TestEmulatorLanguage::fieldSelection_data()
+{
+    QTest::addColumn<QString>("fields");
+    QTest::addColumn<QStringList>("keys");
+    QTest::addColumn<QStringList>("fileKeys");
+
+    QTest::newRow("as the plug-in asks")
+            << "files(id, name, parents, mimeType, size, modifiedTime, md5Checksum)"
+            << QStringList { "files" }
+            << QStringList { "id",   "md5Checksum", "mimeType", "modifiedTime",
+                             "name", "parents",     "size" };
+    QTest::newRow("with the page token")
+            << "nextPageToken,files(id)" << QStringList { "files", "nextPageToken" }
+            << QStringList { "id" };
+    QTest::newRow("slash form") << "files/id" << QStringList { "files" } << QStringList { "id" };
+    QTest::newRow("whole member") << "files" << QStringList { "files" } << QStringList();
+}
+
+void TestEmulatorLanguage::fieldSelection()
+{
+    QFETCH(QString, fields);
+    QFETCH(QStringList, keys);
+    QFETCH(QStringList, fileKeys);
+
+    QString error;
+    const FieldSelection selection = FieldSelection::parse(fields, &error);
+    QVERIFY2(error.isEmpty(), qPrintable(error));
+    QVERIFY(selection.isGiven());
+    QCOMPARE(selection.keys(), keys);
+    QCOMPARE(selection.child(QStringLiteral("files")).keys(), fileKeys);
+
+    DriveEntry file = entry(QStringLiteral("a.txt"), Text, QStringLiteral("P"));
+    file.setContent("abc", QStringLiteral("900150983cd24fb0d6963f7d28e17f72"));
+    const QJsonObject answer =
+            selection.apply({ { QStringLiteral("files"), QJsonArray { file.resource() } },
+                              { QStringLiteral("kind"), QStringLiteral("drive#fileList") } });
+    QCOMPARE(answer.keys(),
+             keys.contains(QStringLiteral("nextPageToken"))
+                     ? QStringList { QStringLiteral("files") } // no token to select here
+                     : keys);
+    const QJsonObject selectedFile =
+            answer.value(QStringLiteral("files")).toArray().at(0).toObject();
+    if (fileKeys.isEmpty())
+        QCOMPARE(selectedFile, file.resource());
+    else
+        QCOMPARE(selectedFile.keys(), fileKeys);
+}
+
+void TestEmulatorLanguage::fieldSelectionRejects_data()
+{
+    QTest::addColumn<QString>("fields");
+    QTest::newRow("unclosed") << "files(id";
+    QTest::newRow("empty item") << "files(id,,name)";
+    QTest::newRow("stray close") << "id)";
+    QTest::newRow("junk") << "files(id) name";
+}
+
+void TestEmulatorLanguage::fieldSelectionRejects()
+{
+    QFETCH(QString, fields);
+    QString error;
+    FieldSelection::parse(fields, &error);
+    QVERIFY(error.startsWith(QLatin1String("Invalid field selection")));
+}
+
+void TestEmulatorLanguage::multipart_data()
+{
+    QTest::addColumn<QByteArray>("body");
+    QTest::addColumn<QByteArray>("boundary");
+    QTest::addColumn<QByteArray>("metadata");
+    QTest::addColumn<QByteArray>("media");
+    QTest::addColumn<QByteArray>("mediaType");
+
+    const QByteArray json = "{\n    \"name\": \"a.txt\"\n}\n";
+    QTest::newRow("bare LF, as the plug-in sends") << QByteArray(
+            "--tarnwick_boundary\nContent-Type: application/json; charset=UTF-8\n\n" + json
+            + "--tarnwick_boundary\nContent-Type: application/tarnwick\n\nhello\n"
+              "--tarnwick_boundary--\n") << QByteArray("tarnwick_boundary")
+                                                   << json.trimmed() << QByteArray("hello")
+                                                   << QByteArray("application/tarnwick");
+    QTest::newRow("CRLF") << QByteArray(
+            "--xyz\r\nContent-Type: application/json\r\n\r\n{\"name\":\"b\"}\r\n--xyz\r\n"
+            "Content-Type: text/plain\r\n\r\nline1\r\nline2\r\n--xyz--\r\n")
+                          << QByteArray("xyz") << QByteArray("{\"name\":\"b\"}")
+                          << QByteArray("line1\r\nline2") << QByteArray("text/plain");
+    QTest::newRow("empty media") << QByteArray(
+            "--b\nContent-Type: application/json\n\n{}\n--b\nContent-Type: x/y\n\n\n--b--\n")
+                                 << QByteArray("b") << QByteArray("{}") << QByteArray()
+                                 << QByteArray("x/y");
+    QTest::newRow("content holding the boundary text")
+            << QByteArray("--b\n\n{}\n--b\n\nbefore\n--b--\nafter\n--b--\n") << QByteArray("b")
+            << QByteArray("{}") << QByteArray("before\n--b--\nafter") << QByteArray();
+    QTest::newRow("preamble and no final line end")
+            << QByteArray("preamble\n--b\n\n{}\n--b\n\ndata\n--b--") << QByteArray("b")
+            << QByteArray("{}") << QByteArray("data") << QByteArray();
+    QTest::newRow("LF media ending in CR kept")
+            << QByteArray("--b\n\n{}\n--b\n\ndata\r\n--b--\n") << QByteArray("b")
+            << QByteArray("{}") << QByteArray("data\r") << QByteArray();
+}
+
+void TestEmulatorLanguage::multipart()
+{
+    QFETCH(QByteArray, body);
+    QFETCH(QByteArray, boundary);
+
+    MultipartBody parsed;
+    QVERIFY2(parsed.parse(body, boundary), qPrintable(parsed.errorString()));
+    QTEST(parsed.metadata().body, "metadata");
+    QTEST(parsed.media().body, "media");
+    QTEST(parsed.media().header("content-type"), "mediaType");
+}
+
+void TestEmulatorLanguage::multipartRejects_data()
+{
+    QTest::addColumn<QByteArray>("body");
+    QTest::addColumn<QByteArray>("boundary");
+
+    QTest::newRow("no boundary given")
+            << QByteArray("--b\n\n{}\n--b\n\nx\n--b--\n") << QByteArray();
+    QTest::newRow("other boundary")
+            << QByteArray("--b\n\n{}\n--b\n\nx\n--b--\n") << QByteArray("c");
+    QTest::newRow("one part only") << QByteArray("--b\n\n{}\n--b--\n") << QByteArray("b");
+    QTest::newRow("no closing boundary") << QByteArray("--b\n\n{}\n--b\n\nx\n") << QByteArray("b");
+    QTest::newRow("unterminated headers") << QByteArray("--b\nContent-Type: x") << QByteArray("b");
+    QTest::newRow("empty") << QByteArray() << QByteArray("b");
+}
+
+void TestEmulatorLanguage::multipartRejects()
+{
+    QFETCH(QByteArray, body);
+    QFETCH(QByteArray, boundary);
+    MultipartBody parsed;
+    QVERIFY(!parsed.parse(body, boundary));
+    QVERIFY(!parsed.errorString().isEmpty());
+}
+
+QTEST_GUILESS_MAIN(TestEmulatorLanguage)
+#include "tst_emulatorlanguage.moc"

@@ -1,0 +1,447 @@
+#include "emulatorprocess.h"
+
+#include <QCryptographicHash>
+#include <QtTest>
+
+namespace {
+const QString ClientId = QStringLiteral("test-client");
+const QString Secret = QStringLiteral("test-secret");
+const QString Redirect = QStringLiteral("http://127.0.0.1:5479/");
+const QString Scope = QStringLiteral("https://www.googleapis.com/auth/drive.appfolder");
+
+QUrlQuery redirectQuery(const TestHttpClient::Reply &reply)
+{
+    return QUrlQuery(QUrl(QString::fromUtf8(reply.header("Location"))).query(QUrl::FullyEncoded));
+}
+} // namespace
+
+// The emulator's authorization and token endpoints.
+class TestEmulatorOAuth : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void init();
+
+    void authorizeRefusesWithoutRedirect_data();
+    void authorizeRefusesWithoutRedirect();
+    void authorizeRedirectsErrors();
+    void consentPageAllow();
+    void consentPageDeny();
+    void autoApprove();
+    void exchangeCode_data();
+    void exchangeCode();
+    void codesWorkOnce();
+    void tokenErrors_data();
+    void tokenErrors();
+    void pkce_data();
+    void pkce();
+    void refreshGivesNoNewRefreshToken();
+    void revokedRefreshTokenIsRefused();
+    void expiredAccessTokenIsRefused();
+
+private:
+    QUrl authorizeUrl(const QList<QPair<QString, QString>> &override = {}) const;
+    QString approvedCode(const QList<QPair<QString, QString>> &extra = {});
+    TestHttpClient::Reply token(const QList<QPair<QString, QString>> &parameters,
+                                bool json = false);
+
+    EmulatorProcess m_emulator;
+    TestHttpClient m_http;
+};
+
+void TestEmulatorOAuth::initTestCase()
+{
+    QVERIFY(m_emulator.start({ QStringLiteral("--client-id"), ClientId,
+                               QStringLiteral("--client-secret"), Secret }));
+}
+
+void TestEmulatorOAuth::init()
+{
+    m_emulator.control("POST", QStringLiteral("reset"));
+    m_emulator.setSettings({ { QStringLiteral("autoApprove"), false } });
+}
+
+QUrl TestEmulatorOAuth::authorizeUrl(const QList<QPair<QString, QString>> &override) const
+{
+    QList<QPair<QString, QString>> items { { QStringLiteral("response_type"),
+                                             QStringLiteral("code") },
+                                           { QStringLiteral("client_id"), ClientId },
+                                           { QStringLiteral("redirect_uri"), Redirect },
+                                           { QStringLiteral("scope"), Scope },
+                                           { QStringLiteral("state"), QStringLiteral("st4te") } };
+    for (const auto &pair : override) {
+        auto it = std::find_if(items.begin(), items.end(),
+                               [&](const auto &item) { return item.first == pair.first; });
+        if (it != items.end())
+            it->second = pair.second;
+        else
+            items.append(pair);
+    }
+    items.erase(std::remove_if(items.begin(), items.end(),
+                               [](const auto &item) { return item.second.isNull(); }),
+                items.end());
+    QUrlQuery query;
+    for (const auto &item : items)
+        query.addQueryItem(item.first, QString::fromLatin1(QUrl::toPercentEncoding(item.second)));
+    QUrl url = m_emulator.url(QStringLiteral("/o/oauth2/v2/auth"));
+    url.setQuery(query);
+    return url;
+}
+
+QString TestEmulatorOAuth::approvedCode(const QList<QPair<QString, QString>> &extra)
+{
+    m_emulator.setSettings({ { QStringLiteral("autoApprove"), true } });
+    const auto reply = m_http.get(authorizeUrl(extra));
+    return QUrl::fromPercentEncoding(
+            redirectQuery(reply)
+                    .queryItemValue(QStringLiteral("code"), QUrl::FullyEncoded)
+                    .toLatin1());
+}
+
+TestHttpClient::Reply TestEmulatorOAuth::token(const QList<QPair<QString, QString>> &parameters,
+                                               bool json)
+{
+    QByteArray body;
+    QByteArray type;
+    if (json) {
+        QJsonObject object;
+        for (const auto &pair : parameters)
+            object.insert(pair.first, pair.second);
+        body = QJsonDocument(object).toJson();
+        type = "application/json";
+    } else {
+        QUrlQuery form;
+        for (const auto &pair : parameters)
+            form.addQueryItem(pair.first,
+                              QString::fromLatin1(QUrl::toPercentEncoding(pair.second)));
+        body = form.query(QUrl::FullyEncoded).toLatin1();
+        type = "application/x-www-form-urlencoded";
+    }
+    return m_http.send("POST", m_emulator.url(QStringLiteral("/o/oauth2/token")),
+                       { { "Content-Type", type } }, body);
+}
+
+void TestEmulatorOAuth::authorizeRefusesWithoutRedirect_data()
+{
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<QString>("value");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QString>("error");
+
+    QTest::newRow("no client") << "client_id" << QString() << 401 << "invalid_client";
+    QTest::newRow("unknown client") << "client_id"
+                                    << "someone-else" << 401 << "invalid_client";
+    QTest::newRow("remote redirect") << "redirect_uri"
+                                     << "http://example.org/" << 400 << "redirect_uri_mismatch";
+    QTest::newRow("https loopback") << "redirect_uri"
+                                    << "https://127.0.0.1:5479/" << 400 << "redirect_uri_mismatch";
+    QTest::newRow("no scope") << "scope" << QString() << 400 << "invalid_request";
+    QTest::newRow("unknown scope")
+            << "scope"
+            << "https://www.googleapis.com/auth/gmail" << 400 << "invalid_scope";
+}
+
+void TestEmulatorOAuth::authorizeRefusesWithoutRedirect()
+{
+    QFETCH(QString, key);
+    QFETCH(QString, value);
+    QFETCH(QString, error);
+    const auto reply = m_http.get(authorizeUrl({ { key, value } }));
+    QTEST(reply.status, "status");
+    QVERIFY(reply.header("Location").isEmpty());
+    QVERIFY(reply.header("Content-Type").startsWith("text/html"));
+    QVERIFY(reply.body.contains(error.toUtf8()));
+}
+
+void TestEmulatorOAuth::authorizeRedirectsErrors()
+{
+    const auto reply = m_http.get(
+            authorizeUrl({ { QStringLiteral("response_type"), QStringLiteral("token") } }));
+    QCOMPARE(reply.status, 302);
+    const QUrlQuery query = redirectQuery(reply);
+    QCOMPARE(query.queryItemValue(QStringLiteral("error")),
+             QStringLiteral("unsupported_response_type"));
+    QCOMPARE(query.queryItemValue(QStringLiteral("state")), QStringLiteral("st4te"));
+}
+
+void TestEmulatorOAuth::consentPageAllow()
+{
+    const auto page = m_http.get(authorizeUrl());
+    QCOMPARE(page.status, 200);
+    QVERIFY(page.body.contains("id=\"allow\""));
+    QVERIFY(page.body.contains("id=\"deny\""));
+    QVERIFY(page.body.contains(Scope.toUtf8()));
+    const QRegularExpressionMatch consent =
+            QRegularExpression(QStringLiteral("name=\"consent\" value=\"(\\w+)\""))
+                    .match(QString::fromUtf8(page.body));
+    QVERIFY(consent.hasMatch());
+
+    const auto decided =
+            m_http.send("POST", m_emulator.url(QStringLiteral("/o/oauth2/v2/consent")),
+                        { { "Content-Type", "application/x-www-form-urlencoded" } },
+                        "consent=" + consent.captured(1).toLatin1() + "&decision=allow");
+    QCOMPARE(decided.status, 302);
+    const QByteArray location = decided.header("Location");
+    QVERIFY2(location.startsWith(Redirect.toUtf8() + "?state=st4te&code=4%2F"),
+             location.constData());
+    QCOMPARE(redirectQuery(decided).queryItemValue(QStringLiteral("scope"), QUrl::FullyDecoded),
+             Scope);
+
+    // An answered consent cannot be answered again.
+    const auto again = m_http.send("POST", m_emulator.url(QStringLiteral("/o/oauth2/v2/consent")),
+                                   { { "Content-Type", "application/x-www-form-urlencoded" } },
+                                   "consent=" + consent.captured(1).toLatin1() + "&decision=allow");
+    QCOMPARE(again.status, 400);
+}
+
+void TestEmulatorOAuth::consentPageDeny()
+{
+    const auto page = m_http.get(authorizeUrl());
+    const QString consent = QRegularExpression(QStringLiteral("name=\"consent\" value=\"(\\w+)\""))
+                                    .match(QString::fromUtf8(page.body))
+                                    .captured(1);
+    const auto decided = m_http.send("POST", m_emulator.url(QStringLiteral("/o/oauth2/v2/consent")),
+                                     { { "Content-Type", "application/x-www-form-urlencoded" } },
+                                     "consent=" + consent.toLatin1() + "&decision=deny");
+    QCOMPARE(decided.status, 302);
+    QCOMPARE(decided.header("Location"), Redirect.toUtf8() + "?error=access_denied&state=st4te");
+}
+
+void TestEmulatorOAuth::autoApprove()
+{
+    m_emulator.setSettings({ { QStringLiteral("autoApprove"), true } });
+    const auto reply = m_http.get(authorizeUrl());
+    QCOMPARE(reply.status, 302);
+    const QString code =
+            redirectQuery(reply).queryItemValue(QStringLiteral("code"), QUrl::FullyEncoded);
+    // Real codes hold a slash, which arrives percent-encoded.
+    QVERIFY2(code.startsWith(QLatin1String("4%2F")), qPrintable(code));
+}
+
+void TestEmulatorOAuth::exchangeCode_data()
+{
+    QTest::addColumn<bool>("json");
+    QTest::newRow("form body") << false;
+    QTest::newRow("JSON body") << true;
+}
+
+void TestEmulatorOAuth::exchangeCode()
+{
+    QFETCH(bool, json);
+    const QString code = approvedCode();
+    const auto reply =
+            token({ { QStringLiteral("grant_type"), QStringLiteral("authorization_code") },
+                    { QStringLiteral("code"), code },
+                    { QStringLiteral("client_id"), ClientId },
+                    { QStringLiteral("client_secret"), Secret },
+                    { QStringLiteral("redirect_uri"), Redirect } },
+                  json);
+    QCOMPARE(reply.status, 200);
+    const QJsonObject answer = reply.json();
+    QVERIFY(answer.value(QStringLiteral("access_token"))
+                    .toString()
+                    .startsWith(QLatin1String("ya29.")));
+    QVERIFY(answer.value(QStringLiteral("refresh_token"))
+                    .toString()
+                    .startsWith(QLatin1String("1//")));
+    QCOMPARE(answer.value(QStringLiteral("expires_in")).toInt(), 3599);
+    QCOMPARE(answer.value(QStringLiteral("token_type")).toString(), QStringLiteral("Bearer"));
+    QCOMPARE(answer.value(QStringLiteral("scope")).toString(), Scope);
+
+    // The access token opens the Drive endpoints.
+    const auto files = m_http.get(
+            m_emulator.url(QStringLiteral("/drive/v3/files")),
+            { { "Authorization",
+                "Bearer " + answer.value(QStringLiteral("access_token")).toString().toUtf8() } });
+    QCOMPARE(files.status, 200);
+}
+
+void TestEmulatorOAuth::codesWorkOnce()
+{
+    const QString code = approvedCode();
+    const QList<QPair<QString, QString>> parameters {
+        { QStringLiteral("grant_type"), QStringLiteral("authorization_code") },
+        { QStringLiteral("code"), code },
+        { QStringLiteral("client_id"), ClientId },
+        { QStringLiteral("client_secret"), Secret },
+        { QStringLiteral("redirect_uri"), Redirect }
+    };
+    QCOMPARE(token(parameters).status, 200);
+    const auto second = token(parameters);
+    QCOMPARE(second.status, 400);
+    QCOMPARE(second.json().value(QStringLiteral("error")).toString(),
+             QStringLiteral("invalid_grant"));
+}
+
+void TestEmulatorOAuth::tokenErrors_data()
+{
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<QString>("value");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QString>("error");
+    QTest::addColumn<QString>("description");
+
+    QTest::newRow("still percent-encoded code") << "code"
+                                                << "ENCODED" << 400 << "invalid_grant"
+                                                << "Malformed auth code.";
+    QTest::newRow("unknown code") << "code"
+                                  << "4/unknown" << 400 << "invalid_grant"
+                                  << "Bad Request";
+    QTest::newRow("other redirect") << "redirect_uri"
+                                    << "http://127.0.0.1:9/" << 400 << "redirect_uri_mismatch"
+                                    << "Bad Request";
+    QTest::newRow("wrong secret") << "client_secret"
+                                  << "nope" << 401 << "invalid_client"
+                                  << "Unauthorized";
+    QTest::newRow("no secret") << "client_secret" << QString() << 400 << "invalid_request"
+                               << "client_secret is missing.";
+    QTest::newRow("unknown client") << "client_id"
+                                    << "other" << 401 << "invalid_client"
+                                    << "The OAuth client was not found.";
+    QTest::newRow("bad grant type") << "grant_type"
+                                    << "password" << 400 << "unsupported_grant_type"
+                                    << "Invalid grant_type: password";
+}
+
+void TestEmulatorOAuth::tokenErrors()
+{
+    QFETCH(QString, key);
+    QFETCH(QString, value);
+    QFETCH(QString, description);
+
+    QString code = approvedCode();
+    if (key == QLatin1String("code"))
+        code = value == QLatin1String("ENCODED")
+                ? QString::fromLatin1(QUrl::toPercentEncoding(code))
+                : value;
+    QList<QPair<QString, QString>> parameters {
+        { QStringLiteral("grant_type"), QStringLiteral("authorization_code") },
+        { QStringLiteral("code"), code },
+        { QStringLiteral("client_id"), ClientId },
+        { QStringLiteral("client_secret"), Secret },
+        { QStringLiteral("redirect_uri"), Redirect },
+    };
+    for (auto &pair : parameters) {
+        if (pair.first == key && key != QLatin1String("code"))
+            pair.second = value;
+    }
+    parameters.erase(std::remove_if(parameters.begin(), parameters.end(),
+                                    [](const auto &pair) { return pair.second.isNull(); }),
+                     parameters.end());
+    const auto reply = token(parameters);
+    QTEST(reply.status, "status");
+    QTEST(reply.json().value(QStringLiteral("error")).toString(), "error");
+    QCOMPARE(reply.json().value(QStringLiteral("error_description")).toString(), description);
+}
+
+void TestEmulatorOAuth::pkce_data()
+{
+    QTest::addColumn<QString>("method");
+    QTest::addColumn<QString>("verifier");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QString>("description");
+
+    QTest::newRow("S256") << "S256"
+                          << "a-verifier-of-enough-length-0123456789abcdef" << 200 << QString();
+    QTest::newRow("plain") << "plain"
+                           << "a-verifier-of-enough-length-0123456789abcdef" << 200 << QString();
+    QTest::newRow("wrong verifier") << "S256"
+                                    << "another-verifier" << 400 << "Invalid code verifier.";
+    QTest::newRow("missing verifier") << "S256" << QString() << 400 << "Missing code verifier.";
+}
+
+void TestEmulatorOAuth::pkce()
+{
+    QFETCH(QString, method);
+    QFETCH(QString, verifier);
+    const QString right = QStringLiteral("a-verifier-of-enough-length-0123456789abcdef");
+    const QString challenge = method == QLatin1String("S256")
+            ? QString::fromLatin1(
+                    QCryptographicHash::hash(right.toLatin1(), QCryptographicHash::Sha256)
+                            .toBase64(QByteArray::Base64UrlEncoding
+                                      | QByteArray::OmitTrailingEquals))
+            : right;
+    const QString code = approvedCode({ { QStringLiteral("code_challenge"), challenge },
+                                        { QStringLiteral("code_challenge_method"), method } });
+    QList<QPair<QString, QString>> parameters {
+        { QStringLiteral("grant_type"), QStringLiteral("authorization_code") },
+        { QStringLiteral("code"), code },
+        { QStringLiteral("client_id"), ClientId },
+        { QStringLiteral("client_secret"), Secret },
+        { QStringLiteral("redirect_uri"), Redirect },
+    };
+    if (!verifier.isNull())
+        parameters.append({ QStringLiteral("code_verifier"), verifier });
+    const auto reply = token(parameters);
+    QTEST(reply.status, "status");
+    QFETCH(QString, description);
+    if (!description.isEmpty())
+        QCOMPARE(reply.json().value(QStringLiteral("error_description")).toString(), description);
+}
+
+void TestEmulatorOAuth::refreshGivesNoNewRefreshToken()
+{
+    QString refresh;
+    m_emulator.issueAccessToken(&refresh);
+    // Clients may repeat parameters: the refresh still works.
+    const auto reply =
+            token({ { QStringLiteral("grant_type"), QStringLiteral("refresh_token") },
+                    { QStringLiteral("refresh_token"), refresh },
+                    { QStringLiteral("client_id"), QStringLiteral("gdapp-desktop-client") },
+                    { QStringLiteral("client_id"), ClientId },
+                    { QStringLiteral("client_secret"), Secret } });
+    QCOMPARE(reply.status, 200);
+    QVERIFY(!reply.json().contains(QStringLiteral("refresh_token")));
+    QVERIFY(reply.json()
+                    .value(QStringLiteral("access_token"))
+                    .toString()
+                    .startsWith(QLatin1String("ya29.")));
+}
+
+void TestEmulatorOAuth::revokedRefreshTokenIsRefused()
+{
+    QString refresh;
+    m_emulator.issueAccessToken(&refresh);
+    m_emulator.control("POST", QStringLiteral("tokens/revoke"));
+    const auto reply = token({ { QStringLiteral("grant_type"), QStringLiteral("refresh_token") },
+                               { QStringLiteral("refresh_token"), refresh },
+                               { QStringLiteral("client_id"), ClientId },
+                               { QStringLiteral("client_secret"), Secret } });
+    QCOMPARE(reply.status, 400);
+    QCOMPARE(reply.json().value(QStringLiteral("error")).toString(),
+             QStringLiteral("invalid_grant"));
+    QCOMPARE(reply.json().value(QStringLiteral("error_description")).toString(),
+             QStringLiteral("Token has been expired or revoked."));
+
+    const auto garbage = m_http.send("POST", m_emulator.url(QStringLiteral("/o/oauth2/token")),
+                                     { { "Content-Type", "application/json" } }, "{not json");
+    QCOMPARE(garbage.status, 400);
+    QCOMPARE(garbage.json()
+                     .value(QStringLiteral("error"))
+                     .toObject()
+                     .value(QStringLiteral("status"))
+                     .toString(),
+             QStringLiteral("INVALID_ARGUMENT"));
+}
+
+void TestEmulatorOAuth::expiredAccessTokenIsRefused()
+{
+    EmulatorProcess shortLived;
+    QVERIFY(shortLived.start({ QStringLiteral("--token-ttl"), QStringLiteral("0") }));
+    const QString expired = shortLived.issueAccessToken();
+    const auto reply = m_http.get(shortLived.url(QStringLiteral("/drive/v3/files")),
+                                  { { "Authorization", "Bearer " + expired.toUtf8() } });
+    QCOMPARE(reply.status, 401);
+    QVERIFY(reply.header("WWW-Authenticate").contains("invalid_token"));
+
+    const QString access = m_emulator.issueAccessToken();
+    const QUrl files = m_emulator.url(QStringLiteral("/drive/v3/files"));
+    QCOMPARE(m_http.get(files, { { "Authorization", "Bearer " + access.toUtf8() } }).status, 200);
+    m_emulator.control("POST", QStringLiteral("tokens/expire"));
+    QCOMPARE(m_http.get(files, { { "Authorization", "Bearer " + access.toUtf8() } }).status, 401);
+}
+
+QTEST_GUILESS_MAIN(TestEmulatorOAuth)
+#include "tst_emulatoroauth.moc"

@@ -1,0 +1,298 @@
+#include "controlservice.h"
+
+#include "drivestore.h"
+#include "faultinjector.h"
+#include "oauthservice.h"
+#include "requestlog.h"
+#include "tokenregistry.h"
+
+#include <QCryptographicHash>
+#include <QJsonArray>
+#include <QJsonDocument>
+
+#include <optional>
+
+namespace {
+const QByteArray Prefix = "/_emulator/";
+
+HttpResponse badRequest(const QString &why)
+{
+    return HttpResponse::json(400, { { QStringLiteral("error"), why } });
+}
+
+// A JSON body: an object, or an array of objects given as {"items": [...]}.
+bool parseBody(const QByteArray &body, QJsonDocument *document)
+{
+    if (body.trimmed().isEmpty()) {
+        *document = QJsonDocument(QJsonObject());
+        return true;
+    }
+    QJsonParseError error;
+    *document = QJsonDocument::fromJson(body, &error);
+    return error.error == QJsonParseError::NoError;
+}
+
+QList<QJsonObject> objectsOf(const QJsonDocument &document, const QString &listKey)
+{
+    QList<QJsonObject> objects;
+    QJsonArray array =
+            document.isArray() ? document.array() : document.object().value(listKey).toArray();
+    if (document.isObject() && !document.object().contains(listKey))
+        array = QJsonArray { document.object() };
+    for (const QJsonValue &value : array)
+        objects.append(value.toObject());
+    return objects;
+}
+} // namespace
+
+ControlService::ControlService(const Parts &parts) : m_parts(parts) { }
+
+bool ControlService::handles(const QByteArray &path)
+{
+    return path.startsWith(Prefix);
+}
+
+HttpResponse ControlService::handle(const HttpRequest &request)
+{
+    const QByteArray what = request.path.mid(Prefix.size());
+    const QByteArray &method = request.method;
+    if (what == "health" && method == "GET")
+        return HttpResponse::json(200, { { QStringLiteral("status"), QStringLiteral("ok") } });
+    if (what == "requests" && method == "GET")
+        return HttpResponse::json(
+                200,
+                { { QStringLiteral("requests"),
+                    m_parts.log.toJson(request.queryValue(QStringLiteral("since")).toInt()) },
+                  { QStringLiteral("next"), m_parts.log.next() } });
+    if (what.startsWith("requests/") && what.endsWith("/body") && method == "GET")
+        return requestBody(what.mid(9, what.size() - 9 - 5).toInt());
+    if (what == "requests" && method == "DELETE") {
+        m_parts.log.clear();
+        return HttpResponse::empty(204);
+    }
+    if (what == "faults" && method == "GET")
+        return HttpResponse::json(200, { { QStringLiteral("faults"), m_parts.faults.rules() } });
+    if (what == "faults" && method == "POST")
+        return addFaults(request.body);
+    if (what == "faults" && method == "DELETE") {
+        m_parts.faults.clear();
+        return HttpResponse::empty(204);
+    }
+    if (what == "files" && method == "GET")
+        return listFiles();
+    if (what == "files" && method == "POST")
+        return seedFiles(request.body);
+    if (what == "files" && method == "DELETE") {
+        m_parts.store.clear();
+        return HttpResponse::empty(204);
+    }
+    if (what.startsWith("files/") && what.endsWith("/content") && method == "GET")
+        return fileContent(QString::fromUtf8(
+                QByteArray::fromPercentEncoding(what.mid(6, what.size() - 6 - 8))));
+    if (what == "tokens" && method == "POST")
+        return issueTokens(request.body);
+    if (what == "tokens/expire" && method == "POST") {
+        m_parts.tokens.expireAccessTokens();
+        return HttpResponse::empty(204);
+    }
+    if (what == "tokens/revoke" && method == "POST") {
+        m_parts.tokens.revokeRefreshTokens();
+        return HttpResponse::empty(204);
+    }
+    if (what == "settings" && method == "POST")
+        return settings(request.body);
+    if (what == "reset" && method == "POST")
+        return reset();
+    return HttpResponse::json(404,
+                              { { QStringLiteral("error"), QStringLiteral("no such control") } });
+}
+
+HttpResponse ControlService::requestBody(int index) const
+{
+    HttpResponse response;
+    if (!m_parts.log.body(index, &response.body))
+        return HttpResponse::json(404, { { QStringLiteral("error"),
+                                           QStringLiteral("no such request, or its body was not kept") } });
+    response.setHeader("Content-Type", "application/octet-stream");
+    return response;
+}
+
+HttpResponse ControlService::addFaults(const QByteArray &body)
+{
+    QJsonDocument document;
+    if (!parseBody(body, &document))
+        return badRequest(QStringLiteral("the body is not JSON"));
+    QList<FaultRule> rules;
+    for (const QJsonObject &object : objectsOf(document, QStringLiteral("faults"))) {
+        QString error;
+        const auto rule = FaultRule::fromJson(object, &error);
+        if (!rule)
+            return badRequest(error);
+        rules.append(*rule);
+    }
+    for (const FaultRule &rule : rules)
+        m_parts.faults.add(rule);
+    return HttpResponse::json(200, { { QStringLiteral("faults"), m_parts.faults.rules() } });
+}
+
+HttpResponse ControlService::seedFiles(const QByteArray &body)
+{
+    QJsonDocument document;
+    if (!parseBody(body, &document))
+        return badRequest(QStringLiteral("the body is not JSON"));
+    QJsonArray created;
+    for (const QJsonObject &spec : objectsOf(document, QStringLiteral("files"))) {
+        QString error;
+        const auto resource = seedOne(spec, &error);
+        if (!resource)
+            return badRequest(error);
+        created.append(*resource);
+    }
+    return HttpResponse::json(200, { { QStringLiteral("files"), created } });
+}
+
+// The folder that the path's segments name below the application-data folder, made where
+// missing; the first folder of a name wins, as it does for clients.
+QString ControlService::folderFor(const QStringList &segments, QString *error)
+{
+    QString parentId = AppDataFolderId;
+    for (const QString &segment : segments) {
+        QString found;
+        for (const DriveEntry *entry : m_parts.store.entries()) {
+            if (entry->isFolder() && !entry->trashed && entry->name == segment
+                && entry->parents.contains(parentId)) {
+                found = entry->id;
+                break;
+            }
+        }
+        if (found.isEmpty()) {
+            DriveEntry folder = m_parts.store.newEntry(segment, FolderMimeType, parentId);
+            found = folder.id;
+            if (!m_parts.store.put(folder)) {
+                *error = QStringLiteral("cannot store %1").arg(segment);
+                return QString();
+            }
+        }
+        parentId = found;
+    }
+    return parentId;
+}
+
+std::optional<QJsonObject> ControlService::seedOne(const QJsonObject &spec, QString *error)
+{
+    QStringList segments = spec.value(QStringLiteral("path"))
+                                   .toString()
+                                   .split(QLatin1Char('/'), Qt::SkipEmptyParts);
+    if (segments.isEmpty()) {
+        *error = QStringLiteral("a path such as /folder/name is needed");
+        return std::nullopt;
+    }
+    const QString name = segments.takeLast();
+    const QString parentId = folderFor(segments, error);
+    if (parentId.isEmpty())
+        return std::nullopt;
+
+    const bool folder = spec.value(QStringLiteral("folder")).toBool();
+    const QString type =
+            spec.value(QStringLiteral("mimeType"))
+                    .toString(folder ? FolderMimeType : QStringLiteral("application/octet-stream"));
+    DriveEntry entry = m_parts.store.newEntry(name, type, parentId);
+    if (entry.hasContent()) {
+        const QByteArray content = spec.contains(QStringLiteral("text"))
+                ? spec.value(QStringLiteral("text")).toString().toUtf8()
+                : QByteArray::fromBase64(
+                        spec.value(QStringLiteral("content")).toString().toLatin1());
+        entry.setContent(
+                content,
+                QString::fromLatin1(
+                        QCryptographicHash::hash(content, QCryptographicHash::Md5).toHex()));
+    }
+    // Tests can make the service report a checksum other than the content's, or none.
+    if (spec.contains(QStringLiteral("md5Checksum")))
+        entry.md5Checksum = spec.value(QStringLiteral("md5Checksum")).toString();
+    entry.trashed = entry.explicitlyTrashed = spec.value(QStringLiteral("trashed")).toBool();
+    if (!m_parts.store.put(entry)) {
+        *error = QStringLiteral("cannot store %1").arg(name);
+        return std::nullopt;
+    }
+    QJsonObject resource = m_parts.store.find(entry.id)->resource();
+    resource.insert(QStringLiteral("path"), pathOf(entry));
+    return resource;
+}
+
+QString ControlService::pathOf(const DriveEntry &entry) const
+{
+    QStringList names { entry.name };
+    const DriveEntry *current = &entry;
+    while (!current->parents.isEmpty()) {
+        current = m_parts.store.find(current->parents.first());
+        if (!current || m_parts.store.isRoot(current->id))
+            break;
+        names.prepend(current->name);
+    }
+    return QLatin1Char('/') + names.join(QLatin1Char('/'));
+}
+
+HttpResponse ControlService::listFiles() const
+{
+    QJsonArray files;
+    for (const DriveEntry *entry : m_parts.store.entries()) {
+        QJsonObject resource = entry->resource();
+        resource.insert(QStringLiteral("path"), pathOf(*entry));
+        files.append(resource);
+    }
+    return HttpResponse::json(200, { { QStringLiteral("files"), files } });
+}
+
+HttpResponse ControlService::fileContent(const QString &id) const
+{
+    const DriveEntry *entry = m_parts.store.find(id);
+    if (!entry)
+        return HttpResponse::json(404,
+                                  { { QStringLiteral("error"), QStringLiteral("no such file") } });
+    HttpResponse response;
+    response.setHeader("Content-Type", "application/octet-stream");
+    response.body = entry->content;
+    return response;
+}
+
+HttpResponse ControlService::issueTokens(const QByteArray &body)
+{
+    QJsonDocument document;
+    if (!parseBody(body, &document))
+        return badRequest(QStringLiteral("the body is not JSON"));
+    const QJsonObject spec = document.object();
+    const TokenRegistry::Grant grant = m_parts.tokens.issueTokens(
+            spec.value(QStringLiteral("clientId")).toString(m_parts.clientId),
+            spec.value(QStringLiteral("scope"))
+                    .toString(QStringLiteral("https://www.googleapis.com/auth/drive.appfolder")));
+    return HttpResponse::json(200,
+                              { { QStringLiteral("access_token"), grant.accessToken },
+                                { QStringLiteral("refresh_token"), grant.refreshToken },
+                                { QStringLiteral("expires_in"), grant.expiresIn } });
+}
+
+HttpResponse ControlService::settings(const QByteArray &body)
+{
+    QJsonDocument document;
+    if (!parseBody(body, &document) || !document.isObject())
+        return badRequest(QStringLiteral("the body is not a JSON object"));
+    const QJsonObject spec = document.object();
+    if (spec.contains(QStringLiteral("tokenTtl")))
+        m_parts.tokens.setAccessTokenLifetime(spec.value(QStringLiteral("tokenTtl")).toInt());
+    if (spec.contains(QStringLiteral("autoApprove")))
+        m_parts.oauth.setAutoApprove(spec.value(QStringLiteral("autoApprove")).toBool());
+    return HttpResponse::json(
+            200,
+            { { QStringLiteral("tokenTtl"), m_parts.tokens.accessTokenLifetime() },
+              { QStringLiteral("autoApprove"), m_parts.oauth.autoApprove() } });
+}
+
+HttpResponse ControlService::reset()
+{
+    m_parts.store.clear();
+    m_parts.tokens.clear();
+    m_parts.log.clear();
+    m_parts.faults.clear();
+    return HttpResponse::empty(204);
+}

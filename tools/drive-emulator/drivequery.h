@@ -1,0 +1,39 @@
+#ifndef DRIVEQUERY_H
+#define DRIVEQUERY_H
+
+#include <QString>
+
+#include <memory>
+
+struct DriveEntry;
+
+// The "q" search language, the part of it that the emulator serves:
+//   'ID' in parents
+//   name = | != | contains 'text'
+//   mimeType = | != | contains 'text'
+//   trashed = | != true | false,  starred = | != true | false
+// combined with and, or, not and parentheses. Strings are single-quoted with backslash
+// escapes. Anything else is rejected, as the service rejects it.
+class DriveQuery
+{
+public:
+    DriveQuery();
+    ~DriveQuery();
+    DriveQuery(const DriveQuery &other);
+    DriveQuery &operator=(const DriveQuery &other);
+
+    // An empty text matches everything. On a syntax error the query is invalid and error
+    // says why.
+    static DriveQuery parse(const QString &text, QString *error);
+
+    bool isValid() const { return m_valid; }
+    bool matches(const DriveEntry &entry) const;
+
+    struct Node;
+
+private:
+    std::shared_ptr<const Node> m_root;
+    bool m_valid = true;
+};
+
+#endif // DRIVEQUERY_H

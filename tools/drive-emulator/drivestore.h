@@ -1,0 +1,52 @@
+#ifndef DRIVESTORE_H
+#define DRIVESTORE_H
+
+#include "driveentry.h"
+
+#include <QHash>
+#include <QList>
+#include <QRandomGenerator>
+#include <QSet>
+
+#include <map>
+
+class DriveJournal;
+
+// The emulated Drive: entries by identifier, kept in creation order. Two roots always exist,
+// the application-data folder and the user's own root; neither is ever listed.
+class DriveStore
+{
+public:
+    DriveStore();
+
+    // Persists every change through journal from now on; load() first reads its records.
+    void setJournal(DriveJournal *journal) { m_journal = journal; }
+    bool load(const QList<QJsonObject> &records, QString *error);
+    QList<QJsonObject> snapshot() const;
+    QSet<QString> liveBlobs() const;
+
+    const DriveEntry *find(const QString &id) const;
+    QList<const DriveEntry *> entries() const; // creation order, roots excluded
+    bool isRoot(const QString &id) const;
+    // The identifiers of id and of everything below it.
+    QStringList subtree(const QString &id) const;
+
+    QString newId();
+    // A fresh entry under parentId (in the parent's space), not stored yet.
+    DriveEntry newEntry(const QString &name, const QString &mimeType, const QString &parentId);
+    // Stores entry (new or replaced) durably. A new entry goes last in creation order.
+    bool put(DriveEntry entry);
+    bool remove(const QStringList &ids);
+    void clear();
+
+private:
+    void addRoots();
+
+    std::map<qint64, DriveEntry> m_bySequence;
+    QHash<QString, qint64> m_sequenceOf;
+    qint64 m_nextSequence = 1;
+    DriveJournal *m_journal = nullptr;
+    QRandomGenerator m_random;
+};
+
+#endif // DRIVESTORE_H

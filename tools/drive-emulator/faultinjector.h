@@ -1,0 +1,51 @@
+#ifndef FAULTINJECTOR_H
+#define FAULTINJECTOR_H
+
+#include "httprequest.h"
+
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QList>
+#include <QRegularExpression>
+
+#include <optional>
+
+// Makes chosen requests fail on purpose. A rule matches a method and a path (with "*" as a
+// wildcard, and optionally text the raw query must contain) and applies to the next count
+// matching requests (-1: all of them).
+struct FaultRule
+{
+    enum Action { Answer, Drop, Truncate, Corrupt };
+
+    QByteArray method; // empty: any
+    QString path = QStringLiteral("*");
+    QString queryContains;
+    int count = 1;
+    int status = 0; // answer with this error instead of serving the request
+    int delayMs = 0; // wait before answering
+    Action action = Answer;
+    qint64 truncateAt = -1; // Truncate: body bytes sent (-1: half of them)
+    QByteArray body; // with status: this body instead of the usual error
+    QByteArray contentType;
+
+    bool matches(const HttpRequest &request) const;
+    QJsonObject toJson() const;
+    static std::optional<FaultRule> fromJson(const QJsonObject &object, QString *error);
+    // "method=GET,path=/drive/v3/files/*,status=500,count=2" and the like.
+    static std::optional<FaultRule> fromSpec(const QString &spec, QString *error);
+};
+
+class FaultInjector
+{
+public:
+    void add(const FaultRule &rule) { m_rules.append(rule); }
+    void clear() { m_rules.clear(); }
+    QJsonArray rules() const;
+    // The first rule matching request, counted as used.
+    std::optional<FaultRule> take(const HttpRequest &request);
+
+private:
+    QList<FaultRule> m_rules;
+};
+
+#endif // FAULTINJECTOR_H

@@ -1,0 +1,31 @@
+#ifndef HTTPRESPONSE_H
+#define HTTPRESPONSE_H
+
+#include "httprequest.h"
+
+#include <QJsonObject>
+
+// An answer, with the ways a test may ask for it to go wrong on the wire.
+struct HttpResponse
+{
+    int status = 200;
+    HttpHeaders headers;
+    QByteArray body;
+
+    int delayMs = 0; // wait before answering
+    qint64 truncateAt =
+            -1; // send the full Content-Length but only this many body bytes, then close
+    bool drop = false; // close the connection without answering
+    bool closeAfter = false; // close the connection once answered
+
+    void setHeader(const QByteArray &name, const QByteArray &value);
+    QByteArray header(const QByteArray &name) const;
+
+    static HttpResponse json(int status, const QJsonObject &object);
+    static HttpResponse html(int status, const QByteArray &page);
+    static HttpResponse redirect(const QByteArray &location);
+    static HttpResponse empty(int status);
+    static QByteArray reasonPhrase(int status);
+};
+
+#endif // HTTPRESPONSE_H

@@ -1,0 +1,371 @@
+#include "oauthservice.h"
+
+#include <QCryptographicHash>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QSet>
+#include <QUrl>
+#include <QUrlQuery>
+
+namespace {
+const QByteArray AuthorizePath = "/o/oauth2/v2/auth";
+const QByteArray LegacyAuthorizePath = "/o/oauth2/auth";
+const QByteArray ConsentPath = "/o/oauth2/v2/consent";
+const QStringList TokenPaths { QStringLiteral("/o/oauth2/token"), QStringLiteral("/token"),
+                               QStringLiteral("/oauth2/v4/token") };
+
+const QSet<QString> &knownScopes()
+{
+    static const QSet<QString> scopes {
+        QStringLiteral("drive"),
+        QStringLiteral("drive.file"),
+        QStringLiteral("drive.appdata"),
+        QStringLiteral("drive.appfolder"),
+        QStringLiteral("drive.readonly"),
+        QStringLiteral("drive.metadata"),
+        QStringLiteral("drive.metadata.readonly"),
+    };
+    return scopes;
+}
+
+bool isKnownScope(const QString &scope)
+{
+    if (scope == QLatin1String("openid") || scope == QLatin1String("email")
+        || scope == QLatin1String("profile"))
+        return true;
+    const int auth = scope.lastIndexOf(QLatin1String("/auth/"));
+    return auth > 0 && scope.startsWith(QLatin1String("https://"))
+            && knownScopes().contains(scope.mid(auth + 6));
+}
+
+// Installed applications receive the code on a loopback address, on any port.
+bool isLoopbackRedirect(const QString &redirect)
+{
+    const QUrl url(redirect, QUrl::StrictMode);
+    if (!url.isValid() || url.scheme() != QLatin1String("http") || !url.fragment().isEmpty())
+        return false;
+    const QString host = url.host();
+    return host == QLatin1String("127.0.0.1") || host == QLatin1String("::1")
+            || host == QLatin1String("localhost");
+}
+
+QString pkceChallenge(const QString &verifier, const QString &method)
+{
+    if (method == QLatin1String("S256"))
+        return QString::fromLatin1(
+                QCryptographicHash::hash(verifier.toLatin1(), QCryptographicHash::Sha256)
+                        .toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals));
+    return verifier;
+}
+
+QString htmlEscaped(const QString &text)
+{
+    return text.toHtmlEscaped();
+}
+} // namespace
+
+OAuthService::OAuthService(TokenRegistry &tokens, const Options &options)
+    : m_tokens(tokens), m_options(options)
+{
+}
+
+bool OAuthService::handles(const QByteArray &path)
+{
+    return path == AuthorizePath || path == LegacyAuthorizePath || path == ConsentPath
+            || TokenPaths.contains(QString::fromLatin1(path));
+}
+
+HttpResponse OAuthService::handle(const HttpRequest &request)
+{
+    if (request.path == AuthorizePath || request.path == LegacyAuthorizePath) {
+        if (request.method == "GET")
+            return authorize(request);
+    } else if (request.path == ConsentPath) {
+        if (request.method == "POST")
+            return decide(request);
+    } else if (request.method == "POST") {
+        return token(request);
+    }
+    return errorPage(405, QStringLiteral("invalid_request"),
+                     QStringLiteral("Method %1 is not allowed here.")
+                             .arg(QString::fromLatin1(request.method)));
+}
+
+HttpResponse OAuthService::authorize(const HttpRequest &request)
+{
+    const QString clientId = request.queryValue(QStringLiteral("client_id"));
+    const QString redirectUri = request.queryValue(QStringLiteral("redirect_uri"));
+    // Without a known client or a valid redirect there is nobody to send the answer to: the
+    // error stays on this page.
+    if (clientId.isEmpty() || clientId != m_options.clientId)
+        return errorPage(401, QStringLiteral("invalid_client"),
+                         QStringLiteral("The OAuth client was not found."));
+    if (!isLoopbackRedirect(redirectUri))
+        return errorPage(400, QStringLiteral("redirect_uri_mismatch"),
+                         QStringLiteral("The redirect URI %1 is not a loopback address of this "
+                                        "installed application.")
+                                 .arg(redirectUri));
+
+    const QString state = request.queryValue(QStringLiteral("state"));
+    auto redirectError = [&](const QString &error) {
+        QueryItems items { { QStringLiteral("error"), error } };
+        if (request.hasQueryItem(QStringLiteral("state")))
+            items.append({ QStringLiteral("state"), state });
+        return redirectWith(redirectUri, items);
+    };
+    if (request.queryValue(QStringLiteral("response_type")) != QLatin1String("code"))
+        return redirectError(QStringLiteral("unsupported_response_type"));
+
+    const QStringList scopes =
+            request.queryValue(QStringLiteral("scope")).split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    if (scopes.isEmpty())
+        return errorPage(400, QStringLiteral("invalid_request"),
+                         QStringLiteral("Missing required parameter: scope"));
+    for (const QString &scope : scopes) {
+        if (!isKnownScope(scope))
+            return errorPage(400, QStringLiteral("invalid_scope"),
+                             QStringLiteral("Some requested scopes were invalid: %1").arg(scope));
+    }
+
+    Consent consent;
+    consent.state = state;
+    consent.code.clientId = clientId;
+    consent.code.redirectUri = redirectUri;
+    consent.code.scope = scopes.join(QLatin1Char(' '));
+    consent.code.challenge = request.queryValue(QStringLiteral("code_challenge"));
+    if (!consent.code.challenge.isEmpty()) {
+        consent.code.challengeMethod = request.queryValue(QStringLiteral("code_challenge_method"));
+        if (consent.code.challengeMethod.isEmpty())
+            consent.code.challengeMethod = QStringLiteral("plain");
+        if (consent.code.challengeMethod != QLatin1String("S256")
+            && consent.code.challengeMethod != QLatin1String("plain"))
+            return errorPage(400, QStringLiteral("invalid_request"),
+                             QStringLiteral("Invalid code_challenge_method."));
+    }
+
+    if (m_options.autoApprove)
+        return approve(consent);
+    const QString consentId = QString::number(m_nextConsent++);
+    m_consents.insert(consentId, consent);
+    return consentPage(consentId, consent);
+}
+
+HttpResponse OAuthService::decide(const HttpRequest &request)
+{
+    const QueryItems form = parseFormEncoded(request.body);
+    QString consentId;
+    QString decision;
+    for (const auto &item : form) {
+        if (item.first == QLatin1String("consent"))
+            consentId = item.second;
+        else if (item.first == QLatin1String("decision"))
+            decision = item.second;
+    }
+    const auto it = m_consents.constFind(consentId);
+    if (it == m_consents.cend())
+        return errorPage(
+                400, QStringLiteral("invalid_request"),
+                QStringLiteral("This consent request has expired or was already answered."));
+    const Consent consent = *it;
+    m_consents.erase(it);
+    return decision == QLatin1String("allow") ? approve(consent) : deny(consent);
+}
+
+HttpResponse OAuthService::approve(const Consent &consent)
+{
+    const QString code = m_tokens.issueCode(consent.code);
+    return redirectWith(consent.code.redirectUri,
+                        { { QStringLiteral("state"), consent.state },
+                          { QStringLiteral("code"), code },
+                          { QStringLiteral("scope"), consent.code.scope } });
+}
+
+HttpResponse OAuthService::deny(const Consent &consent)
+{
+    return redirectWith(consent.code.redirectUri,
+                        { { QStringLiteral("error"), QStringLiteral("access_denied") },
+                          { QStringLiteral("state"), consent.state } });
+}
+
+HttpResponse OAuthService::redirectWith(const QString &redirectUri, const QueryItems &items) const
+{
+    QByteArray query;
+    for (const auto &item : items) {
+        if (!query.isEmpty())
+            query += '&';
+        query += QUrl::toPercentEncoding(item.first) + '=' + QUrl::toPercentEncoding(item.second);
+    }
+    const QByteArray separator = redirectUri.contains(QLatin1Char('?')) ? "&" : "?";
+    return HttpResponse::redirect(redirectUri.toUtf8() + separator + query);
+}
+
+HttpResponse OAuthService::token(const HttpRequest &request)
+{
+    // Parameters may come in the query, in a form body or in a JSON body.
+    QMultiMap<QString, QString> parameters;
+    for (const auto &item : request.queryItems())
+        parameters.insert(item.first, item.second);
+    if (request.mediaType() == "application/json") {
+        QJsonParseError parseError;
+        const QJsonDocument document = QJsonDocument::fromJson(request.body, &parseError);
+        if (parseError.error != QJsonParseError::NoError || !document.isObject()) {
+            const QJsonObject error {
+                { QStringLiteral("code"), 400 },
+                { QStringLiteral("message"),
+                  QStringLiteral("Invalid JSON payload received. ") + parseError.errorString() },
+                { QStringLiteral("status"), QStringLiteral("INVALID_ARGUMENT") },
+            };
+            return HttpResponse::json(400, { { QStringLiteral("error"), error } });
+        }
+        const QJsonObject object = document.object();
+        for (auto it = object.constBegin(); it != object.constEnd(); ++it)
+            parameters.insert(it.key(), it.value().toVariant().toString());
+    } else {
+        for (const auto &item : parseFormEncoded(request.body))
+            parameters.insert(item.first, item.second);
+    }
+
+    const QString grantType = parameters.value(QStringLiteral("grant_type"));
+    if (grantType != QLatin1String("authorization_code")
+        && grantType != QLatin1String("refresh_token"))
+        return tokenError(400, QStringLiteral("unsupported_grant_type"),
+                          QStringLiteral("Invalid grant_type: ") + grantType);
+
+    const QString clientId = parameters.value(QStringLiteral("client_id"));
+    if (clientId.isEmpty())
+        return tokenError(400, QStringLiteral("invalid_request"),
+                          QStringLiteral("Could not determine client ID from request."));
+    if (clientId != m_options.clientId)
+        return tokenError(401, QStringLiteral("invalid_client"),
+                          QStringLiteral("The OAuth client was not found."));
+    if (!parameters.contains(QStringLiteral("client_secret")))
+        return tokenError(400, QStringLiteral("invalid_request"),
+                          QStringLiteral("client_secret is missing."));
+    if (parameters.value(QStringLiteral("client_secret")) != m_options.clientSecret)
+        return tokenError(401, QStringLiteral("invalid_client"), QStringLiteral("Unauthorized"));
+
+    return grantType == QLatin1String("authorization_code") ? exchangeCode(parameters)
+                                                            : refresh(parameters);
+}
+
+HttpResponse OAuthService::exchangeCode(const QMultiMap<QString, QString> &parameters)
+{
+    const QString code = parameters.value(QStringLiteral("code"));
+    if (code.isEmpty())
+        return tokenError(400, QStringLiteral("invalid_request"),
+                          QStringLiteral("Missing required parameter: code"));
+    // A code that still carries its percent-encoding was not decoded by the client.
+    if (code.contains(QLatin1Char('%')))
+        return tokenError(400, QStringLiteral("invalid_grant"),
+                          QStringLiteral("Malformed auth code."));
+
+    TokenRegistry::AuthorizationCode issued;
+    if (!m_tokens.takeCode(code, &issued)
+        || issued.clientId != parameters.value(QStringLiteral("client_id")))
+        return tokenError(400, QStringLiteral("invalid_grant"), QStringLiteral("Bad Request"));
+    if (parameters.value(QStringLiteral("redirect_uri")) != issued.redirectUri)
+        return tokenError(400, QStringLiteral("redirect_uri_mismatch"),
+                          QStringLiteral("Bad Request"));
+
+    const QString verifier = parameters.value(QStringLiteral("code_verifier"));
+    if (issued.challenge.isEmpty() && !verifier.isEmpty())
+        return tokenError(400, QStringLiteral("invalid_grant"),
+                          QStringLiteral("code_verifier or verifier is not needed."));
+    if (!issued.challenge.isEmpty()) {
+        if (verifier.isEmpty())
+            return tokenError(400, QStringLiteral("invalid_grant"),
+                              QStringLiteral("Missing code verifier."));
+        if (pkceChallenge(verifier, issued.challengeMethod) != issued.challenge)
+            return tokenError(400, QStringLiteral("invalid_grant"),
+                              QStringLiteral("Invalid code verifier."));
+    }
+    return grantAnswer(m_tokens.issueTokens(issued.clientId, issued.scope));
+}
+
+HttpResponse OAuthService::refresh(const QMultiMap<QString, QString> &parameters)
+{
+    const QString refreshToken = parameters.value(QStringLiteral("refresh_token"));
+    if (refreshToken.isEmpty())
+        return tokenError(400, QStringLiteral("invalid_request"),
+                          QStringLiteral("Missing required parameter: refresh_token"));
+    TokenRegistry::Grant grant;
+    if (!m_tokens.refresh(refreshToken, parameters.value(QStringLiteral("client_id")), &grant))
+        return tokenError(400, QStringLiteral("invalid_grant"),
+                          QStringLiteral("Token has been expired or revoked."));
+    return grantAnswer(grant);
+}
+
+HttpResponse OAuthService::grantAnswer(const TokenRegistry::Grant &grant)
+{
+    QJsonObject answer { { QStringLiteral("access_token"), grant.accessToken },
+                         { QStringLiteral("expires_in"), grant.expiresIn },
+                         { QStringLiteral("scope"), grant.scope },
+                         { QStringLiteral("token_type"), QStringLiteral("Bearer") } };
+    if (!grant.refreshToken.isEmpty())
+        answer.insert(QStringLiteral("refresh_token"), grant.refreshToken);
+    HttpResponse response = HttpResponse::json(200, answer);
+    response.setHeader("Cache-Control", "no-cache, no-store, max-age=0, must-revalidate");
+    return response;
+}
+
+HttpResponse OAuthService::tokenError(int status, const QString &error, const QString &description)
+{
+    return HttpResponse::json(status,
+                              { { QStringLiteral("error"), error },
+                                { QStringLiteral("error_description"), description } });
+}
+
+HttpResponse OAuthService::errorForStatus(int status)
+{
+    if (status == 400)
+        return tokenError(400, QStringLiteral("invalid_grant"), QStringLiteral("Bad Request"));
+    if (status == 401)
+        return tokenError(401, QStringLiteral("invalid_client"), QStringLiteral("Unauthorized"));
+    return tokenError(status, QStringLiteral("server_error"),
+                      QString::fromLatin1(HttpResponse::reasonPhrase(status)));
+}
+
+HttpResponse OAuthService::errorPage(int status, const QString &error,
+                                     const QString &description) const
+{
+    const QString page =
+            QStringLiteral(
+                    "<!DOCTYPE html>\n<html lang=\"fr\"><head><meta charset=\"utf-8\">"
+                    "<title>Erreur d'autorisation</title></head>\n<body>\n"
+                    "<h1>Erreur %1 : %2</h1>\n<p id=\"description\">%3</p>\n</body></html>\n")
+                    .arg(status)
+                    .arg(htmlEscaped(error), htmlEscaped(description));
+    return HttpResponse::html(status, page.toUtf8());
+}
+
+HttpResponse OAuthService::consentPage(const QString &consentId, const Consent &consent) const
+{
+    QString scopes;
+    for (const QString &scope : consent.code.scope.split(QLatin1Char(' ')))
+        scopes += QStringLiteral("<li>%1</li>").arg(htmlEscaped(scope));
+    const QString page =
+            QStringLiteral(
+                    "<!DOCTYPE html>\n<html lang=\"fr\"><head><meta charset=\"utf-8\">"
+                    "<title>Autoriser l'accès</title>\n"
+                    "<style>body{font-family:sans-serif;max-width:34em;margin:3em auto;color:#222}"
+                    "h1{font-size:1.4em}.client{font-family:monospace}"
+                    "button{font-size:1em;padding:.5em 1.5em;margin-right:1em;cursor:pointer}"
+                    "#allow{background:#1a73e8;color:#fff;border:none;border-radius:4px}"
+                    "#deny{background:#fff;border:1px solid #888;border-radius:4px}</style>\n"
+                    "</head>\n<body>\n"
+                    "<h1>Émulateur Drive : demande d'accès</h1>\n"
+                    "<p>L'application <span class=\"client\">%1</span> demande l'accès suivant "
+                    ":</p>\n"
+                    "<ul id=\"scopes\">%2</ul>\n"
+                    "<p>La réponse sera envoyée à <span class=\"client\">%3</span>.</p>\n"
+                    "<form method=\"post\" action=\"/o/oauth2/v2/consent\">\n"
+                    "<input type=\"hidden\" name=\"consent\" value=\"%4\">\n"
+                    "<button type=\"submit\" id=\"allow\" name=\"decision\" "
+                    "value=\"allow\">Autoriser</button>\n"
+                    "<button type=\"submit\" id=\"deny\" name=\"decision\" "
+                    "value=\"deny\">Refuser</button>\n"
+                    "</form>\n</body></html>\n")
+                    .arg(htmlEscaped(consent.code.clientId), scopes,
+                         htmlEscaped(consent.code.redirectUri), consentId);
+    return HttpResponse::html(200, page.toUtf8());
+}

@@ -1,0 +1,69 @@
+#include "requestlog.h"
+
+#include <QCryptographicHash>
+#include <QJsonObject>
+
+int RequestLog::append(const HttpRequest &request)
+{
+    Entry entry;
+    entry.request = request;
+    entry.bodySize = request.body.size();
+    if (entry.bodySize > m_bodyLimit)
+        entry.request.body.clear();
+    m_entries.append(entry);
+    return m_first + int(m_entries.size()) - 1;
+}
+
+void RequestLog::setStatus(int index, int status)
+{
+    const int at = index - m_first;
+    if (at >= 0 && at < m_entries.size())
+        m_entries[at].status = status;
+}
+
+QJsonArray RequestLog::toJson(int since) const
+{
+    QJsonArray array;
+    for (int i = qMax(0, since - m_first); i < m_entries.size(); ++i) {
+        const Entry &entry = m_entries.at(i);
+        QJsonArray headers;
+        for (const auto &header : entry.request.headers)
+            headers.append(QJsonArray { QString::fromLatin1(header.first),
+                                        QString::fromLatin1(header.second) });
+        QJsonObject object {
+            { QStringLiteral("index"), m_first + i },
+            { QStringLiteral("method"), QString::fromLatin1(entry.request.method) },
+            { QStringLiteral("target"), QString::fromLatin1(entry.request.target) },
+            { QStringLiteral("path"), QString::fromLatin1(entry.request.path) },
+            { QStringLiteral("query"), QString::fromLatin1(entry.request.rawQuery) },
+            { QStringLiteral("hasQuery"), entry.request.hasQuery },
+            { QStringLiteral("headers"), headers },
+            { QStringLiteral("bodySize"), double(entry.bodySize) },
+            { QStringLiteral("status"), entry.status },
+        };
+        if (entry.bodySize <= m_bodyLimit) {
+            const QByteArray &body = entry.request.body;
+            object.insert(QStringLiteral("body"), QString::fromLatin1(body.toBase64()));
+            object.insert(QStringLiteral("bodyMd5"),
+                          QString::fromLatin1(
+                                  QCryptographicHash::hash(body, QCryptographicHash::Md5).toHex()));
+        }
+        array.append(object);
+    }
+    return array;
+}
+
+bool RequestLog::body(int index, QByteArray *body) const
+{
+    const int at = index - m_first;
+    if (at < 0 || at >= m_entries.size() || m_entries.at(at).bodySize > m_bodyLimit)
+        return false;
+    *body = m_entries.at(at).request.body;
+    return true;
+}
+
+void RequestLog::clear()
+{
+    m_first += int(m_entries.size());
+    m_entries.clear();
+}
