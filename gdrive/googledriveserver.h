@@ -1,0 +1,32 @@
+#ifndef GOOGLEDRIVESERVER_H
+#define GOOGLEDRIVESERVER_H
+
+#include "serverinterface.h"
+
+class OAuthGoogle;
+
+// The plug-in's root object: the provider for the application-data folder of a Drive account.
+class GoogleDriveServer : public ServerInterface
+{
+    Q_OBJECT
+    Q_PLUGIN_METADATA(IID "org.tarnwick.googleinterface")
+    Q_INTERFACES(ServerInterface)
+
+public:
+    explicit GoogleDriveServer(QObject *parent = nullptr);
+    ~GoogleDriveServer() override;
+
+    QString providerScheme() const override;
+    QString providerName() const override;
+    QIcon providerIcon() const override;
+    bool isRemote() const override;
+    QString homePath() const override;
+    // Authorises on first use (browser consent or token refresh, blocking), then answers a
+    // new file while the authorisation holds, null otherwise.
+    CloudFile *cloudFile(const QUrl &url) override;
+
+private:
+    OAuthGoogle *m_oauth;
+};
+
+#endif // GOOGLEDRIVESERVER_H

@@ -1,0 +1,141 @@
+#include "oauthgoogle.h"
+
+#include "appreplyhandler.h"
+#include "googleendpoints.h"
+#include "o2settingsstore.h"
+
+#include <QDesktopServices>
+#include <QEventLoop>
+
+namespace {
+const QString PassPhrase = QStringLiteral("K72R31D48P06");
+constexpr quint16 LoopbackPort = 5479;
+// A token counts as valid until this long after it has expired.
+constexpr int ExpiryMargin = 60;
+
+// Adjusts what the flow sends to the token endpoint.
+void modifyParameters(QAbstractOAuth::Stage stage, QMultiMap<QString, QVariant> *parameters)
+{
+    switch (stage) {
+    case QAbstractOAuth::Stage::RequestingAccessToken: {
+        // The code arrives percent-encoded in the redirect: send it decoded once.
+        const QByteArray code = parameters->value(QStringLiteral("code")).toByteArray();
+        const QString decoded = QUrl::fromPercentEncoding(code);
+        const auto it = parameters->find(QStringLiteral("code"));
+        if (it != parameters->end())
+            *it = decoded;
+        else
+            parameters->insert(QStringLiteral("code"), decoded);
+        break;
+    }
+    case QAbstractOAuth::Stage::RefreshingAccessToken:
+        // The flow leaves the client out of refresh requests; the token endpoint wants it.
+        parameters->insert(QStringLiteral("client_id"), GoogleEndpoints::clientId());
+        parameters->insert(QStringLiteral("client_secret"), GoogleEndpoints::clientSecret());
+        break;
+    case QAbstractOAuth::Stage::RequestingTemporaryCredentials:
+    case QAbstractOAuth::Stage::RequestingAuthorization:
+        break;
+    }
+}
+} // namespace
+
+OAuthGoogle::OAuthGoogle(const QString &name, QObject *parent)
+    : QOAuth2AuthorizationCodeFlow(parent),
+      m_granted(false),
+      m_name(name),
+      m_store(new O2SettingsStore(PassPhrase, nullptr))
+{
+    setToken(m_store->value(key("token"), QString()));
+    setRefreshToken(m_store->value(key("refreshtoken"), QString()));
+
+    auto *handler = new AppReplyHandler(LoopbackPort, this);
+    connect(handler, &AppReplyHandler::errorFromServer,
+            [this](QNetworkReply::NetworkError error, const QString &text) {
+                onServerError(error, text);
+            });
+    setReplyHandler(handler);
+
+    setAuthorizationUrl(GoogleEndpoints::authorizationUrl());
+#if QT_VERSION >= QT_VERSION_CHECK(6, 9, 0)
+    setTokenUrl(GoogleEndpoints::tokenUrl());
+    setRequestedScopeTokens({ GoogleEndpoints::scope().toUtf8() });
+#else
+    setAccessTokenUrl(GoogleEndpoints::tokenUrl());
+    setScope(GoogleEndpoints::scope());
+#endif
+    setContentType(QAbstractOAuth::ContentType::Json);
+
+    connect(this, &QAbstractOAuth::statusChanged,
+            [this](QAbstractOAuth::Status status) { onStatusChanged(status); });
+    setModifyParametersFunction(&modifyParameters);
+    connect(this, &QAbstractOAuth::authorizeWithBrowser, &QDesktopServices::openUrl);
+
+    setClientIdentifier(GoogleEndpoints::clientId());
+    setClientIdentifierSharedKey(GoogleEndpoints::clientSecret());
+
+    QMetaObject::invokeMethod(this, "grant", Qt::AutoConnection);
+}
+
+OAuthGoogle::~OAuthGoogle()
+{
+    delete m_store;
+}
+
+QString OAuthGoogle::key(const char *which) const
+{
+    return m_name + QLatin1Char('/') + QLatin1String(which);
+}
+
+void OAuthGoogle::grant()
+{
+    QEventLoop loop;
+    connect(this, &OAuthGoogle::authenticated, &loop, &QEventLoop::quit);
+#if QT_VERSION >= QT_VERSION_CHECK(6, 9, 0)
+    connect(this, &QAbstractOAuth2::serverReportedErrorOccurred, &loop, &QEventLoop::quit);
+#else
+    connect(this, &QAbstractOAuth2::error, &loop, &QEventLoop::quit);
+#endif
+
+    const QString refreshToken = m_store->value(key("refreshtoken"), QString());
+    if (!refreshToken.isEmpty()) {
+        setRefreshToken(refreshToken);
+#if QT_VERSION >= QT_VERSION_CHECK(6, 9, 0)
+        refreshTokens();
+#else
+        refreshAccessToken();
+#endif
+    } else {
+        QOAuth2AuthorizationCodeFlow::grant();
+    }
+    // No time-out: a consent the user never gives keeps the caller waiting.
+    loop.exec();
+}
+
+bool OAuthGoogle::isAuthenticated()
+{
+    // The margin is added, not subtracted: a token counts until a minute after it expired.
+    if (expirationAt().addSecs(ExpiryMargin) > QDateTime::currentDateTime())
+        return m_granted;
+    QMetaObject::invokeMethod(this, "grant", Qt::AutoConnection);
+    return m_granted;
+}
+
+void OAuthGoogle::onStatusChanged(QAbstractOAuth::Status status)
+{
+    if (status != QAbstractOAuth::Status::Granted)
+        return;
+    m_store->setValue(key("token"), token());
+    m_store->setValue(key("expires"), QString::number(expirationAt().toSecsSinceEpoch()));
+    m_store->setValue(key("refreshtoken"), refreshToken());
+    m_granted = true;
+    emit authenticated();
+}
+
+void OAuthGoogle::onServerError(QNetworkReply::NetworkError error, const QString &)
+{
+    m_store->setValue(key("refreshtoken"), QString());
+    // The token endpoint refused the refresh token: ask the user again.
+    if (error == QNetworkReply::ProtocolInvalidOperationError)
+        grant();
+}

@@ -1,0 +1,66 @@
+#include "consentbrowser.h"
+#include "emulatorprocess.h"
+#include "oauthgoogle.h"
+
+#include <QSettings>
+#include <QStandardPaths>
+#include <QtTest>
+
+// A token counts as valid until a minute after it expired; past that, isAuthenticated() grants
+// again before answering. Proving it takes a minute of real time, so it runs on its own.
+class TestOAuthExpiry : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void cleanupTestCase();
+    void pastTheMarginGrantsFirst();
+
+private:
+    EmulatorProcess m_emulator;
+};
+
+void TestOAuthExpiry::initTestCase()
+{
+    QStandardPaths::setTestModeEnabled(true);
+    QCoreApplication::setOrganizationName(QStringLiteral("gdapp-tests"));
+    QCoreApplication::setApplicationName(QStringLiteral("tst_oauthexpiry"));
+    QSettings().clear();
+    QVERIFY(m_emulator.start({ QStringLiteral("--auto-approve"), QStringLiteral("--token-ttl"),
+                               QStringLiteral("1") }));
+    m_emulator.exportEnvironment();
+}
+
+void TestOAuthExpiry::cleanupTestCase()
+{
+    QSettings().clear();
+}
+
+void TestOAuthExpiry::pastTheMarginGrantsFirst()
+{
+    ConsentBrowser browser;
+    OAuthGoogle flow(QStringLiteral("gdapp"), nullptr);
+    const QString firstToken = flow.token();
+    const QDateTime expiry = flow.expirationAt();
+    const int mark = m_emulator.nextRequest();
+
+    // Just inside the margin: no request.
+    QTRY_VERIFY_WITH_TIMEOUT(expiry.addSecs(55) < QDateTime::currentDateTime(), 70000);
+    QVERIFY(flow.isAuthenticated());
+    QCOMPARE(m_emulator.requests(mark).size(), 0);
+
+    // Past it: a refresh first, then the answer.
+    QTRY_VERIFY_WITH_TIMEOUT(expiry.addSecs(60) <= QDateTime::currentDateTime(), 10000);
+    QVERIFY(flow.isAuthenticated());
+    const QJsonArray log = m_emulator.requests(mark);
+    QCOMPARE(log.size(), 1);
+    QCOMPARE(log.at(0).toObject().value(QStringLiteral("path")).toString(),
+             QStringLiteral("/o/oauth2/token"));
+    QVERIFY(flow.token() != firstToken);
+    QVERIFY(flow.expirationAt() > expiry);
+    QCOMPARE(browser.opened().size(), 1);
+}
+
+QTEST_MAIN(TestOAuthExpiry)
+#include "tst_oauthexpiry.moc"

@@ -1,0 +1,326 @@
+#include "consentbrowser.h"
+#include "emulatorprocess.h"
+#include "o2settingsstore.h"
+#include "oauthgoogle.h"
+
+#include <QSettings>
+#include <QStandardPaths>
+#include <QtTest>
+
+namespace {
+const QString PassPhrase = QStringLiteral("K72R31D48P06");
+const QStringList Keys { QStringLiteral("gdapp/token"), QStringLiteral("gdapp/refreshtoken"),
+                         QStringLiteral("gdapp/expires") };
+
+QString stored(const QString &key)
+{
+    return O2SettingsStore(PassPhrase, nullptr).value(key, QStringLiteral("<absent>"));
+}
+
+QUrlQuery formOf(const QJsonObject &logged)
+{
+    QByteArray body =
+            QByteArray::fromBase64(logged.value(QStringLiteral("body")).toString().toLatin1());
+    body.replace('+', ' ');
+    return QUrlQuery(QString::fromUtf8(body));
+}
+
+QList<QJsonObject> tokenRequests(const QJsonArray &log)
+{
+    QList<QJsonObject> requests;
+    for (const QJsonValue &entry : log) {
+        if (entry.toObject().value(QStringLiteral("path")).toString()
+            == QLatin1String("/o/oauth2/token"))
+            requests.append(entry.toObject());
+    }
+    return requests;
+}
+
+// Ends a wait that the flow itself would never end, so the test can look at what happened.
+class Watchdog
+{
+public:
+    Watchdog(OAuthGoogle *flow, int milliseconds)
+    {
+        QTimer::singleShot(milliseconds, &m_context, [this, flow] {
+            m_fired = true;
+            emit flow->authenticated();
+        });
+    }
+    bool fired() const { return m_fired; }
+
+private:
+    QObject m_context;
+    bool m_fired = false;
+};
+} // namespace
+
+// The authorisation flow against the emulator, with a stand-in browser.
+class TestOAuthGoogle : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void init();
+    void cleanup();
+
+    void firstRunConsentsAndStoresTokens();
+    void secondRunOnlyRefreshes();
+    void refusedRefreshEmptiesTheTokenAndConsents();
+    void deniedConsentEndsTheWait();
+    void isAuthenticatedWithinTheMargin();
+    void brokenTokenAnswersNeverCrash_data();
+    void brokenTokenAnswersNeverCrash();
+    void unreachableTokenEndpointKeepsWaiting();
+
+private:
+    std::unique_ptr<OAuthGoogle> consent();
+
+    EmulatorProcess m_emulator;
+};
+
+void TestOAuthGoogle::initTestCase()
+{
+    QStandardPaths::setTestModeEnabled(true);
+    QCoreApplication::setOrganizationName(QStringLiteral("gdapp-tests"));
+    QCoreApplication::setApplicationName(QStringLiteral("tst_oauthgoogle"));
+    QVERIFY(m_emulator.start({ QStringLiteral("--auto-approve") }));
+    m_emulator.exportEnvironment();
+}
+
+void TestOAuthGoogle::init()
+{
+    QSettings().clear();
+    m_emulator.control("POST", QStringLiteral("reset"));
+    m_emulator.setSettings(
+            { { QStringLiteral("autoApprove"), true }, { QStringLiteral("tokenTtl"), 3599 } });
+}
+
+void TestOAuthGoogle::cleanup()
+{
+    QSettings().clear();
+}
+
+std::unique_ptr<OAuthGoogle> TestOAuthGoogle::consent()
+{
+    ConsentBrowser browser;
+    return std::make_unique<OAuthGoogle>(QStringLiteral("gdapp"), nullptr);
+}
+
+void TestOAuthGoogle::firstRunConsentsAndStoresTokens()
+{
+    ConsentBrowser browser;
+    OAuthGoogle flow(QStringLiteral("gdapp"), nullptr);
+
+    QVERIFY(flow.isAuthenticated());
+    QCOMPARE(browser.opened().size(), 1);
+    const QUrl opened = browser.opened().first();
+    QCOMPARE(opened.path(), QStringLiteral("/o/oauth2/v2/auth"));
+    const QUrlQuery asked(opened);
+    QCOMPARE(asked.queryItemValue(QStringLiteral("response_type")), QStringLiteral("code"));
+    QCOMPARE(asked.queryItemValue(QStringLiteral("client_id")),
+             QStringLiteral("gdapp-desktop-client"));
+    QCOMPARE(asked.queryItemValue(QStringLiteral("redirect_uri"), QUrl::FullyDecoded),
+             QStringLiteral("http://127.0.0.1:5479/"));
+    QCOMPARE(asked.queryItemValue(QStringLiteral("scope"), QUrl::FullyDecoded),
+             QStringLiteral("https://www.googleapis.com/auth/drive.appfolder"));
+
+    // Three entries, enciphered, that the store's key reads back.
+    QSettings settings;
+    for (const QString &key : Keys) {
+        const QString raw = settings.value(key).toString();
+        QVERIFY2(QRegularExpression(QStringLiteral("^[A-Za-z0-9+/]+=*$")).match(raw).hasMatch(),
+                 qPrintable(key + QLatin1String(": ") + raw));
+    }
+    QCOMPARE(stored(QStringLiteral("gdapp/token")), flow.token());
+    QCOMPARE(stored(QStringLiteral("gdapp/refreshtoken")), flow.refreshToken());
+    QVERIFY(flow.refreshToken().startsWith(QLatin1String("1//")));
+    QCOMPARE(stored(QStringLiteral("gdapp/expires")),
+             QString::number(flow.expirationAt().toSecsSinceEpoch()));
+
+    // The code came percent-encoded in the redirect and reached the token request decoded once.
+    QCOMPARE(browser.redirects().size(), 1);
+    const QString redirected = browser.redirects().first().query(QUrl::FullyEncoded);
+    const QString encodedCode =
+            QUrlQuery(redirected).queryItemValue(QStringLiteral("code"), QUrl::FullyEncoded);
+    QVERIFY2(encodedCode.startsWith(QLatin1String("4%2F")), qPrintable(encodedCode));
+    const QList<QJsonObject> requests = tokenRequests(m_emulator.requests());
+    QCOMPARE(requests.size(), 1);
+    QCOMPARE(requests.first().value(QStringLiteral("status")).toInt(), 200);
+    const QUrlQuery form = formOf(requests.first());
+    QCOMPARE(form.queryItemValue(QStringLiteral("grant_type")),
+             QStringLiteral("authorization_code"));
+    QCOMPARE(form.queryItemValue(QStringLiteral("code"), QUrl::FullyDecoded),
+             QUrl::fromPercentEncoding(encodedCode.toLatin1()));
+
+    // The token opens the Drive endpoints.
+    TestHttpClient http;
+    QCOMPARE(http.get(m_emulator.url(QStringLiteral("/drive/v3/files")),
+                      { { "Authorization", "Bearer " + flow.token().toUtf8() } })
+                     .status,
+             200);
+}
+
+void TestOAuthGoogle::secondRunOnlyRefreshes()
+{
+    const QString refreshToken = consent()->refreshToken();
+    const int mark = m_emulator.nextRequest();
+
+    ConsentBrowser browser(ConsentBrowser::Ignore);
+    OAuthGoogle flow(QStringLiteral("gdapp"), nullptr);
+    QVERIFY(flow.isAuthenticated());
+    QVERIFY(browser.opened().isEmpty());
+
+    const QJsonArray log = m_emulator.requests(mark);
+    QCOMPARE(log.size(), 1);
+    const QUrlQuery form = formOf(log.at(0).toObject());
+    QCOMPARE(form.queryItemValue(QStringLiteral("grant_type")), QStringLiteral("refresh_token"));
+    QCOMPARE(form.queryItemValue(QStringLiteral("refresh_token"), QUrl::FullyDecoded),
+             refreshToken);
+    // The client is added to the refresh even where the flow already put it in.
+    const QStringList clientIds = form.allQueryItemValues(QStringLiteral("client_id"));
+    const QStringList secrets = form.allQueryItemValues(QStringLiteral("client_secret"));
+    QVERIFY(!clientIds.isEmpty());
+    QCOMPARE(clientIds, QStringList(clientIds.size(), QStringLiteral("gdapp-desktop-client")));
+    QCOMPARE(secrets, QStringList(clientIds.size(), QStringLiteral("Xq3bTn8VwLp2KdRe5ZsYh7Ga")));
+#if QT_VERSION < QT_VERSION_CHECK(6, 9, 0)
+    QCOMPARE(clientIds.size(), 2); // the flow's own and the added one
+#endif
+    // A refresh answer carries no refresh token: the stored one stays.
+    QCOMPARE(stored(QStringLiteral("gdapp/refreshtoken")), refreshToken);
+    QCOMPARE(stored(QStringLiteral("gdapp/token")), flow.token());
+}
+
+void TestOAuthGoogle::refusedRefreshEmptiesTheTokenAndConsents()
+{
+    const QString revoked = consent()->refreshToken();
+    m_emulator.control("POST", QStringLiteral("tokens/revoke"));
+
+    ConsentBrowser browser;
+    QString storedWhenAsked = QStringLiteral("<not asked>");
+    QString rawWhenAsked;
+    browser.onOpen = [&](const QUrl &) {
+        storedWhenAsked = stored(QStringLiteral("gdapp/refreshtoken"));
+        rawWhenAsked = QSettings().value(QStringLiteral("gdapp/refreshtoken")).toString();
+    };
+    OAuthGoogle flow(QStringLiteral("gdapp"), nullptr);
+
+    // The refusal emptied the stored token (an enciphered empty value), then the consent ran
+    // inside the first wait; both waits ended.
+    QCOMPARE(browser.opened().size(), 1);
+    QCOMPARE(storedWhenAsked, QString());
+    QVERIFY(!rawWhenAsked.isEmpty());
+    QVERIFY(flow.isAuthenticated());
+    const QString fresh = stored(QStringLiteral("gdapp/refreshtoken"));
+    QVERIFY(fresh.startsWith(QLatin1String("1//")));
+    QVERIFY(fresh != revoked);
+}
+
+void TestOAuthGoogle::deniedConsentEndsTheWait()
+{
+    m_emulator.setSettings({ { QStringLiteral("autoApprove"), false } });
+    ConsentBrowser browser(ConsentBrowser::Deny);
+    OAuthGoogle flow(QStringLiteral("gdapp"), nullptr);
+    QCOMPARE(browser.opened().size(), 1);
+    QVERIFY(browser.redirects().last().query().contains(QLatin1String("error=access_denied")));
+
+    // Not granted: asking again runs another consent, denied again.
+    QVERIFY(!flow.isAuthenticated());
+    QCOMPARE(browser.opened().size(), 2);
+    QVERIFY(!QSettings().contains(QStringLiteral("gdapp/token")));
+}
+
+void TestOAuthGoogle::isAuthenticatedWithinTheMargin()
+{
+    m_emulator.setSettings({ { QStringLiteral("tokenTtl"), 1 } });
+    ConsentBrowser browser;
+    OAuthGoogle flow(QStringLiteral("gdapp"), nullptr);
+    const int mark = m_emulator.nextRequest();
+
+    // Wait until the token has expired; the minute after its expiry still counts.
+    QTRY_VERIFY_WITH_TIMEOUT(flow.expirationAt() < QDateTime::currentDateTime(), 5000);
+    QVERIFY(flow.isAuthenticated());
+    QCOMPARE(m_emulator.requests(mark).size(), 0);
+    QCOMPARE(browser.opened().size(), 1);
+}
+
+void TestOAuthGoogle::brokenTokenAnswersNeverCrash_data()
+{
+    QTest::addColumn<QJsonObject>("fault");
+    QTest::addColumn<bool>("refreshTokenKept");
+
+    auto rule = [](const QJsonObject &more) {
+        QJsonObject fault { { QStringLiteral("path"), QStringLiteral("/o/oauth2/token") } };
+        for (auto it = more.begin(); it != more.end(); ++it)
+            fault.insert(it.key(), it.value());
+        return fault;
+    };
+    QTest::newRow("garbage") << rule(
+            { { QStringLiteral("status"), 200 },
+              { QStringLiteral("body"), QStringLiteral("\x01\x02garbage{") },
+              { QStringLiteral("contentType"), QStringLiteral("application/json") } })
+                             << true;
+    QTest::newRow("HTML") << rule(
+            { { QStringLiteral("status"), 200 },
+              { QStringLiteral("body"), QStringLiteral("<html><body>hello</body></html>") },
+              { QStringLiteral("contentType"), QStringLiteral("text/html") } })
+                          << true;
+    QTest::newRow("empty body") << rule(
+            { { QStringLiteral("status"), 200 },
+              { QStringLiteral("contentType"), QStringLiteral("application/json") },
+              { QStringLiteral("body"), QString() } })
+                                << true;
+    QTest::newRow("server error") << rule({ { QStringLiteral("status"), 500 } }) << false;
+    QTest::newRow("truncated") << rule({ { QStringLiteral("action"), QStringLiteral("truncate") } })
+                               << false;
+    QTest::newRow("dropped") << rule({ { QStringLiteral("action"), QStringLiteral("drop") },
+                                       { QStringLiteral("count"), 3 } })
+                             << false;
+}
+
+void TestOAuthGoogle::brokenTokenAnswersNeverCrash()
+{
+    QFETCH(QJsonObject, fault);
+    QFETCH(bool, refreshTokenKept);
+
+    ConsentBrowser browser;
+    OAuthGoogle flow(QStringLiteral("gdapp"), nullptr);
+    const QString refreshToken = flow.refreshToken();
+    m_emulator.addFault(fault);
+
+    // These answers do not end the wait: the watchdog does.
+    Watchdog watchdog(&flow, 1500);
+    flow.grant();
+    QVERIFY(watchdog.fired());
+    QCOMPARE(browser.opened().size(), 1);
+    QCOMPARE(stored(QStringLiteral("gdapp/refreshtoken")),
+             refreshTokenKept ? refreshToken : QString());
+}
+
+void TestOAuthGoogle::unreachableTokenEndpointKeepsWaiting()
+{
+    ConsentBrowser browser;
+    OAuthGoogle flow(QStringLiteral("gdapp"), nullptr);
+    quint16 deadPort = 0;
+    {
+        EmulatorProcess gone;
+        QVERIFY(gone.start());
+        deadPort = gone.port();
+    }
+    const QUrl nowhere(QStringLiteral("http://127.0.0.1:%1/o/oauth2/token").arg(deadPort));
+#if QT_VERSION >= QT_VERSION_CHECK(6, 9, 0)
+    flow.setTokenUrl(nowhere);
+#else
+    flow.setAccessTokenUrl(nowhere);
+#endif
+
+    Watchdog watchdog(&flow, 1500);
+    flow.grant();
+    QVERIFY(watchdog.fired());
+    QCOMPARE(stored(QStringLiteral("gdapp/refreshtoken")), QString());
+    QCOMPARE(browser.opened().size(), 1);
+}
+
+QTEST_MAIN(TestOAuthGoogle)
+#include "tst_oauthgoogle.moc"
