@@ -1,0 +1,441 @@
+#include "googlefile.h"
+
+#include "googleendpoints.h"
+#include "googlefileobject.h"
+#include "oauthgoogle.h"
+
+#include <QCryptographicHash>
+#include <QEventLoop>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QNetworkReply>
+#include <QNetworkRequest>
+#include <QUrlQuery>
+#include <QtDebug>
+
+#include <memory>
+
+namespace {
+const QString FolderType = QStringLiteral("application/vnd.google-apps.folder");
+const QString RootId = QStringLiteral("appDataFolder");
+const QString CreatedType = QStringLiteral("application/tarnwick");
+const QByteArray Boundary = "tarnwick_boundary";
+const QString ListFields =
+        QStringLiteral("files(id, name, parents, mimeType, size, modifiedTime, md5Checksum)");
+
+constexpr int PathNotFound = 403;
+constexpr qint64 ReadAhead = 8 * 1024 * 1024;
+constexpr int CorruptedData = 299;
+
+QString filesEndpoint()
+{
+    return GoogleEndpoints::driveHost() + QStringLiteral("/drive/v3/files");
+}
+
+QString uploadEndpoint()
+{
+    return GoogleEndpoints::driveHost() + QStringLiteral("/upload/drive/v3/files");
+}
+
+QUrl entryUrl(const QString &id, const QString &tail = QString())
+{
+    return QUrl(filesEndpoint() + QLatin1Char('/') + id + tail, QUrl::TolerantMode);
+}
+
+// The upload URL is built from a query object that holds the whole endpoint text as its first
+// item, so the query sent begins with an empty pair: ".../files?&uploadType=media". The
+// service accepts it and hosts have always sent it so.
+QUrl uploadUrl(const QString &endpoint, const QString &uploadType)
+{
+    QUrlQuery query(endpoint + QLatin1Char('?'));
+    query.addQueryItem(QStringLiteral("uploadType"), uploadType);
+    return QUrl(query.query(), QUrl::TolerantMode);
+}
+
+// Takes what the reply has received so far, so that it never holds the whole body itself.
+void takeAvailable(QNetworkReply *reply, QByteArray &received, QCryptographicHash *digest)
+{
+    const qint64 available = reply->bytesAvailable();
+    if (available <= 0)
+        return;
+    if (received.capacity() == 0) {
+        // Room for the whole body at once when its length is announced.
+        const qint64 announced = reply->header(QNetworkRequest::ContentLengthHeader).toLongLong();
+        received.reserve(qMax(announced, available));
+    }
+    const qsizetype start = received.size();
+    received.resize(start + available);
+    const qint64 read = reply->read(received.data() + start, available);
+    received.resize(start + qMax<qint64>(read, 0));
+    if (digest && read > 0)
+        digest->addData(QByteArrayView(received.constData() + start, read));
+}
+
+QByteArray indentedJson(const QJsonObject &object)
+{
+    return QJsonDocument(object).toJson(QJsonDocument::Indented);
+}
+
+// The metadata and the content of a new file, as multipart/related with bare LF line ends.
+QByteArray multipartBody(const QJsonObject &metadata, const QByteArray &content)
+{
+    const QByteArray json = indentedJson(metadata);
+    const QByteArray delimiter = "--" + Boundary + '\n';
+    const QByteArray metadataHeader = "Content-Type: application/json; charset=UTF-8\n\n";
+    const QByteArray mediaHeader = "Content-Type: " + CreatedType.toLatin1() + "\n\n";
+    const QByteArray closing = "\n--" + Boundary + "--\n";
+
+    QByteArray body;
+    body.reserve(2 * delimiter.size() + metadataHeader.size() + json.size() + mediaHeader.size()
+                 + content.size() + closing.size());
+    body += delimiter;
+    body += metadataHeader;
+    body += json;
+    body += delimiter;
+    body += mediaHeader;
+    body += content;
+    body += closing;
+    return body;
+}
+} // namespace
+
+GoogleFile::GoogleFile(const QString &scheme, OAuthGoogle *oauth, const QUrl &url, QObject *parent)
+    : CloudFile(url, parent), m_scheme(scheme), m_oauth(oauth)
+{
+}
+
+GoogleFile::~GoogleFile() = default;
+
+QUrl GoogleFile::filename(bool schemeOnly) const
+{
+    return schemeOnly ? QUrl(m_scheme, QUrl::TolerantMode) : m_url;
+}
+
+QString GoogleFile::scheme() const
+{
+    return m_scheme;
+}
+
+void GoogleFile::setFilename(const QUrl &url)
+{
+    m_url = url;
+}
+
+CloudObject *GoogleFile::getCloudObject()
+{
+    return new GoogleFileObject;
+}
+
+QByteArray GoogleFile::bearer() const
+{
+    return "Bearer " + m_oauth->token().toUtf8();
+}
+
+QByteArray GoogleFile::bearerLocal8Bit() const
+{
+    return "Bearer " + m_oauth->token().toLocal8Bit();
+}
+
+void GoogleFile::reportFailure(const char *signature) const
+{
+    qDebug() << signature << errorString();
+}
+
+bool GoogleFile::exchange(const QByteArray &verb, const QNetworkRequest &request,
+                          const QByteArray &body, const char *signature, Progress progress,
+                          QByteArray *answer, QCryptographicHash *digest)
+{
+    QNetworkAccessManager *manager = m_oauth->networkAccessManager();
+    QNetworkReply *reply = nullptr;
+    if (verb == "GET")
+        reply = manager->get(request);
+    else if (verb == "DELETE")
+        reply = manager->deleteResource(request);
+    else if (verb == "POST")
+        reply = manager->post(request, body);
+    else
+        reply = manager->sendCustomRequest(request, verb, body);
+
+    QEventLoop loop;
+    if (progress == Progress::Download)
+        connect(reply, SIGNAL(downloadProgress(qint64, qint64)), this,
+                SLOT(setProgress(qint64, qint64)));
+    else if (progress == Progress::Upload)
+        connect(reply, SIGNAL(uploadProgress(qint64, qint64)), this,
+                SLOT(setProgress(qint64, qint64)));
+    connect(reply, SIGNAL(finished()), &loop, SLOT(quit()));
+    // The body is taken, and hashed, as it arrives rather than copied whole at the end.
+    QByteArray received;
+    if (answer) {
+        // A bounded read-ahead: the network thread waits for this one instead of queueing the
+        // whole body in memory while it is hashed.
+        reply->setReadBufferSize(ReadAhead);
+        connect(reply, &QIODevice::readyRead, &loop,
+                [reply, &received, digest] { takeAvailable(reply, received, digest); });
+    }
+    loop.exec();
+
+    reply->deleteLater();
+    setErrorCode(reply->error());
+    setErrorString(reply->errorString());
+    if (reply->error() != QNetworkReply::NoError) {
+        if (progress == Progress::Upload)
+            qDebug() << signature << errorCode() << " - " << errorString();
+        else
+            reportFailure(signature);
+        return false;
+    }
+    if (answer) {
+        takeAvailable(reply, received, digest);
+        *answer = std::move(received);
+    }
+    return true;
+}
+
+bool GoogleFile::listObjects(const QString &q, QList<CloudObject *> &out)
+{
+    QUrlQuery query;
+    query.addQueryItem(QStringLiteral("spaces"), RootId);
+    query.addQueryItem(QStringLiteral("q"), q);
+    query.addQueryItem(QStringLiteral("fields"), ListFields);
+    QUrl url(filesEndpoint(), QUrl::TolerantMode);
+    url.setQuery(query);
+
+    QNetworkRequest request(url);
+    request.setRawHeader("Authorization", bearer());
+    QByteArray answer;
+    if (!exchange("GET", request, QByteArray(),
+                  "bool GoogleFile::listObjects(const QString&, QList<CloudObject*>&)",
+                  Progress::None, &answer))
+        return false;
+
+    // Only the first page counts: no page token is sent or read.
+    const QJsonArray files =
+            QJsonDocument::fromJson(answer).object().value(QLatin1String("files")).toArray();
+    for (const QJsonValue &file : files) {
+        auto *object = new GoogleFileObject;
+        object->from(file.toObject());
+        out.append(object);
+    }
+    return true;
+}
+
+bool GoogleFile::listObjects(const CloudObject *folder)
+{
+    QString q = QStringLiteral("trashed=false");
+    if (!folder->id().isEmpty())
+        q += QStringLiteral(" and '%1' in parents").arg(folder->id());
+    QList<CloudObject *> objects;
+    if (!listObjects(q, objects))
+        return false;
+    emit objectList(objects);
+    return true;
+}
+
+CloudObject *GoogleFile::getObjectFromPath(const QUrl &url, int &status)
+{
+    status = 0;
+    auto *current = new GoogleFileObject;
+    QString parentId = RootId;
+    QList<QString> ids;
+
+    const QStringList segments = url.path(QUrl::FullyDecoded).mid(1).split(QLatin1Char('/'));
+    for (qsizetype i = 0; i < segments.size(); ++i) {
+        const bool last = i == segments.size() - 1;
+        // Names go in as they are: a quote in a name makes the query malformed.
+        QString q = QStringLiteral("'%1' in parents and name='%2' and trashed=false")
+                            .arg(parentId, segments.at(i));
+        if (!last)
+            q += QStringLiteral(" and mimeType= '%1'").arg(FolderType);
+
+        QList<CloudObject *> found;
+        if (!listObjects(q, found) || found.isEmpty()) {
+            setErrorCode(PathNotFound);
+            if (last)
+                status = 1;
+            return current;
+        }
+        delete current;
+        current = static_cast<GoogleFileObject *>(found.takeFirst());
+        qDeleteAll(found); // the first match wins
+        parentId = current->id();
+        ids.append(parentId);
+    }
+    ids.removeLast();
+    current->setParents(ids);
+    status = 2;
+    return current;
+}
+
+bool GoogleFile::getFile()
+{
+    int status = 0;
+    const std::unique_ptr<CloudObject> object(getObjectFromPath(m_url, status));
+    if (status != 2)
+        return false;
+    m_fileId = object->id();
+
+    QUrl url = entryUrl(m_fileId);
+    QUrlQuery query;
+    query.addQueryItem(QStringLiteral("alt"), QStringLiteral("media"));
+    url.setQuery(query);
+    QNetworkRequest request(url);
+    request.setRawHeader("Authorization", bearer());
+
+    const char *signature = "virtual bool GoogleFile::getFile()";
+    QByteArray content;
+    QCryptographicHash md5(QCryptographicHash::Md5);
+    if (!exchange("GET", request, QByteArray(), signature, Progress::Download, &content, &md5))
+        return false;
+    m_buffer = std::move(content);
+
+    // The digest of the whole new buffer, computed while it arrived.
+    const QString digest = QString::fromLatin1(md5.result().toHex());
+    if (digest.compare(object->etag(), Qt::CaseInsensitive) != 0) {
+        setErrorCode(CorruptedData);
+        setErrorString(tr("Les données reçues sont corrompues"));
+        reportFailure(signature);
+        return false;
+    }
+    return true;
+}
+
+bool GoogleFile::putFile()
+{
+    int status = 0;
+    const std::unique_ptr<CloudObject> object(getObjectFromPath(m_url, status));
+    if (status == 0)
+        return false;
+
+    QNetworkRequest request;
+    request.setRawHeader("User-Agent", "Tarnwick");
+    request.setRawHeader("Authorization", bearerLocal8Bit());
+
+    QByteArray verb;
+    QByteArray body;
+    if (status == 2) {
+        // Replace the content in place: the file keeps its identifier, name and type.
+        m_fileId = object->id();
+        request.setUrl(
+                uploadUrl(uploadEndpoint() + QLatin1Char('/') + m_fileId, QStringLiteral("media")));
+        verb = "PATCH";
+        body = m_buffer;
+    } else {
+        const QJsonObject metadata {
+            { QStringLiteral("name"), m_url.fileName(QUrl::FullyDecoded) },
+            { QStringLiteral("parents"), QJsonArray { object->id() } },
+            { QStringLiteral("mimeType"), CreatedType },
+        };
+        request.setUrl(uploadUrl(uploadEndpoint(), QStringLiteral("multipart")));
+        verb = "POST";
+        body = multipartBody(metadata, m_buffer);
+        request.setRawHeader("Content-Type",
+                             QStringLiteral("multipart/related; boundary=%1")
+                                     .arg(QString::fromLatin1(Boundary))
+                                     .toLatin1());
+        request.setRawHeader("Content-Length", QStringLiteral("%1").arg(body.size()).toLatin1());
+    }
+
+    QByteArray answer;
+    if (!exchange(verb, request, body, "virtual bool GoogleFile::putFile()", Progress::Upload,
+                  &answer))
+        return false;
+    if (status == 1) {
+        GoogleFileObject created;
+        created.from(QJsonDocument::fromJson(answer).object());
+        m_fileId = created.id();
+    }
+    return true;
+}
+
+bool GoogleFile::mkdir(CloudObject *parent, const QString &name)
+{
+    QList<CloudObject *> existing;
+    const bool listed =
+            listObjects(QStringLiteral("trashed=false and '%1' in parents and name = '%2'")
+                                .arg(parent->id(), name),
+                        existing);
+    const bool taken = !existing.isEmpty();
+    qDeleteAll(existing);
+    if (!listed)
+        return false;
+    if (taken) {
+        setErrorString(tr("Le répertoire existe déjà"));
+        return false;
+    }
+
+    const QJsonObject metadata { { QStringLiteral("name"), name },
+                                 { QStringLiteral("parents"), QJsonArray { parent->id() } },
+                                 { QStringLiteral("mimeType"), FolderType } };
+    QNetworkRequest request(QUrl(filesEndpoint(), QUrl::TolerantMode));
+    request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
+    request.setRawHeader("Authorization", bearer());
+    QByteArray answer;
+    if (!exchange("POST", request, indentedJson(metadata),
+                  "virtual bool GoogleFile::mkdir(CloudObject*, const QString&)", Progress::None,
+                  &answer))
+        return false;
+
+    GoogleFileObject created;
+    created.from(QJsonDocument::fromJson(answer).object());
+    parent->cd(&created);
+    return true;
+}
+
+bool GoogleFile::copy(const QUrl &from, const QUrl &to)
+{
+    int status = 0;
+    const std::unique_ptr<CloudObject> object(getObjectFromPath(from, status));
+    if (status != 2)
+        return false;
+    m_fileId = object->id();
+
+    // Only the destination's name counts: the copy lands in the source's folder.
+    const QJsonObject metadata {
+        { QStringLiteral("name"), to.fileName(QUrl::FullyDecoded) },
+        { QStringLiteral("parents"), QJsonArray { object->parent() } },
+        { QStringLiteral("mimeType"), object->contentType() },
+    };
+    QNetworkRequest request(entryUrl(m_fileId, QStringLiteral("/copy")));
+    request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
+    request.setRawHeader("Authorization", bearer());
+    return exchange("POST", request, indentedJson(metadata),
+                    "virtual bool GoogleFile::copy(const QUrl&, const QUrl&)");
+}
+
+bool GoogleFile::rename(const QUrl &from, const QUrl &to)
+{
+    // An existing destination goes first; one that is not found lets the rename go on.
+    if (!remove(to) && errorCode() != PathNotFound)
+        return false;
+
+    int status = 0;
+    const std::unique_ptr<CloudObject> object(getObjectFromPath(from, status));
+    if (status != 2)
+        return false;
+    m_fileId = object->id();
+
+    QNetworkRequest request(entryUrl(m_fileId, QStringLiteral("?")));
+    request.setRawHeader("User-Agent", "Tarnwick");
+    request.setRawHeader("Authorization", bearerLocal8Bit());
+    request.setRawHeader("Content-Type", "application/json");
+    const QJsonObject metadata { { QStringLiteral("name"), to.fileName(QUrl::FullyDecoded) } };
+    return exchange("PATCH", request, indentedJson(metadata),
+                    "virtual bool GoogleFile::rename(const QUrl&, const QUrl&)");
+}
+
+bool GoogleFile::remove(const QUrl &url)
+{
+    int status = 0;
+    const std::unique_ptr<CloudObject> object(getObjectFromPath(url, status));
+    return status == 2 && remove(object.get());
+}
+
+bool GoogleFile::remove(const CloudObject *object)
+{
+    QNetworkRequest request(entryUrl(object->id()));
+    request.setRawHeader("Authorization", bearer());
+    return exchange("DELETE", request, QByteArray(),
+                    "virtual bool GoogleFile::remove(const CloudObject*)");
+}

@@ -1,0 +1,61 @@
+#ifndef GOOGLEFILE_H
+#define GOOGLEFILE_H
+
+#include "cloudfile.h"
+
+class OAuthGoogle;
+class QCryptographicHash;
+class QNetworkRequest;
+
+// A file of the application-data folder of a Drive account, addressed by a "gdapp:" URL whose
+// path names folders below that folder. Every operation is one or more blocking Drive
+// requests; each request leaves its error code and text on the file.
+class GoogleFile : public CloudFile
+{
+    Q_OBJECT
+
+public:
+    GoogleFile(const QString &scheme, OAuthGoogle *oauth, const QUrl &url, QObject *parent);
+    ~GoogleFile() override;
+
+    QUrl filename(bool schemeOnly) const override;
+    QString scheme() const override;
+    void setFilename(const QUrl &url) override;
+    using CloudFile::copy;
+    bool copy(const QUrl &from, const QUrl &to) override;
+    using CloudFile::remove;
+    bool remove(const QUrl &url) override;
+    bool remove(const CloudObject *object) override;
+    using CloudFile::rename;
+    bool rename(const QUrl &from, const QUrl &to) override;
+    bool listObjects(const CloudObject *folder) override;
+    CloudObject *getObjectFromPath(const QUrl &url, int &status) override;
+    CloudObject *getCloudObject() override;
+    bool mkdir(CloudObject *parent, const QString &name) override;
+    bool getFile() override;
+    bool putFile() override;
+
+    // Runs one files query and appends what it finds to out.
+    bool listObjects(const QString &q, QList<CloudObject *> &out);
+    // The identifier of the file last resolved by a transfer or a copy.
+    QString fileId() const { return m_fileId; }
+
+private:
+    enum class Progress { None, Download, Upload };
+
+    // Sends request with the verb, waits for the answer, records its error code and text on
+    // the file and, when it failed, writes the operation's debug line. On success the answer
+    // body goes to *answer, and into *digest as well when one is given.
+    bool exchange(const QByteArray &verb, const QNetworkRequest &request, const QByteArray &body,
+                  const char *signature, Progress progress = Progress::None,
+                  QByteArray *answer = nullptr, QCryptographicHash *digest = nullptr);
+    void reportFailure(const char *signature) const;
+    QByteArray bearer() const;
+    QByteArray bearerLocal8Bit() const;
+
+    QString m_scheme;
+    QString m_fileId;
+    OAuthGoogle *m_oauth;
+};
+
+#endif // GOOGLEFILE_H
