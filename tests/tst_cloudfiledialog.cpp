@@ -1,0 +1,654 @@
+#include "cloudfiledialog.h"
+#include "consentbrowser.h"
+#include "emulatorprocess.h"
+#include "googlefile.h"
+#include "memorycloudfile.h"
+#include "oauthgoogle.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDialogButtonBox>
+#include <QHeaderView>
+#include <QInputDialog>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenu>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QSettings>
+#include <QStandardPaths>
+#include <QToolButton>
+#include <QTreeView>
+#include <QtTest>
+
+namespace {
+const QRegularExpression
+        RefusedConnection(QStringLiteral("No such signal QComboBox::currentIndexChanged"));
+
+// Owns the pollers of the running test; each test's cleanup ends them.
+std::unique_ptr<QObject> g_pollers;
+
+// Runs act on the first visible top-level widget of type T once one shows up, such as a modal
+// dialog that blocks the test in its own event loop.
+template<typename T>
+void whenShown(std::function<void(T *)> act)
+{
+    auto *poll = new QTimer(g_pollers.get());
+    const auto deadline = std::make_shared<QDeadlineTimer>(20000);
+    QObject::connect(poll, &QTimer::timeout, [poll, deadline, act] {
+        for (QWidget *widget : QApplication::topLevelWidgets()) {
+            auto *found = qobject_cast<T *>(widget);
+            if (found && found->isVisible()) {
+                poll->stop();
+                poll->deleteLater();
+                act(found);
+                return;
+            }
+        }
+        if (deadline->hasExpired()) {
+            poll->stop();
+            poll->deleteLater();
+            qWarning("nothing of the expected kind appeared");
+        }
+    });
+    poll->start(10);
+}
+
+template<typename T>
+T *child(QWidget *dialog, const char *name)
+{
+    return dialog->findChild<T *>(QLatin1String(name));
+}
+
+QTreeView *treeOf(QWidget *dialog)
+{
+    return child<QTreeView>(dialog, "treeView");
+}
+
+// The names the view shows, folders marked with a trailing slash.
+QStringList shown(QWidget *dialog)
+{
+    QStringList names;
+    const QAbstractItemModel *model = treeOf(dialog)->model();
+    for (int row = 0; row < model->rowCount(); ++row) {
+        const auto *object = model->index(row, 0).data(Qt::UserRole).value<CloudObject *>();
+        names.append(object->fileName() + (object->isFolder() ? QStringLiteral("/") : QString()));
+    }
+    return names;
+}
+
+QModelIndex rowNamed(QWidget *dialog, const QString &name)
+{
+    const QAbstractItemModel *model = treeOf(dialog)->model();
+    for (int row = 0; row < model->rowCount(); ++row) {
+        if (model->index(row, 0).data().toString() == name)
+            return model->index(row, 0);
+    }
+    return QModelIndex();
+}
+
+void clickRow(QWidget *dialog, const QString &name)
+{
+    QTreeView *tree = treeOf(dialog);
+    QTest::mouseClick(tree->viewport(), Qt::LeftButton, {},
+                      tree->visualRect(rowNamed(dialog, name)).center());
+}
+
+void doubleClickRow(QWidget *dialog, const QString &name)
+{
+    QTreeView *tree = treeOf(dialog);
+    const QPoint at = tree->visualRect(rowNamed(dialog, name)).center();
+    QTest::mouseClick(tree->viewport(), Qt::LeftButton, {}, at);
+    QTest::mouseDClick(tree->viewport(), Qt::LeftButton, {}, at);
+}
+
+void clickOk(QWidget *dialog)
+{
+    child<QDialogButtonBox>(dialog, "buttonBox")->button(QDialogButtonBox::Ok)->click();
+}
+
+// The box's text, and a click on one of its buttons.
+void answerBox(QString *text, QMessageBox::StandardButton button, QString *title = nullptr)
+{
+    whenShown<QMessageBox>([=](QMessageBox *box) {
+        *text = box->text();
+        if (title)
+            *title = box->windowTitle();
+        box->button(button)->click();
+    });
+}
+
+// Opens the dialog's context menu on a row and chooses its only action.
+void removeThroughTheMenu(CloudFileDialog *dialog, const QString &name, QString *menuText)
+{
+    QTreeView *tree = treeOf(dialog);
+    tree->setCurrentIndex(rowNamed(dialog, name));
+    whenShown<QMenu>([menuText](QMenu *menu) {
+        *menuText = menu->actions().value(0)->text();
+        menu->actions().value(0)->trigger();
+        menu->close();
+    });
+    dialog->slotContextMenu(tree->visualRect(rowNamed(dialog, name)).center());
+}
+} // namespace
+
+class TestCloudFileDialog : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void cleanupTestCase();
+    void init();
+    void cleanup();
+
+    void makeFiltersList_data();
+    void makeFiltersList();
+    void cleanFilterList_data();
+    void cleanFilterList();
+
+    void layoutAndTexts();
+    void openModeState();
+    void saveModeState();
+    void withoutFilterAllNonHiddenFilesShow();
+    void comboChangesDoNotReachTheProxy();
+    void hiddenFilesSwitch();
+
+    void okWithAnEmptyNameDoesNothing();
+    void openThroughTheEntryPoint();
+    void doubleClickDoublesThePath();
+    void cancelGivesAnEmptyUrl();
+    void folderNavigation();
+    void refreshShowsNewEntries();
+    void saveNames_data();
+    void saveNames();
+    void newFolder();
+    void newFolderFailure();
+    void removeThroughTheContextMenu_data();
+    void removeThroughTheContextMenu();
+    void removeFailure();
+    void contextMenuOnlyOnRows();
+
+    void overTheDriveBackEnd();
+
+private:
+    std::unique_ptr<CloudFileDialog> dialog(const QString &filter, bool save);
+
+    QSharedPointer<MemoryStore> m_store;
+    std::unique_ptr<MemoryCloudFile> m_file;
+};
+
+namespace {
+QtMessageHandler g_testHandler = nullptr;
+
+// Lines that every dialog brings: the details of the refused connection, and the offscreen
+// platform's notice.
+void dropNoise(QtMsgType type, const QMessageLogContext &context, const QString &text)
+{
+    if (text.contains(QLatin1String("(sender name:"))
+        || text.contains(QLatin1String("(receiver name:"))
+        || text.contains(QLatin1String("This plugin does not support")))
+        return;
+    g_testHandler(type, context, text);
+}
+} // namespace
+
+void TestCloudFileDialog::initTestCase()
+{
+    g_testHandler = qInstallMessageHandler(dropNoise);
+    QStandardPaths::setTestModeEnabled(true);
+    QCoreApplication::setOrganizationName(QStringLiteral("gdapp-tests"));
+    QCoreApplication::setApplicationName(QStringLiteral("tst_cloudfiledialog"));
+    QSettings().clear();
+}
+
+void TestCloudFileDialog::cleanupTestCase()
+{
+    QSettings().clear();
+}
+
+void TestCloudFileDialog::init()
+{
+    m_store.reset(new MemoryStore);
+    m_store->addFolder(QStringLiteral("/docs"));
+    m_store->addFile(QStringLiteral("/docs/report.txt"), "report");
+    m_store->addFolder(QStringLiteral("/docs/sub"));
+    m_store->addFolder(QStringLiteral("/pictures"));
+    m_store->addFile(QStringLiteral("/notes.txt"), "notes");
+    m_store->addFile(QStringLiteral("/data.csv"), "1,2");
+    m_store->addFile(QStringLiteral("/.hidden.txt"), "h");
+    m_store->addFolder(QStringLiteral("/.config"));
+    m_file = std::make_unique<MemoryCloudFile>(m_store, QUrl(QStringLiteral("mem:/")));
+    g_pollers = std::make_unique<QObject>();
+}
+
+void TestCloudFileDialog::cleanup()
+{
+    g_pollers.reset();
+}
+
+std::unique_ptr<CloudFileDialog> TestCloudFileDialog::dialog(const QString &filter, bool save)
+{
+    QTest::ignoreMessage(QtWarningMsg, RefusedConnection);
+    auto made = std::make_unique<CloudFileDialog>(filter, save, m_file.get(), nullptr,
+                                                  Qt::WindowFlags());
+    made->show();
+    if (!QTest::qWaitForWindowExposed(made.get()))
+        qWarning("the dialog was not exposed");
+    return made;
+}
+
+void TestCloudFileDialog::makeFiltersList_data()
+{
+    QTest::addColumn<QString>("filter");
+    QTest::addColumn<QStringList>("entries");
+
+    QTest::newRow("empty") << "" << QStringList();
+    QTest::newRow("one") << "Textes (*.txt *.csv)" << QStringList { "Textes (*.txt *.csv)" };
+    QTest::newRow(";;") << "Textes (*.txt);;Tout (*)"
+                        << QStringList { "Textes (*.txt)", "Tout (*)" };
+    QTest::newRow("newline") << "Textes (*.txt)\nTout (*)"
+                             << QStringList { "Textes (*.txt)", "Tout (*)" };
+    QTest::newRow(";; wins over newline") << "a (*.a)\nb;;c" << QStringList { "a (*.a)\nb", "c" };
+    QTest::newRow("empty parts kept") << "a;;;;b;;" << QStringList { "a", "", "b", "" };
+}
+
+void TestCloudFileDialog::makeFiltersList()
+{
+    QFETCH(QString, filter);
+    const auto made = dialog(QString(), false);
+    QTEST(made->makeFiltersList(filter), "entries");
+}
+
+void TestCloudFileDialog::cleanFilterList_data()
+{
+    QTest::addColumn<QString>("entry");
+    QTest::addColumn<QStringList>("patterns");
+
+    QTest::newRow("label and two patterns")
+            << "Textes (*.txt *.csv)" << QStringList { "*.txt", "*.csv" };
+    QTest::newRow("no label") << "(*.txt)" << QStringList { "*.txt" };
+    QTest::newRow("label against the parenthesis")
+            << "Images(*.png *.jpg)" << QStringList { "*.png", "*.jpg" };
+    QTest::newRow("empty parentheses") << "Tout ()" << QStringList();
+    QTest::newRow("bare pattern") << "*.txt" << QStringList { "*.txt" };
+    QTest::newRow("bare patterns") << "*.txt  *.md" << QStringList { "*.txt", "*.md" };
+    QTest::newRow("nothing after the parenthesis")
+            << "Textes (*.txt) " << QStringList { "Textes", "(*.txt)" };
+    QTest::newRow("characters of the class")
+            << "X (a_b?.[ch] #{x}~)" << QStringList { "a_b?.[ch]", "#{x}~" };
+    QTest::newRow("outside the class") << "X (*.t\"t)" << QStringList { "X", "(*.t\"t)" };
+}
+
+void TestCloudFileDialog::cleanFilterList()
+{
+    QFETCH(QString, entry);
+    const auto made = dialog(QString(), false);
+    QTEST(made->cleanFilterList(entry), "patterns");
+}
+
+void TestCloudFileDialog::layoutAndTexts()
+{
+    const auto made = dialog(QString(), true);
+    QCOMPARE(made->objectName(), QStringLiteral("CloudFileDialog"));
+    QCOMPARE(made->windowTitle(), QStringLiteral("Sélection fichier depuis le cloud"));
+    QCOMPARE(child<QLabel>(made.get(), "label")->text(), QStringLiteral("Chemin:"));
+    QCOMPARE(child<QLabel>(made.get(), "label_2")->text(), QStringLiteral("Nom:"));
+    QCOMPARE(child<QLabel>(made.get(), "label_4")->text(), QStringLiteral("Filtre:"));
+    QCOMPARE(child<QToolButton>(made.get(), "cdToParent")->text(), QString());
+    QCOMPARE(child<QToolButton>(made.get(), "refreshView")->text(), QStringLiteral("..."));
+    QCOMPARE(child<QToolButton>(made.get(), "folderNewBtn")->text(), QStringLiteral("..."));
+    QCOMPARE(child<QCheckBox>(made.get(), "showHiddenFiles")->text(),
+             QStringLiteral("Afficher les fichiers cachés"));
+    QCOMPARE(child<QCheckBox>(made.get(), "addExtension")->text(),
+             QStringLiteral("Ajouter l'extension par défaut au nom de fichier"));
+    const QSizePolicy policy = child<QComboBox>(made.get(), "filterCombo")->sizePolicy();
+    QCOMPARE(policy.horizontalPolicy(), QSizePolicy::Expanding);
+    QCOMPARE(policy.verticalPolicy(), QSizePolicy::Fixed);
+    QCOMPARE(child<QDialogButtonBox>(made.get(), "buttonBox")->standardButtons(),
+             QDialogButtonBox::Ok | QDialogButtonBox::Cancel);
+
+    QTreeView *tree = treeOf(made.get());
+    QVERIFY(tree->isSortingEnabled());
+    QCOMPARE(tree->header()->sortIndicatorSection(), 0);
+    QCOMPARE(tree->header()->sortIndicatorOrder(), Qt::DescendingOrder);
+    QCOMPARE(tree->header()->sectionResizeMode(1), QHeaderView::ResizeToContents);
+    QVERIFY(!tree->rootIsDecorated());
+    QVERIFY(!tree->expandsOnDoubleClick());
+    QCOMPARE(tree->contextMenuPolicy(), Qt::CustomContextMenu);
+    QCOMPARE(tree->model()->headerData(0, Qt::Horizontal).toString(), QStringLiteral("Nom"));
+}
+
+void TestCloudFileDialog::openModeState()
+{
+    const auto made = dialog(QString(), false);
+    QCOMPARE(child<QLabel>(made.get(), "path")->text(), QStringLiteral("/"));
+    QLineEdit *name = child<QLineEdit>(made.get(), "nameEdit");
+    QVERIFY(name->text().isEmpty());
+    QVERIFY(name->isReadOnly());
+    QVERIFY(child<QToolButton>(made.get(), "folderNewBtn")->isHidden());
+    QVERIFY(!child<QCheckBox>(made.get(), "addExtension")->isEnabled());
+    QVERIFY(child<QCheckBox>(made.get(), "addExtension")->isChecked());
+    QVERIFY(!child<QCheckBox>(made.get(), "showHiddenFiles")->isChecked());
+    QCOMPARE(m_store->calls, QStringList(QStringLiteral("list /")));
+    QVERIFY(made->selectedFile().isEmpty());
+}
+
+void TestCloudFileDialog::saveModeState()
+{
+    const auto made = dialog(QString(), true);
+    QVERIFY(!child<QToolButton>(made.get(), "folderNewBtn")->isHidden());
+    QVERIFY(!child<QLineEdit>(made.get(), "nameEdit")->isReadOnly());
+    QVERIFY(child<QCheckBox>(made.get(), "addExtension")->isEnabled());
+    QVERIFY(child<QCheckBox>(made.get(), "addExtension")->isChecked());
+}
+
+void TestCloudFileDialog::withoutFilterAllNonHiddenFilesShow()
+{
+    const auto made = dialog(QString(), false);
+    QCOMPARE(child<QComboBox>(made.get(), "filterCombo")->count(), 0);
+    QCOMPARE(shown(made.get()), (QStringList { "docs/", "pictures/", "data.csv", "notes.txt" }));
+}
+
+void TestCloudFileDialog::comboChangesDoNotReachTheProxy()
+{
+    const auto made = dialog(QStringLiteral("Textes (*.txt);;Tout (*)"), false);
+    QComboBox *combo = child<QComboBox>(made.get(), "filterCombo");
+    QCOMPARE(combo->count(), 2);
+    QCOMPARE(combo->itemText(1), QStringLiteral("Tout (*)"));
+    QCOMPARE(shown(made.get()), (QStringList { "docs/", "pictures/", "notes.txt" }));
+    combo->setCurrentIndex(1);
+    QCOMPARE(shown(made.get()), (QStringList { "docs/", "pictures/", "notes.txt" }));
+    // The slot itself works when called.
+    made->onFilterChanged(QStringLiteral("Tout (*)"));
+    QCOMPARE(shown(made.get()), (QStringList { "docs/", "pictures/", "data.csv", "notes.txt" }));
+}
+
+void TestCloudFileDialog::hiddenFilesSwitch()
+{
+    const auto made = dialog(QStringLiteral("Textes (*.txt)"), false);
+    child<QCheckBox>(made.get(), "showHiddenFiles")->setChecked(true);
+    QCOMPARE(shown(made.get()),
+             (QStringList { ".config/", "docs/", "pictures/", ".hidden.txt", "notes.txt" }));
+}
+
+void TestCloudFileDialog::okWithAnEmptyNameDoesNothing()
+{
+    const auto made = dialog(QString(), false);
+    clickOk(made.get());
+    QVERIFY(made->isVisible());
+    QCOMPARE(made->result(), 0);
+    QVERIFY(made->selectedFile().isEmpty());
+}
+
+void TestCloudFileDialog::openThroughTheEntryPoint()
+{
+    whenShown<CloudFileDialog>([](CloudFileDialog *shownDialog) {
+        clickRow(shownDialog, QStringLiteral("notes.txt"));
+        QCOMPARE(child<QLineEdit>(shownDialog, "nameEdit")->text(), QStringLiteral("notes.txt"));
+        clickOk(shownDialog);
+    });
+    QTest::ignoreMessage(QtWarningMsg, RefusedConnection);
+    const QUrl chosen = m_file->getOpenFileName(nullptr, QStringLiteral("Ouvrir"),
+                                                QStringLiteral("/ignored"), QString());
+    QCOMPARE(chosen, QUrl(QStringLiteral("mem:/notes.txt")));
+    QCOMPARE(chosen.toString(), QStringLiteral("mem:/notes.txt"));
+    QVERIFY(chosen.host().isEmpty());
+}
+
+void TestCloudFileDialog::doubleClickDoublesThePath()
+{
+    whenShown<CloudFileDialog>([](CloudFileDialog *shownDialog) {
+        QCOMPARE(shownDialog->windowTitle(), QStringLiteral("Ouvrir"));
+        clickRow(shownDialog, QStringLiteral("docs"));
+        doubleClickRow(shownDialog, QStringLiteral("report.txt"));
+    });
+    QTest::ignoreMessage(QtWarningMsg, RefusedConnection);
+    const QUrl chosen =
+            m_file->getOpenFileName(nullptr, QStringLiteral("Ouvrir"), QString(), QString());
+    QCOMPARE(chosen.toString(), QStringLiteral("mem:/docs/report.txt/report.txt"));
+}
+
+void TestCloudFileDialog::cancelGivesAnEmptyUrl()
+{
+    whenShown<CloudFileDialog>([](CloudFileDialog *shownDialog) {
+        clickRow(shownDialog, QStringLiteral("notes.txt"));
+        child<QDialogButtonBox>(shownDialog, "buttonBox")
+                ->button(QDialogButtonBox::Cancel)
+                ->click();
+    });
+    QTest::ignoreMessage(QtWarningMsg, RefusedConnection);
+    QVERIFY(m_file->getSaveFileName(nullptr, QString(), QString(), QString()).isEmpty());
+}
+
+void TestCloudFileDialog::folderNavigation()
+{
+    const auto made = dialog(QString(), false);
+    clickRow(made.get(), QStringLiteral("docs"));
+    QCOMPARE(child<QLabel>(made.get(), "path")->text(), QStringLiteral("/docs"));
+    QCOMPARE(shown(made.get()), (QStringList { "sub/", "report.txt" }));
+    QCOMPARE(m_store->calls.last(), QStringLiteral("list /docs"));
+
+    child<QToolButton>(made.get(), "cdToParent")->click();
+    QCOMPARE(child<QLabel>(made.get(), "path")->text(), QStringLiteral("/"));
+    QCOMPARE(m_store->calls.last(), QStringLiteral("list /"));
+    QCOMPARE(shown(made.get()), (QStringList { "docs/", "pictures/", "data.csv", "notes.txt" }));
+}
+
+void TestCloudFileDialog::refreshShowsNewEntries()
+{
+    const auto made = dialog(QString(), false);
+    m_store->addFile(QStringLiteral("/arrived.txt"), "new");
+    QVERIFY(!shown(made.get()).contains(QStringLiteral("arrived.txt")));
+    child<QToolButton>(made.get(), "refreshView")->click();
+    QVERIFY(shown(made.get()).contains(QStringLiteral("arrived.txt")));
+    QCOMPARE(child<QLabel>(made.get(), "path")->text(), QStringLiteral("/"));
+}
+
+void TestCloudFileDialog::saveNames_data()
+{
+    QTest::addColumn<QString>("filter");
+    QTest::addColumn<bool>("addExtension");
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("url");
+
+    QTest::newRow("extension added") << "Textes (*.txt)" << true << "rapport"
+                                     << "mem:/docs/rapport.txt";
+    QTest::newRow("extension present") << "Textes (*.txt)" << true << "a.txt"
+                                       << "mem:/docs/a.txt";
+    QTest::newRow("double extension") << "Archives (*.tar.gz)" << true << "a"
+                                      << "mem:/docs/a.tar.gz";
+    QTest::newRow("case counts") << "Textes (*.txt)" << true << "A.TXT"
+                                 << "mem:/docs/A.TXT.txt";
+    QTest::newRow("not asked") << "Textes (*.txt)" << false << "rapport"
+                               << "mem:/docs/rapport";
+    QTest::newRow("no filter") << "" << true << "rapport"
+                               << "mem:/docs/rapport";
+    QTest::newRow("empty pattern list") << "Tout ()" << true << "rapport"
+                                        << "mem:/docs/rapport";
+}
+
+void TestCloudFileDialog::saveNames()
+{
+    QFETCH(QString, filter);
+    QFETCH(bool, addExtension);
+    QFETCH(QString, name);
+
+    const auto made = dialog(filter, true);
+    clickRow(made.get(), QStringLiteral("docs"));
+    child<QCheckBox>(made.get(), "addExtension")->setChecked(addExtension);
+    child<QLineEdit>(made.get(), "nameEdit")->setText(name);
+    clickOk(made.get());
+    QCOMPARE(made->result(), int(QDialog::Accepted));
+    QTEST(made->selectedFile().toString(), "url");
+}
+
+void TestCloudFileDialog::newFolder()
+{
+    const auto made = dialog(QString(), true);
+    QString title;
+    QString label;
+    QString preset;
+    whenShown<QInputDialog>([&](QInputDialog *input) {
+        title = input->windowTitle();
+        label = input->labelText();
+        preset = input->textValue();
+        input->setTextValue(QStringLiteral("made"));
+        input->accept();
+    });
+    child<QToolButton>(made.get(), "folderNewBtn")->click();
+    QCOMPARE(title, QStringLiteral("Nouveau répertoire"));
+    QCOMPARE(label, QStringLiteral("Nom du répertoire à créer"));
+    QCOMPARE(preset, QStringLiteral("Nouveau répertoire"));
+    QVERIFY(m_store->contains(QStringLiteral("/made")));
+    // The view follows into the new folder.
+    QCOMPARE(child<QLabel>(made.get(), "path")->text(), QStringLiteral("/made"));
+    QCOMPARE(m_store->calls.last(), QStringLiteral("list /made"));
+}
+
+void TestCloudFileDialog::newFolderFailure()
+{
+    const auto made = dialog(QString(), true);
+    whenShown<QInputDialog>([](QInputDialog *input) {
+        input->setTextValue(QStringLiteral("docs"));
+        input->accept();
+    });
+    QString text;
+    QString title;
+    answerBox(&text, QMessageBox::Ok, &title);
+    made->onMkDir();
+    QCOMPARE(title, QStringLiteral("Création d'un nouveau répertoire"));
+    QCOMPARE(text,
+             QStringLiteral(
+                     "Le répertoire docs n'a pas étét crée.\nErreur: 'Le répertoire existe déjà'"));
+    QCOMPARE(child<QLabel>(made.get(), "path")->text(), QStringLiteral("/"));
+}
+
+void TestCloudFileDialog::removeThroughTheContextMenu_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<bool>("confirm");
+    QTest::addColumn<QString>("question");
+
+    QTest::newRow("a file, confirmed")
+            << "notes.txt" << true << "Le fichier /notes.txt va être supprimés\nEtes vous sûr?";
+    QTest::newRow("a folder, confirmed")
+            << "docs" << true << "Le répertoire  /docs va être supprimés\nEtes vous sûr?";
+    QTest::newRow("a file, refused")
+            << "notes.txt" << false << "Le fichier /notes.txt va être supprimés\nEtes vous sûr?";
+}
+
+void TestCloudFileDialog::removeThroughTheContextMenu()
+{
+    QFETCH(QString, name);
+    QFETCH(bool, confirm);
+
+    const auto made = dialog(QString(), false);
+    QString menuText;
+    QString question;
+    QString title;
+    answerBox(&question, confirm ? QMessageBox::Yes : QMessageBox::No, &title);
+    removeThroughTheMenu(made.get(), name, &menuText);
+
+    QCOMPARE(menuText, QStringLiteral("&Supprimer"));
+    QCOMPARE(title, QStringLiteral("Suppression d'un fichier ou d'un répertoire"));
+    QTEST(question, "question");
+    QCOMPARE(m_store->contains(QLatin1Char('/') + name), !confirm);
+    QCOMPARE(shown(made.get()).contains(name)
+                     || shown(made.get()).contains(name + QLatin1Char('/')),
+             !confirm);
+}
+
+void TestCloudFileDialog::removeFailure()
+{
+    m_store->failRemove = true;
+    const auto made = dialog(QString(), false);
+    QString question;
+    QString failure;
+    QString menuText;
+    whenShown<QMessageBox>([&](QMessageBox *box) {
+        question = box->text();
+        box->button(QMessageBox::Yes)->click();
+        // The failure box comes once the question has gone.
+        answerBox(&failure, QMessageBox::Ok);
+    });
+    removeThroughTheMenu(made.get(), QStringLiteral("notes.txt"), &menuText);
+    QTRY_VERIFY(!failure.isEmpty());
+    QCOMPARE(failure,
+             QStringLiteral("Le fichier ou le répertoire /notes.txt n'a pas pu être supprimé.\n"
+                            "Erreur: cannot remove /notes.txt"));
+    QVERIFY(m_store->contains(QStringLiteral("/notes.txt")));
+}
+
+void TestCloudFileDialog::contextMenuOnlyOnRows()
+{
+    const auto made = dialog(QString(), false);
+    bool menuShown = false;
+    whenShown<QMenu>([&](QMenu *menu) {
+        menuShown = true;
+        menu->close();
+    });
+    QTreeView *tree = treeOf(made.get());
+    made->slotContextMenu(QPoint(5, tree->viewport()->height() - 2));
+    QTest::qWait(100);
+    QVERIFY(!menuShown);
+    // Nothing selected: the action does nothing.
+    tree->setCurrentIndex(QModelIndex());
+    made->slotRmDir();
+    QVERIFY(m_store->contains(QStringLiteral("/notes.txt")));
+}
+
+void TestCloudFileDialog::overTheDriveBackEnd()
+{
+    EmulatorProcess emulator;
+    QVERIFY(emulator.start({ QStringLiteral("--auto-approve") }));
+    emulator.exportEnvironment();
+    emulator.seedFile(QStringLiteral("/docs/report.txt"), "report");
+    emulator.seedFolder(QStringLiteral("/docs/sub"));
+    emulator.seedFile(QStringLiteral("/notes.txt"), "notes");
+    ConsentBrowser browser;
+    OAuthGoogle flow(QStringLiteral("gdapp"), nullptr);
+    GoogleFile file(QStringLiteral("gdapp"), &flow, QUrl(QStringLiteral("gdapp:/")), nullptr);
+
+    // Open: into docs/sub and back up, then a file of docs.
+    QStringList seen;
+    whenShown<CloudFileDialog>([&](CloudFileDialog *shownDialog) {
+        clickRow(shownDialog, QStringLiteral("docs"));
+        clickRow(shownDialog, QStringLiteral("sub"));
+        seen.append(child<QLabel>(shownDialog, "path")->text());
+        child<QToolButton>(shownDialog, "cdToParent")->click();
+        seen.append(child<QLabel>(shownDialog, "path")->text());
+        seen += shown(shownDialog);
+        clickRow(shownDialog, QStringLiteral("report.txt"));
+        clickOk(shownDialog);
+    });
+    QTest::ignoreMessage(QtWarningMsg, RefusedConnection);
+    QCOMPARE(file.getOpenFileName(nullptr, QString(), QString(), QString()),
+             QUrl(QStringLiteral("gdapp:/docs/report.txt")));
+    QCOMPARE(seen, (QStringList { "/docs/sub", "/docs", "sub/", "report.txt" }));
+
+    // Save: a new folder, a removal, then a name in the new folder.
+    QString question;
+    whenShown<CloudFileDialog>([&](CloudFileDialog *shownDialog) {
+        answerBox(&question, QMessageBox::Yes);
+        QString menuText;
+        removeThroughTheMenu(shownDialog, QStringLiteral("notes.txt"), &menuText);
+        whenShown<QInputDialog>([](QInputDialog *input) {
+            input->setTextValue(QStringLiteral("made"));
+            input->accept();
+        });
+        child<QToolButton>(shownDialog, "folderNewBtn")->click();
+        child<QLineEdit>(shownDialog, "nameEdit")->setText(QStringLiteral("saved"));
+        clickOk(shownDialog);
+    });
+    QTest::ignoreMessage(QtWarningMsg, RefusedConnection);
+    QCOMPARE(file.getSaveFileName(nullptr, QString(), QString(), QStringLiteral("Textes (*.txt)")),
+             QUrl(QStringLiteral("gdapp:/made/saved.txt")));
+    QCOMPARE(question, QStringLiteral("Le fichier /notes.txt va être supprimés\nEtes vous sûr?"));
+    QVERIFY(emulator.fileAt(QStringLiteral("/notes.txt")).isEmpty());
+    QVERIFY(!emulator.fileAt(QStringLiteral("/made")).isEmpty());
+}
+
+QTEST_MAIN(TestCloudFileDialog)
+#include "tst_cloudfiledialog.moc"
