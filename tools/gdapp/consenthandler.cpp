@@ -1,0 +1,111 @@
+#include "consenthandler.h"
+
+#include <QDesktopServices>
+#include <QGuiApplication>
+#include <QNetworkReply>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QTextStream>
+
+namespace {
+constexpr int MaxRedirects = 5;
+
+bool isLoopbackListener(const QUrl &url)
+{
+    return url.host() == QLatin1String("127.0.0.1") && url.port() == 5479;
+}
+} // namespace
+
+ConsentHandler::ConsentHandler(Mode mode, const QString &browserCommand, QObject *parent)
+    : QObject(parent), m_mode(mode), m_browserCommand(browserCommand)
+{
+    QDesktopServices::setUrlHandler(QStringLiteral("http"), this, "openUrl");
+    QDesktopServices::setUrlHandler(QStringLiteral("https"), this, "openUrl");
+}
+
+ConsentHandler::~ConsentHandler()
+{
+    QDesktopServices::unsetUrlHandler(QStringLiteral("http"));
+    QDesktopServices::unsetUrlHandler(QStringLiteral("https"));
+}
+
+void ConsentHandler::openUrl(const QUrl &url)
+{
+    if (m_abandoned)
+        return;
+    // The flow asks a second time only when the first consent failed, refused in the browser
+    // most likely: asking the user again would not help.
+    if (++m_requests > 1) {
+        abandon(QStringLiteral("the authorisation was refused in the browser"));
+        return;
+    }
+    QTextStream err(stderr);
+    err << "Authorisation needed. Open this address to give gdapp access:\n  "
+        << url.toString(QUrl::FullyEncoded) << Qt::endl;
+    switch (m_mode) {
+    case Fetch:
+        fetch(url, MaxRedirects);
+        return;
+    case Browser:
+        if (openInBrowser(url))
+            err << "Opened it in the browser; waiting for the answer..." << Qt::endl;
+        else
+            err << "No browser to open it with: open it yourself. Waiting for the answer..."
+                << Qt::endl;
+        return;
+    case Print:
+        err << "Waiting for the answer..." << Qt::endl;
+        return;
+    }
+}
+
+bool ConsentHandler::openInBrowser(const QUrl &url)
+{
+    if (!m_browserCommand.isEmpty()) {
+        QStringList command = QProcess::splitCommand(m_browserCommand);
+        const QString program = command.takeFirst();
+        return QProcess::startDetached(program, command << url.toString(QUrl::FullyEncoded));
+    }
+    // Inside this handler the desktop services go to the platform's own opener.
+    if (qobject_cast<QGuiApplication *>(QCoreApplication::instance()))
+        return QDesktopServices::openUrl(url);
+    const bool desktop =
+            qEnvironmentVariableIsSet("DISPLAY") || qEnvironmentVariableIsSet("WAYLAND_DISPLAY");
+    const QString opener = QStandardPaths::findExecutable(QStringLiteral("xdg-open"));
+    return desktop && !opener.isEmpty()
+            && QProcess::startDetached(opener, { url.toString(QUrl::FullyEncoded) });
+}
+
+// Follows redirects until the loopback listener has the answer. Without a server that approves
+// by itself, a consent page needs a person: say so rather than wait for ever.
+void ConsentHandler::fetch(const QUrl &url, int redirectsLeft)
+{
+    QNetworkRequest request(url);
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
+                         QNetworkRequest::ManualRedirectPolicy);
+    QNetworkReply *reply = m_manager.get(request);
+    connect(reply, &QNetworkReply::finished, this, [this, reply, url, redirectsLeft] {
+        reply->deleteLater();
+        if (isLoopbackListener(url))
+            return; // the flow has its answer
+        const QUrl next =
+                url.resolved(reply->attribute(QNetworkRequest::RedirectionTargetAttribute).toUrl());
+        if (reply->error() == QNetworkReply::NoError && next.isValid() && next != url
+            && redirectsLeft > 0) {
+            fetch(next, redirectsLeft - 1);
+            return;
+        }
+        const QString why = reply->error() != QNetworkReply::NoError
+                ? reply->errorString()
+                : QStringLiteral("the consent page asks for a person (use --consent=browser)");
+        abandon(why);
+    });
+}
+
+void ConsentHandler::abandon(const QString &why)
+{
+    if (m_abandoned)
+        return;
+    m_abandoned = true;
+    emit consentAbandoned(why);
+}
