@@ -1,0 +1,67 @@
+#include "benchchild.h"
+#include "benchrunner.h"
+#include "consentbrowser.h"
+#include "processmeasure.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+
+namespace {
+QList<int> numbers(const QString &text)
+{
+    QList<int> values;
+    for (const QString &part : text.split(QLatin1Char(','), Qt::SkipEmptyParts))
+        values.append(part.toInt());
+    return values;
+}
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    const bool child = argc > 1 && qstrcmp(argv[1], "child") == 0;
+    if (!child)
+        ProcessMeasure::startLauncher();
+    QCoreApplication application(argc, argv);
+    const QStringList arguments = QCoreApplication::arguments();
+    if (child) {
+        // Consents in a child come from the emulator, which approves them by itself.
+        ConsentBrowser browser;
+        QCoreApplication::setOrganizationName(QStringLiteral("Tarnwick"));
+        QCoreApplication::setApplicationName(QStringLiteral("gdapp-bench"));
+        return BenchChild(arguments.mid(2)).run();
+    }
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral(
+            "Measures the plug-in against the emulator, side by side with curl sending the same "
+            "requests, and prints a Markdown table."));
+    parser.addHelpOption();
+    const QCommandLineOption sizes(QStringLiteral("sizes"), QStringLiteral("Transfer sizes in MiB."),
+                                   QStringLiteral("list"), QStringLiteral("1,64,256"));
+    const QCommandLineOption depths(QStringLiteral("depths"), QStringLiteral("Path depths."),
+                                    QStringLiteral("list"), QStringLiteral("1,4,16"));
+    const QCommandLineOption entries(QStringLiteral("entries"), QStringLiteral("Entries in the listed folder."),
+                                     QStringLiteral("count"), QStringLiteral("1000"));
+    const QCommandLineOption runs(QStringLiteral("runs"), QStringLiteral("Runs per case."),
+                                  QStringLiteral("count"), QStringLiteral("5"));
+    const QCommandLineOption bigRuns(QStringLiteral("big-runs"), QStringLiteral("Runs per case of 256 MiB and more."),
+                                     QStringLiteral("count"), QStringLiteral("3"));
+    const QCommandLineOption smoke(QStringLiteral("smoke"), QStringLiteral("One run of the smallest cases, to check that it works."));
+    parser.addOptions({ sizes, depths, entries, runs, bigRuns, smoke });
+    parser.process(application);
+
+    BenchRunner::Options options;
+    options.program = QCoreApplication::applicationFilePath();
+    options.sizesMiB = numbers(parser.value(sizes));
+    options.depths = numbers(parser.value(depths));
+    options.listEntries = parser.value(entries).toInt();
+    options.runs = parser.value(runs).toInt();
+    options.bigRuns = parser.value(bigRuns).toInt();
+    if (parser.isSet(smoke)) {
+        options.sizesMiB = { 1 };
+        options.depths = { 1 };
+        options.listEntries = 10;
+        options.runs = options.bigRuns = 1;
+    }
+    return BenchRunner(options).run();
+}
