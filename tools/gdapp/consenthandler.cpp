@@ -63,8 +63,9 @@ bool ConsentHandler::openInBrowser(const QUrl &url)
 {
     if (!m_browserCommand.isEmpty()) {
         QStringList command = QProcess::splitCommand(m_browserCommand);
-        const QString program = command.takeFirst();
-        return QProcess::startDetached(program, command << url.toString(QUrl::FullyEncoded));
+        if (command.isEmpty())
+            return false;
+        return startBrowser(command.takeFirst(), command << url.toString(QUrl::FullyEncoded));
     }
     // Inside this handler the desktop services go to the platform's own opener.
     if (qobject_cast<QGuiApplication *>(QCoreApplication::instance()))
@@ -73,7 +74,20 @@ bool ConsentHandler::openInBrowser(const QUrl &url)
             qEnvironmentVariableIsSet("DISPLAY") || qEnvironmentVariableIsSet("WAYLAND_DISPLAY");
     const QString opener = QStandardPaths::findExecutable(QStringLiteral("xdg-open"));
     return desktop && !opener.isEmpty()
-            && QProcess::startDetached(opener, { url.toString(QUrl::FullyEncoded) });
+            && startBrowser(opener, { url.toString(QUrl::FullyEncoded) });
+}
+
+// The browser outlives gdapp: it must not hold gdapp's output open, or whatever reads that
+// output (a pipe, a script) would wait for the browser to close.
+bool ConsentHandler::startBrowser(const QString &program, const QStringList &arguments)
+{
+    QProcess browser;
+    browser.setProgram(program);
+    browser.setArguments(arguments);
+    browser.setStandardInputFile(QProcess::nullDevice());
+    browser.setStandardOutputFile(QProcess::nullDevice());
+    browser.setStandardErrorFile(QProcess::nullDevice());
+    return browser.startDetached();
 }
 
 // Follows redirects until the loopback listener has the answer. Without a server that approves

@@ -27,6 +27,7 @@ public slots:
 
 private:
     bool openInBrowser(const QUrl &url);
+    static bool startBrowser(const QString &program, const QStringList &arguments);
     void fetch(const QUrl &url, int redirectsLeft);
     void abandon(const QString &why);
 
