@@ -1,0 +1,32 @@
+#include "messagecapture.h"
+
+#include <QLoggingCategory>
+
+MessageCapture *MessageCapture::s_current = nullptr;
+
+MessageCapture::MessageCapture() : m_previous(qInstallMessageHandler(collect))
+{
+    s_current = this;
+}
+
+MessageCapture::~MessageCapture()
+{
+    qInstallMessageHandler(m_previous);
+    s_current = nullptr;
+}
+
+void MessageCapture::clear()
+{
+    m_messages.clear();
+    m_debug.clear();
+}
+
+void MessageCapture::collect(QtMsgType type, const QMessageLogContext &context,
+                             const QString &text)
+{
+    const QLatin1String category(context.category ? context.category : "default");
+    s_current->m_messages.append(category + QLatin1String(": ") + text);
+    if (type == QtDebugMsg && category == QLatin1String("default"))
+        s_current->m_debug.append(text);
+    s_current->m_previous(type, context, text);
+}

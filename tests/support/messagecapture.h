@@ -1,0 +1,28 @@
+#ifndef MESSAGECAPTURE_H
+#define MESSAGECAPTURE_H
+
+#include <QtGlobal>
+#include <QStringList>
+
+// Collects every message of the process (debug, info, warning, critical), category and text,
+// while it lives, and still passes them on. One at a time.
+class MessageCapture
+{
+public:
+    MessageCapture();
+    ~MessageCapture();
+
+    QStringList messages() const { return m_messages; } // "category: text"
+    QStringList debugLines() const { return m_debug; }  // the default category's debug texts
+    void clear();
+
+private:
+    static void collect(QtMsgType type, const QMessageLogContext &context, const QString &text);
+
+    static MessageCapture *s_current;
+    QtMessageHandler m_previous;
+    QStringList m_messages;
+    QStringList m_debug;
+};
+
+#endif // MESSAGECAPTURE_H

@@ -1,0 +1,173 @@
+#include "consentbrowser.h"
+#include "emulatorprocess.h"
+#include "googlefile.h"
+#include "messagecapture.h"
+#include "oauthgoogle.h"
+
+#include <QProcess>
+#include <QRegularExpression>
+#include <QSettings>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QtTest>
+
+// Access and refresh tokens never reach a message, a warning or the command-line host's output,
+// whatever happens in a session.
+class TestSecrets : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void cleanupTestCase();
+
+    void pluginSessionKeepsTokensOutOfMessages();
+    void commandLineSessionKeepsTokensOutOfItsOutput();
+
+private:
+    // Every token the service handed out or received, as the request log shows them.
+    QStringList tokensSeen();
+    static QStringList leaks(const QString &text, const QStringList &tokens);
+
+    EmulatorProcess m_emulator;
+};
+
+void TestSecrets::initTestCase()
+{
+    QStandardPaths::setTestModeEnabled(true);
+    QCoreApplication::setOrganizationName(QStringLiteral("gdapp-tests"));
+    QCoreApplication::setApplicationName(QStringLiteral("tst_secrets"));
+    QSettings().clear();
+    QVERIFY(m_emulator.start({ QStringLiteral("--auto-approve") }));
+    m_emulator.exportEnvironment();
+}
+
+void TestSecrets::cleanupTestCase()
+{
+    QSettings().clear();
+}
+
+QStringList TestSecrets::tokensSeen()
+{
+    static const QRegularExpression bearer(QStringLiteral("^Bearer (.+)$"));
+    static const QRegularExpression refresh(QStringLiteral("\"refresh_token\"\\s*:\\s*\"([^\"]+)\"|"
+                                                           "refresh_token=([^&]+)"));
+    QStringList tokens;
+    for (const QJsonValue &value : m_emulator.requests()) {
+        const QJsonObject entry = value.toObject();
+        for (const QJsonValue &header : entry.value(QStringLiteral("headers")).toArray()) {
+            const QRegularExpressionMatch match = bearer.match(header.toArray().at(1).toString());
+            if (match.hasMatch())
+                tokens.append(match.captured(1));
+        }
+        const QString body = QString::fromUtf8(
+                QByteArray::fromBase64(entry.value(QStringLiteral("body")).toString().toLatin1()));
+        const QRegularExpressionMatch match = refresh.match(body);
+        if (match.hasMatch())
+            tokens.append(QUrl::fromPercentEncoding(
+                    (match.captured(1) + match.captured(2)).toUtf8()));
+    }
+    tokens.removeDuplicates();
+    tokens.removeAll(QString());
+    return tokens;
+}
+
+QStringList TestSecrets::leaks(const QString &text, const QStringList &tokens)
+{
+    QStringList found;
+    for (const QString &token : tokens) {
+        if (text.contains(token))
+            found.append(token);
+    }
+    return found;
+}
+
+void TestSecrets::pluginSessionKeepsTokensOutOfMessages()
+{
+    m_emulator.clearRequests();
+    MessageCapture messages;
+    {
+        ConsentBrowser browser;
+        OAuthGoogle first(QStringLiteral("gdapp"), nullptr); // a consent in the browser
+        QVERIFY(first.isAuthenticated());
+    }
+    OAuthGoogle flow(QStringLiteral("gdapp"), nullptr); // a refresh
+    QVERIFY(flow.isAuthenticated());
+
+    GoogleFile file(QStringLiteral("gdapp"), &flow, QUrl(QStringLiteral("gdapp:/notes.txt")),
+                    nullptr);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("some notes");
+    QVERIFY(file.flush());
+    file.close();
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    file.close();
+    QVERIFY(file.rename(QUrl(QStringLiteral("gdapp:/renamed.txt"))));
+    // Failures write their diagnostics too.
+    GoogleFile missing(QStringLiteral("gdapp"), &flow, QUrl(QStringLiteral("gdapp:/missing.txt")),
+                       nullptr);
+    QVERIFY(!missing.open(QIODevice::ReadOnly));
+    GoogleFile renamed(QStringLiteral("gdapp"), &flow, QUrl(QStringLiteral("gdapp:/renamed.txt")),
+                       nullptr);
+    m_emulator.addFault({ { QStringLiteral("path"), QStringLiteral("/drive/v3/files/*") },
+                          { QStringLiteral("status"), 401 } });
+    QVERIFY(!renamed.remove());
+    m_emulator.control("DELETE", QStringLiteral("faults"));
+
+    const QStringList tokens = tokensSeen();
+    QVERIFY(tokens.contains(flow.token()));
+    QVERIFY(tokens.contains(flow.refreshToken()));
+    QVERIFY(!messages.messages().isEmpty()); // the failures above wrote their lines
+    QCOMPARE(leaks(messages.messages().join(QLatin1Char('\n')), tokens), QStringList());
+}
+
+void TestSecrets::commandLineSessionKeepsTokensOutOfItsOutput()
+{
+    QTemporaryDir config;
+    QTemporaryDir work;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), config.path());
+    environment.insert(QStringLiteral("GDAPP_PLUGIN_PATH"), QStringLiteral(GDAPP_PLUGIN_PATH));
+    const QString local = work.filePath(QStringLiteral("local.txt"));
+    QFile file(local);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("local content");
+    file.close();
+
+    m_emulator.clearRequests();
+    const QList<QStringList> session {
+        { "login" },
+        { "put", local, "gdapp:/" },
+        { "ls", "gdapp:/" },
+        { "stat", "gdapp:/local.txt" },
+        { "get", "gdapp:/local.txt", work.filePath(QStringLiteral("back.txt")) },
+        { "cp", "gdapp:/local.txt", "gdapp:/copy.txt" },
+        { "mv", "gdapp:/copy.txt", "gdapp:/moved.txt" },
+        { "rm", "gdapp:/moved.txt" },
+        { "get", "gdapp:/missing.txt", work.filePath(QStringLiteral("missing.txt")) },
+    };
+    QByteArray output;
+    for (const QStringList &command : session) {
+        QProcess gdapp;
+        gdapp.setProcessEnvironment(environment);
+        gdapp.start(QStringLiteral(GDAPP_PROGRAM),
+                    QStringList { QStringLiteral("--verbose"), QStringLiteral("--consent"),
+                                  QStringLiteral("fetch") }
+                            + command);
+        QVERIFY(gdapp.waitForFinished(30000));
+        output += gdapp.readAllStandardOutput() + gdapp.readAllStandardError();
+    }
+
+    const QStringList tokens = tokensSeen();
+    QVERIFY2(tokens.size() >= 2, "an access and a refresh token at least");
+    QVERIFY(output.contains("no such file or folder"));
+    QCOMPARE(leaks(QString::fromUtf8(output), tokens), QStringList());
+
+    // The stored tokens are enciphered, not written out as they are.
+    QFile settings(config.filePath(QStringLiteral("Tarnwick/gdapp.conf")));
+    QVERIFY(settings.open(QIODevice::ReadOnly));
+    QCOMPARE(leaks(QString::fromUtf8(settings.readAll()), tokens), QStringList());
+}
+
+QTEST_MAIN(TestSecrets)
+#include "tst_secrets.moc"
