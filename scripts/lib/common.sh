@@ -38,3 +38,16 @@ build() {
     cmake -S "$GDAPP_ROOT" -B "$dir" -G Ninja "$@" >/dev/null
     cmake --build "$dir"
 }
+
+# ensure_browser_test: Chromium and the driver library of the browser test. Says so and returns
+# non-zero when they cannot be installed; the test then reports itself skipped.
+ensure_browser_test() {
+    if ! ensure_packages chromium nodejs; then
+        say "Chromium could not be installed: the browser test will be skipped"
+        return 1
+    fi
+    if ! (cd "$GDAPP_ROOT/tests/browser" && npm ci --no-audit --no-fund --silent >/dev/null 2>&1); then
+        say "playwright-core could not be installed: the browser test will be skipped"
+        return 1
+    fi
+}
