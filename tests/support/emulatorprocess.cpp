@@ -108,10 +108,10 @@ QString EmulatorProcess::issueAccessToken(QString *refreshToken)
 QJsonObject EmulatorProcess::seedFile(const QString &path, const QByteArray &content,
                                       const QJsonObject &extra)
 {
-    QJsonObject spec = extra;
-    spec.insert(QStringLiteral("path"), path);
-    spec.insert(QStringLiteral("content"), QString::fromLatin1(content.toBase64()));
-    return control("POST", QStringLiteral("files"), spec)
+    QJsonObject description = extra;
+    description.insert(QStringLiteral("path"), path);
+    description.insert(QStringLiteral("content"), QString::fromLatin1(content.toBase64()));
+    return control("POST", QStringLiteral("files"), description)
             .json()
             .value(QStringLiteral("files"))
             .toArray()

@@ -141,9 +141,9 @@ HttpResponse ControlService::seedFiles(const QByteArray &body)
     if (!parseBody(body, &document))
         return badRequest(QStringLiteral("the body is not JSON"));
     QJsonArray created;
-    for (const QJsonObject &spec : objectsOf(document, QStringLiteral("files"))) {
+    for (const QJsonObject &description : objectsOf(document, QStringLiteral("files"))) {
         QString error;
-        const auto resource = seedOne(spec, &error);
+        const auto resource = seedOne(description, &error);
         if (!resource)
             return badRequest(error);
         created.append(*resource);
@@ -178,9 +178,9 @@ QString ControlService::folderFor(const QStringList &segments, QString *error)
     return parentId;
 }
 
-std::optional<QJsonObject> ControlService::seedOne(const QJsonObject &spec, QString *error)
+std::optional<QJsonObject> ControlService::seedOne(const QJsonObject &description, QString *error)
 {
-    QStringList segments = spec.value(QStringLiteral("path"))
+    QStringList segments = description.value(QStringLiteral("path"))
                                    .toString()
                                    .split(QLatin1Char('/'), Qt::SkipEmptyParts);
     if (segments.isEmpty()) {
@@ -192,25 +192,25 @@ std::optional<QJsonObject> ControlService::seedOne(const QJsonObject &spec, QStr
     if (parentId.isEmpty())
         return std::nullopt;
 
-    const bool folder = spec.value(QStringLiteral("folder")).toBool();
+    const bool folder = description.value(QStringLiteral("folder")).toBool();
     const QString type =
-            spec.value(QStringLiteral("mimeType"))
+            description.value(QStringLiteral("mimeType"))
                     .toString(folder ? FolderMimeType : QStringLiteral("application/octet-stream"));
     DriveEntry entry = m_parts.store.newEntry(name, type, parentId);
     if (entry.hasContent()) {
-        const QByteArray content = spec.contains(QStringLiteral("text"))
-                ? spec.value(QStringLiteral("text")).toString().toUtf8()
+        const QByteArray content = description.contains(QStringLiteral("text"))
+                ? description.value(QStringLiteral("text")).toString().toUtf8()
                 : QByteArray::fromBase64(
-                        spec.value(QStringLiteral("content")).toString().toLatin1());
+                        description.value(QStringLiteral("content")).toString().toLatin1());
         entry.setContent(
                 content,
                 QString::fromLatin1(
                         QCryptographicHash::hash(content, QCryptographicHash::Md5).toHex()));
     }
     // Tests can make the service report a checksum other than the content's, or none.
-    if (spec.contains(QStringLiteral("md5Checksum")))
-        entry.md5Checksum = spec.value(QStringLiteral("md5Checksum")).toString();
-    entry.trashed = entry.explicitlyTrashed = spec.value(QStringLiteral("trashed")).toBool();
+    if (description.contains(QStringLiteral("md5Checksum")))
+        entry.md5Checksum = description.value(QStringLiteral("md5Checksum")).toString();
+    entry.trashed = entry.explicitlyTrashed = description.value(QStringLiteral("trashed")).toBool();
     if (!m_parts.store.put(entry)) {
         *error = QStringLiteral("cannot store %1").arg(name);
         return std::nullopt;
@@ -261,10 +261,10 @@ HttpResponse ControlService::issueTokens(const QByteArray &body)
     QJsonDocument document;
     if (!parseBody(body, &document))
         return badRequest(QStringLiteral("the body is not JSON"));
-    const QJsonObject spec = document.object();
+    const QJsonObject description = document.object();
     const TokenRegistry::Grant grant = m_parts.tokens.issueTokens(
-            spec.value(QStringLiteral("clientId")).toString(m_parts.clientId),
-            spec.value(QStringLiteral("scope"))
+            description.value(QStringLiteral("clientId")).toString(m_parts.clientId),
+            description.value(QStringLiteral("scope"))
                     .toString(QStringLiteral("https://www.googleapis.com/auth/drive.appfolder")));
     return HttpResponse::json(200,
                               { { QStringLiteral("access_token"), grant.accessToken },
@@ -277,11 +277,11 @@ HttpResponse ControlService::settings(const QByteArray &body)
     QJsonDocument document;
     if (!parseBody(body, &document) || !document.isObject())
         return badRequest(QStringLiteral("the body is not a JSON object"));
-    const QJsonObject spec = document.object();
-    if (spec.contains(QStringLiteral("tokenTtl")))
-        m_parts.tokens.setAccessTokenLifetime(spec.value(QStringLiteral("tokenTtl")).toInt());
-    if (spec.contains(QStringLiteral("autoApprove")))
-        m_parts.oauth.setAutoApprove(spec.value(QStringLiteral("autoApprove")).toBool());
+    const QJsonObject description = document.object();
+    if (description.contains(QStringLiteral("tokenTtl")))
+        m_parts.tokens.setAccessTokenLifetime(description.value(QStringLiteral("tokenTtl")).toInt());
+    if (description.contains(QStringLiteral("autoApprove")))
+        m_parts.oauth.setAutoApprove(description.value(QStringLiteral("autoApprove")).toBool());
     return HttpResponse::json(
             200,
             { { QStringLiteral("tokenTtl"), m_parts.tokens.accessTokenLifetime() },

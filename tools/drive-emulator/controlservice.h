@@ -39,7 +39,7 @@ private:
     HttpResponse issueTokens(const QByteArray &body);
     HttpResponse settings(const QByteArray &body);
     HttpResponse reset();
-    std::optional<QJsonObject> seedOne(const QJsonObject &spec, QString *error);
+    std::optional<QJsonObject> seedOne(const QJsonObject &description, QString *error);
     QString folderFor(const QStringList &segments, QString *error);
     QString pathOf(const DriveEntry &entry) const;
 

@@ -177,22 +177,22 @@ bool parseRange(const QByteArray &header, qint64 length, qint64 *first, qint64 *
 {
     if (!header.startsWith("bytes=") || header.contains(','))
         return false;
-    const QByteArray spec = header.mid(6).trimmed();
-    const qsizetype dash = spec.indexOf('-');
+    const QByteArray range = header.mid(6).trimmed();
+    const qsizetype dash = range.indexOf('-');
     if (dash < 0)
         return false;
     bool ok = true;
     if (dash == 0) {
-        const qint64 suffix = spec.mid(1).toLongLong(&ok);
+        const qint64 suffix = range.mid(1).toLongLong(&ok);
         if (!ok || suffix <= 0)
             return false;
         *first = qMax<qint64>(0, length - suffix);
         *last = length - 1;
     } else {
-        *first = spec.left(dash).toLongLong(&ok);
+        *first = range.left(dash).toLongLong(&ok);
         if (!ok)
             return false;
-        *last = dash + 1 < spec.size() ? spec.mid(dash + 1).toLongLong(&ok) : length - 1;
+        *last = dash + 1 < range.size() ? range.mid(dash + 1).toLongLong(&ok) : length - 1;
         if (!ok || *last < *first)
             return false;
         *last = qMin(*last, length - 1);

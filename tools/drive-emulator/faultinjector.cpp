@@ -67,10 +67,10 @@ std::optional<FaultRule> FaultRule::fromJson(const QJsonObject &object, QString 
     return rule;
 }
 
-std::optional<FaultRule> FaultRule::fromSpec(const QString &spec, QString *error)
+std::optional<FaultRule> FaultRule::fromText(const QString &text, QString *error)
 {
     QJsonObject object;
-    for (const QString &pair : spec.split(QLatin1Char(','), Qt::SkipEmptyParts)) {
+    for (const QString &pair : text.split(QLatin1Char(','), Qt::SkipEmptyParts)) {
         const int equals = pair.indexOf(QLatin1Char('='));
         const QString key = pair.left(equals).trimmed();
         const QString value = equals < 0 ? QString() : pair.mid(equals + 1).trimmed();

@@ -32,7 +32,7 @@ struct FaultRule
     QJsonObject toJson() const;
     static std::optional<FaultRule> fromJson(const QJsonObject &object, QString *error);
     // "method=GET,path=/drive/v3/files/*,status=500,count=2" and the like.
-    static std::optional<FaultRule> fromSpec(const QString &spec, QString *error);
+    static std::optional<FaultRule> fromText(const QString &text, QString *error);
 };
 
 class FaultInjector

@@ -59,7 +59,7 @@ int main(int argc, char *argv[])
                            "method, path, query, count, status, delayMs, action "
                            "(answer|drop|truncate|corrupt), truncateAt, body, contentType. "
                            "May be repeated."),
-            QStringLiteral("spec"));
+            QStringLiteral("rule"));
     parser.addOptions({ port, bind, autoApprove, tokenTtl, clientId, clientSecret, data, log,
                         maxBody, logBodies, fault });
     parser.process(app);
@@ -96,11 +96,11 @@ int main(int argc, char *argv[])
     options.clientSecret = parser.value(clientSecret);
     options.dataFolder = parser.value(data);
     options.log = parser.isSet(log);
-    for (const QString &spec : parser.values(fault)) {
+    for (const QString &text : parser.values(fault)) {
         QString error;
-        const auto rule = FaultRule::fromSpec(spec, &error);
+        const auto rule = FaultRule::fromText(text, &error);
         if (!rule) {
-            err << "drive-emulator: --fault " << spec << ": " << error << Qt::endl;
+            err << "drive-emulator: --fault " << text << ": " << error << Qt::endl;
             return 2;
         }
         options.faults.append(*rule);
