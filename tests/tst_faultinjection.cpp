@@ -1,12 +1,9 @@
-#include "consentbrowser.h"
-#include "emulatorprocess.h"
-#include "googlefile.h"
+#include "authoriseddrive.h"
 #include "messagecapture.h"
 #include "oauthgoogle.h"
+#include "probedfile.h"
 
 #include <QNetworkReply>
-#include <QSettings>
-#include <QStandardPaths>
 #include <QtTest>
 
 // Transfers that the service or the connection breaks: the file reports the failure, keeps what
@@ -15,16 +12,6 @@ namespace {
 const QByteArray Remote = QByteArray("remote content\n").repeated(20000);
 const QByteArray Previous = "what the buffer held before";
 const QByteArray Replacement = QByteArray("replacement\n").repeated(20000);
-
-class ProbedFile : public GoogleFile
-{
-public:
-    ProbedFile(OAuthGoogle *oauth, const QString &url)
-        : GoogleFile(QStringLiteral("gdapp"), oauth, QUrl(url), nullptr)
-    {
-    }
-    QByteArray buffer() const { return m_buffer; }
-};
 
 QJsonObject fault(std::initializer_list<QPair<QString, QJsonValue>> keys)
 {
@@ -52,34 +39,23 @@ private slots:
 private:
     void addFaultsOn(const QString &path, const QString &query, QJsonObject rule);
 
-    EmulatorProcess m_emulator;
-    std::unique_ptr<ConsentBrowser> m_browser;
-    std::unique_ptr<OAuthGoogle> m_flow;
+    AuthorisedDrive m_drive;
+    EmulatorProcess &m_emulator { m_drive.emulator() };
 };
 
 void TestFaultInjection::initTestCase()
 {
-    QStandardPaths::setTestModeEnabled(true);
-    QCoreApplication::setOrganizationName(QStringLiteral("gdapp-tests"));
-    QCoreApplication::setApplicationName(QStringLiteral("tst_faultinjection"));
-    QSettings().clear();
-    QVERIFY(m_emulator.start({ QStringLiteral("--auto-approve") }));
-    m_emulator.exportEnvironment();
-    m_browser = std::make_unique<ConsentBrowser>();
-    m_flow = std::make_unique<OAuthGoogle>(QStringLiteral("gdapp"), nullptr);
-    QVERIFY(m_flow->isAuthenticated());
+    QVERIFY(m_drive.start(QStringLiteral("tst_faultinjection")));
 }
 
 void TestFaultInjection::cleanupTestCase()
 {
-    m_flow.reset();
-    QSettings().clear();
+    m_drive.stop();
 }
 
 void TestFaultInjection::init()
 {
-    m_emulator.control("DELETE", QStringLiteral("files"));
-    m_emulator.control("DELETE", QStringLiteral("faults"));
+    m_drive.reset();
 }
 
 void TestFaultInjection::addFaultsOn(const QString &path, const QString &query, QJsonObject rule)
@@ -112,15 +88,14 @@ void TestFaultInjection::download_data()
     QTest::newRow("dropped") << fault({ { QStringLiteral("action"), QStringLiteral("drop") },
                                         { QStringLiteral("count"), -1 } })
                              << QList<int> { QNetworkReply::RemoteHostClosedError } << "closed";
-    QTest::newRow("cut mid-body")
-            << fault({ { QStringLiteral("action"), QStringLiteral("truncate") },
-                       { QStringLiteral("count"), -1 } })
-            << QList<int> { QNetworkReply::RemoteHostClosedError, 299 } << "";
+    QTest::newRow("cut mid-body") << fault(
+            { { QStringLiteral("action"), QStringLiteral("truncate") },
+              { QStringLiteral("count"), -1 } })
+                                  << QList<int> { QNetworkReply::RemoteHostClosedError, 299 } << "";
     QTest::newRow("corrupted") << fault({ { QStringLiteral("action"), QStringLiteral("corrupt") } })
-                               << QList<int> { 299 }
-                               << "Les données reçues sont corrompues";
-    QTest::newRow("very slow") << fault({ { QStringLiteral("delayMs"), 2000 } }) << QList<int> { -1 }
-                               << "";
+                               << QList<int> { 299 } << "Les données reçues sont corrompues";
+    QTest::newRow("very slow") << fault({ { QStringLiteral("delayMs"), 2000 } })
+                               << QList<int> { -1 } << "";
 }
 
 void TestFaultInjection::download()
@@ -132,7 +107,7 @@ void TestFaultInjection::download()
     const QString id = m_emulator.seedFile(QStringLiteral("/f.bin"), Remote)
                                .value(QStringLiteral("id"))
                                .toString();
-    ProbedFile file(m_flow.get(), QStringLiteral("gdapp:/f.bin"));
+    ProbedFile file(m_drive.flow(), QStringLiteral("gdapp:/f.bin"));
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.write(Previous);
     file.close();
@@ -188,7 +163,7 @@ void TestFaultInjection::upload()
     const QString id = m_emulator.seedFile(QStringLiteral("/f.bin"), Remote)
                                .value(QStringLiteral("id"))
                                .toString();
-    ProbedFile file(m_flow.get(), QStringLiteral("gdapp:/f.bin"));
+    ProbedFile file(m_drive.flow(), QStringLiteral("gdapp:/f.bin"));
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.write(Replacement);
     addFaultsOn(QStringLiteral("/upload/*"), QString(), rule);

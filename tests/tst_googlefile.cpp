@@ -1,13 +1,12 @@
-#include "consentbrowser.h"
-#include "emulatorprocess.h"
+#include "authoriseddrive.h"
 #include "googlefile.h"
 #include "googlefileobject.h"
+#include "messagecapture.h"
 #include "oauthgoogle.h"
+#include "probedfile.h"
 
 #include <QCryptographicHash>
 #include <QNetworkReply>
-#include <QSettings>
-#include <QStandardPaths>
 #include <QtTest>
 
 namespace {
@@ -21,44 +20,6 @@ QString md5(const QByteArray &data)
 {
     return QString::fromLatin1(QCryptographicHash::hash(data, QCryptographicHash::Md5).toHex());
 }
-
-// A Drive file whose buffer a test can look at.
-class ProbedFile : public GoogleFile
-{
-public:
-    ProbedFile(OAuthGoogle *oauth, const QString &url)
-        : GoogleFile(QStringLiteral("gdapp"), oauth, QUrl(url), nullptr)
-    {
-    }
-    QByteArray buffer() const { return m_buffer; }
-};
-
-// Collects what goes to the default debug stream while it lives. One at a time.
-class DebugLines
-{
-public:
-    DebugLines() : m_previous(qInstallMessageHandler(collect)) { s_current = this; }
-    ~DebugLines()
-    {
-        qInstallMessageHandler(m_previous);
-        s_current = nullptr;
-    }
-    QStringList lines() const { return m_lines; }
-    void clear() { m_lines.clear(); }
-
-private:
-    static void collect(QtMsgType type, const QMessageLogContext &context, const QString &text)
-    {
-        if (type == QtDebugMsg && QByteArray(context.category) == "default")
-            s_current->m_lines.append(text);
-        s_current->m_previous(type, context, text);
-    }
-
-    static DebugLines *s_current;
-    QtMessageHandler m_previous;
-    QStringList m_lines;
-};
-DebugLines *DebugLines::s_current = nullptr;
 
 // One logged request, taken apart.
 struct Logged
@@ -165,34 +126,23 @@ private:
         return m_emulator.fileAt(path).value(QStringLiteral("id")).toString();
     }
 
-    EmulatorProcess m_emulator;
-    std::unique_ptr<ConsentBrowser> m_browser;
-    std::unique_ptr<OAuthGoogle> m_flow;
+    AuthorisedDrive m_drive;
+    EmulatorProcess &m_emulator { m_drive.emulator() };
 };
 
 void TestGoogleFile::initTestCase()
 {
-    QStandardPaths::setTestModeEnabled(true);
-    QCoreApplication::setOrganizationName(QStringLiteral("gdapp-tests"));
-    QCoreApplication::setApplicationName(QStringLiteral("tst_googlefile"));
-    QSettings().clear();
-    QVERIFY(m_emulator.start({ QStringLiteral("--auto-approve") }));
-    m_emulator.exportEnvironment();
-    m_browser = std::make_unique<ConsentBrowser>();
-    m_flow = std::make_unique<OAuthGoogle>(QStringLiteral("gdapp"), nullptr);
-    QVERIFY(m_flow->isAuthenticated());
+    QVERIFY(m_drive.start(QStringLiteral("tst_googlefile")));
 }
 
 void TestGoogleFile::cleanupTestCase()
 {
-    m_flow.reset();
-    QSettings().clear();
+    m_drive.stop();
 }
 
 void TestGoogleFile::init()
 {
-    m_emulator.control("DELETE", QStringLiteral("files"));
-    m_emulator.control("DELETE", QStringLiteral("faults"));
+    m_drive.reset();
 }
 
 QList<Logged> TestGoogleFile::requestsSince(int mark)
@@ -231,7 +181,7 @@ void TestGoogleFile::resolvePaths()
     QFETCH(QString, objectPath);
     m_emulator.seedFile(QStringLiteral("/docs/a.txt"), "a");
 
-    GoogleFile file(QStringLiteral("gdapp"), m_flow.get(), QUrl(url), nullptr);
+    GoogleFile file(QStringLiteral("gdapp"), m_drive.flow(), QUrl(url), nullptr);
     int status = -1;
     std::unique_ptr<CloudObject> object(file.getObjectFromPath(QUrl(url), status));
     QVERIFY(object);
@@ -253,7 +203,7 @@ void TestGoogleFile::lookupQueries()
     m_emulator.seedFile(QStringLiteral("/docs/a.txt"), "a");
     const QString docs = id(QStringLiteral("/docs"));
     const int mark = m_emulator.nextRequest();
-    GoogleFile file(QStringLiteral("gdapp"), m_flow.get(), QUrl(), nullptr);
+    GoogleFile file(QStringLiteral("gdapp"), m_drive.flow(), QUrl(), nullptr);
     int status = 0;
     delete file.getObjectFromPath(QUrl(QStringLiteral("gdapp:/docs/a.txt")), status);
     QCOMPARE(status, 2);
@@ -275,7 +225,7 @@ void TestGoogleFile::lookupQueries()
                          { QStringLiteral("q"), expected.at(i) },
                          { QStringLiteral("fields"), Fields } }));
         QCOMPARE(request.header(QStringLiteral("Authorization")),
-                 QStringLiteral("Bearer ") + m_flow->token());
+                 QStringLiteral("Bearer ") + m_drive.flow()->token());
         QVERIFY(request.header(QStringLiteral("User-Agent")) != QLatin1String("Tarnwick"));
         QVERIFY(!request.headerNames().contains(QStringLiteral("content-type")));
     }
@@ -287,7 +237,7 @@ void TestGoogleFile::duplicateNamesFirstWins()
                                   .value(QStringLiteral("id"))
                                   .toString();
     m_emulator.seedFile(QStringLiteral("/dup.txt"), "second");
-    ProbedFile file(m_flow.get(), QStringLiteral("gdapp:/dup.txt"));
+    ProbedFile file(m_drive.flow(), QStringLiteral("gdapp:/dup.txt"));
     int status = 0;
     std::unique_ptr<CloudObject> object(file.getObjectFromPath(file.filename(false), status));
     QCOMPARE(status, 2);
@@ -299,23 +249,24 @@ void TestGoogleFile::duplicateNamesFirstWins()
 void TestGoogleFile::apostropheMakesAMalformedQuery()
 {
     m_emulator.seedFile(QStringLiteral("/it's.txt"), "x");
-    GoogleFile file(QStringLiteral("gdapp"), m_flow.get(), QUrl(QStringLiteral("gdapp:/it's.txt")),
-                    nullptr);
-    DebugLines debug;
+    GoogleFile file(QStringLiteral("gdapp"), m_drive.flow(),
+                    QUrl(QStringLiteral("gdapp:/it's.txt")), nullptr);
+    MessageCapture debug;
     int status = -1;
     std::unique_ptr<CloudObject> object(file.getObjectFromPath(file.filename(false), status));
     QCOMPARE(status, 1);
     QCOMPARE(object->id(), QStringLiteral("appDataFolder"));
     QCOMPARE(file.errorCode(), 403);
-    QCOMPARE(debug.lines().size(), 1);
-    QVERIFY2(debug.lines().first().startsWith(QLatin1String(ListSignature) + QLatin1String(" \"")),
-             qPrintable(debug.lines().first()));
+    QCOMPARE(debug.debugLines().size(), 1);
+    QVERIFY2(debug.debugLines().first().startsWith(QLatin1String(ListSignature)
+                                                   + QLatin1String(" \"")),
+             qPrintable(debug.debugLines().first()));
 }
 
 void TestGoogleFile::nonAsciiNames()
 {
     m_emulator.seedFile(QStringLiteral("/données/été.txt"), "chaud");
-    ProbedFile file(m_flow.get(), QStringLiteral("gdapp:/donn%C3%A9es/%C3%A9t%C3%A9.txt"));
+    ProbedFile file(m_drive.flow(), QStringLiteral("gdapp:/donn%C3%A9es/%C3%A9t%C3%A9.txt"));
     QVERIFY(file.open(QIODevice::ReadOnly));
     QCOMPARE(file.readAll(), QByteArray("chaud"));
 }
@@ -326,7 +277,7 @@ void TestGoogleFile::download()
     const QString fileId = m_emulator.seedFile(QStringLiteral("/docs/a.txt"), content)
                                    .value(QStringLiteral("id"))
                                    .toString();
-    ProbedFile file(m_flow.get(), QStringLiteral("gdapp:/docs/a.txt"));
+    ProbedFile file(m_drive.flow(), QStringLiteral("gdapp:/docs/a.txt"));
     const int mark = m_emulator.nextRequest();
     QVERIFY(file.open(QIODevice::ReadOnly));
     QCOMPARE(file.errorCode(), 0);
@@ -341,7 +292,7 @@ void TestGoogleFile::download()
     QCOMPARE(media.method(), QStringLiteral("GET"));
     QCOMPARE(media.target(), QStringLiteral("/drive/v3/files/%1?alt=media").arg(fileId));
     QCOMPARE(media.header(QStringLiteral("Authorization")),
-             QStringLiteral("Bearer ") + m_flow->token());
+             QStringLiteral("Bearer ") + m_drive.flow()->token());
     QVERIFY(media.header(QStringLiteral("User-Agent")) != QLatin1String("Tarnwick"));
 }
 
@@ -369,19 +320,19 @@ void TestGoogleFile::downloadChecksums()
     const QString fileId = m_emulator.seedFile(QStringLiteral("/f.bin"), content, extra)
                                    .value(QStringLiteral("id"))
                                    .toString();
-    ProbedFile file(m_flow.get(), QStringLiteral("gdapp:/f.bin"));
-    DebugLines debug;
+    ProbedFile file(m_drive.flow(), QStringLiteral("gdapp:/f.bin"));
+    MessageCapture debug;
     QCOMPARE(file.open(QIODevice::ReadOnly), ok);
     QCOMPARE(file.buffer(), content); // received bytes stay, checked or not
     QCOMPARE(file.fileId(), fileId);
     QVERIFY(file.isOpen());
     if (ok) {
         QCOMPARE(file.errorCode(), 0);
-        QVERIFY(debug.lines().isEmpty());
+        QVERIFY(debug.debugLines().isEmpty());
     } else {
         QCOMPARE(file.errorCode(), 299);
         QCOMPARE(file.errorString(), QStringLiteral("Les données reçues sont corrompues"));
-        QCOMPARE(debug.lines(),
+        QCOMPARE(debug.debugLines(),
                  QStringList(QStringLiteral("virtual bool GoogleFile::getFile() \"Les données "
                                             "reçues sont corrompues\"")));
     }
@@ -389,7 +340,7 @@ void TestGoogleFile::downloadChecksums()
 
 void TestGoogleFile::downloadOfAMissingPath()
 {
-    ProbedFile file(m_flow.get(), QStringLiteral("gdapp:/missing.txt"));
+    ProbedFile file(m_drive.flow(), QStringLiteral("gdapp:/missing.txt"));
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.write("earlier content");
     file.close();
@@ -404,14 +355,14 @@ void TestGoogleFile::downloadOfAMissingPath()
 void TestGoogleFile::downloadOfAFolder()
 {
     m_emulator.seedFolder(QStringLiteral("/docs"));
-    ProbedFile file(m_flow.get(), QStringLiteral("gdapp:/docs"));
-    DebugLines debug;
+    ProbedFile file(m_drive.flow(), QStringLiteral("gdapp:/docs"));
+    MessageCapture debug;
     // No folder check before the request: the service refuses it.
     QVERIFY(!file.open(QIODevice::ReadOnly));
     QCOMPARE(file.errorCode(), int(QNetworkReply::ContentAccessDenied));
     QCOMPARE(file.fileId(), id(QStringLiteral("/docs")));
-    QCOMPARE(debug.lines().size(), 1);
-    QCOMPARE(debug.lines().first(),
+    QCOMPARE(debug.debugLines().size(), 1);
+    QCOMPARE(debug.debugLines().first(),
              QStringLiteral("virtual bool GoogleFile::getFile() \"%1\"").arg(file.errorString()));
 }
 
@@ -421,7 +372,7 @@ void TestGoogleFile::downloadProgress()
     for (int i = 0; i < content.size(); ++i)
         content[i] = char(i * 7);
     m_emulator.seedFile(QStringLiteral("/big.bin"), content);
-    ProbedFile file(m_flow.get(), QStringLiteral("gdapp:/big.bin"));
+    ProbedFile file(m_drive.flow(), QStringLiteral("gdapp:/big.bin"));
     QSignalSpy progress(&file, &CloudFile::progress);
     QVERIFY(file.open(QIODevice::ReadOnly));
     QVERIFY(!progress.isEmpty());
@@ -438,7 +389,7 @@ void TestGoogleFile::uploadCreatesAFile()
 {
     m_emulator.seedFolder(QStringLiteral("/docs"));
     const QString docs = id(QStringLiteral("/docs"));
-    ProbedFile file(m_flow.get(), QStringLiteral("gdapp:/docs/new.txt"));
+    ProbedFile file(m_drive.flow(), QStringLiteral("gdapp:/docs/new.txt"));
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.write("hello, drive");
     const int mark = m_emulator.nextRequest();
@@ -459,7 +410,7 @@ void TestGoogleFile::uploadCreatesAFile()
     QCOMPARE(upload.target(), QStringLiteral("/upload/drive/v3/files?&uploadType=multipart"));
     QCOMPARE(upload.header(QStringLiteral("User-Agent")), QStringLiteral("Tarnwick"));
     QCOMPARE(upload.header(QStringLiteral("Authorization")),
-             QStringLiteral("Bearer ") + m_flow->token());
+             QStringLiteral("Bearer ") + m_drive.flow()->token());
     QCOMPARE(upload.header(QStringLiteral("Content-Type")),
              QStringLiteral("multipart/related; boundary=tarnwick_boundary"));
     const QByteArray expected =
@@ -512,7 +463,7 @@ void TestGoogleFile::uploadBodies()
     QFETCH(QByteArray, content);
     QFETCH(QByteArray, metadata);
 
-    ProbedFile file(m_flow.get(), url);
+    ProbedFile file(m_drive.flow(), url);
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.write(content);
     const int mark = m_emulator.nextRequest();
@@ -533,7 +484,7 @@ void TestGoogleFile::uploadReplacesContent()
                               { { QStringLiteral("mimeType"), QStringLiteral("text/plain") } })
                     .value(QStringLiteral("id"))
                     .toString();
-    ProbedFile file(m_flow.get(), QStringLiteral("gdapp:/docs/keep.txt"));
+    ProbedFile file(m_drive.flow(), QStringLiteral("gdapp:/docs/keep.txt"));
     QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Append));
     QCOMPARE(file.pos(), qint64(3));
     file.write(" and new");
@@ -558,7 +509,7 @@ void TestGoogleFile::uploadReplacesContent()
 
 void TestGoogleFile::uploadWithoutItsFolder()
 {
-    ProbedFile file(m_flow.get(), QStringLiteral("gdapp:/nofolder/x.txt"));
+    ProbedFile file(m_drive.flow(), QStringLiteral("gdapp:/nofolder/x.txt"));
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.write("x");
     const int mark = m_emulator.nextRequest();
@@ -571,7 +522,7 @@ void TestGoogleFile::uploadWithoutItsFolder()
 
 void TestGoogleFile::uploadOnEveryWriteWithThresholdZero()
 {
-    ProbedFile file(m_flow.get(), QStringLiteral("gdapp:/each.txt"));
+    ProbedFile file(m_drive.flow(), QStringLiteral("gdapp:/each.txt"));
     file.setFlushThreshold(0);
     QVERIFY(file.open(QIODevice::WriteOnly));
     const int mark = m_emulator.nextRequest();
@@ -588,7 +539,7 @@ void TestGoogleFile::uploadOnEveryWriteWithThresholdZero()
 
 void TestGoogleFile::closeNeverUploads()
 {
-    ProbedFile file(m_flow.get(), QStringLiteral("gdapp:/closed.txt"));
+    ProbedFile file(m_drive.flow(), QStringLiteral("gdapp:/closed.txt"));
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.write("never stored");
     const int mark = m_emulator.nextRequest();
@@ -603,13 +554,13 @@ void TestGoogleFile::failedUploadKeepsTheRemoteFile()
                                    .toString();
     m_emulator.addFault({ { QStringLiteral("path"), QStringLiteral("/upload/*") },
                           { QStringLiteral("status"), 503 } });
-    ProbedFile file(m_flow.get(), QStringLiteral("gdapp:/kept.txt"));
+    ProbedFile file(m_drive.flow(), QStringLiteral("gdapp:/kept.txt"));
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.write("replacement");
-    DebugLines debug;
+    MessageCapture debug;
     QVERIFY(!file.flush());
     QCOMPARE(file.errorCode(), int(QNetworkReply::ServiceUnavailableError));
-    QCOMPARE(debug.lines(),
+    QCOMPARE(debug.debugLines(),
              QStringList(QStringLiteral("virtual bool GoogleFile::putFile() %1  -  \"%2\"")
                                  .arg(file.errorCode())
                                  .arg(file.errorString())));
@@ -618,7 +569,7 @@ void TestGoogleFile::failedUploadKeepsTheRemoteFile()
 
 void TestGoogleFile::mkdirCreatesAndMovesDown()
 {
-    GoogleFile file(QStringLiteral("gdapp"), m_flow.get(), QUrl(), nullptr);
+    GoogleFile file(QStringLiteral("gdapp"), m_drive.flow(), QUrl(), nullptr);
     std::unique_ptr<CloudObject> current(file.getCloudObject());
     const int mark = m_emulator.nextRequest();
     QVERIFY(file.mkdir(current.get(), QStringLiteral("made")));
@@ -668,7 +619,7 @@ void TestGoogleFile::mkdirRefusesATakenName()
                        QJsonObject { { QStringLiteral("path"), QStringLiteral("/name") },
                                      { QStringLiteral("folder"), folder },
                                      { QStringLiteral("trashed"), trashed } });
-    GoogleFile file(QStringLiteral("gdapp"), m_flow.get(), QUrl(), nullptr);
+    GoogleFile file(QStringLiteral("gdapp"), m_drive.flow(), QUrl(), nullptr);
     std::unique_ptr<CloudObject> current(file.getCloudObject());
     QCOMPARE(file.mkdir(current.get(), QStringLiteral("name")), created);
     QCOMPARE(file.errorCode(), 0);
@@ -680,7 +631,7 @@ void TestGoogleFile::mkdirRefusesATakenName()
 
 void TestGoogleFile::mkdirTwiceNests()
 {
-    GoogleFile file(QStringLiteral("gdapp"), m_flow.get(), QUrl(), nullptr);
+    GoogleFile file(QStringLiteral("gdapp"), m_drive.flow(), QUrl(), nullptr);
     std::unique_ptr<CloudObject> current(file.getCloudObject());
     QVERIFY(file.mkdir(current.get(), QStringLiteral("same")));
     QVERIFY(file.mkdir(current.get(), QStringLiteral("same")));
@@ -688,10 +639,10 @@ void TestGoogleFile::mkdirTwiceNests()
     QCOMPARE(current->fullPath(), QStringLiteral("/same/same"));
 
     // A name with a quote breaks the check's query: the listing's error is the answer.
-    DebugLines debug;
+    MessageCapture debug;
     QVERIFY(!file.mkdir(current.get(), QStringLiteral("it's")));
     QCOMPARE(file.errorCode(), int(QNetworkReply::ProtocolInvalidOperationError));
-    QCOMPARE(debug.lines().size(), 1);
+    QCOMPARE(debug.debugLines().size(), 1);
 }
 
 void TestGoogleFile::copyLandsBesideTheSource_data()
@@ -719,8 +670,8 @@ void TestGoogleFile::copyLandsBesideTheSource()
     m_emulator.seedFile(folder + QStringLiteral("/b.txt"), "already there");
     const QString parent = folder.isEmpty() ? QStringLiteral("appDataFolder") : id(folder);
 
-    GoogleFile file(QStringLiteral("gdapp"), m_flow.get(), QUrl(QStringLiteral("gdapp:") + source),
-                    nullptr);
+    GoogleFile file(QStringLiteral("gdapp"), m_drive.flow(),
+                    QUrl(QStringLiteral("gdapp:") + source), nullptr);
     const int mark = m_emulator.nextRequest();
     // The destination's folder part is ignored.
     QVERIFY(file.copy(QUrl(QStringLiteral("gdapp:/elsewhere/b.txt"))));
@@ -750,7 +701,7 @@ void TestGoogleFile::copyLandsBesideTheSource()
 
 void TestGoogleFile::copyOfAMissingSource()
 {
-    GoogleFile file(QStringLiteral("gdapp"), m_flow.get(),
+    GoogleFile file(QStringLiteral("gdapp"), m_drive.flow(),
                     QUrl(QStringLiteral("gdapp:/missing.txt")), nullptr);
     const int mark = m_emulator.nextRequest();
     QVERIFY(!file.copy(QUrl(QStringLiteral("gdapp:/b.txt"))));
@@ -767,7 +718,7 @@ void TestGoogleFile::renameRemovesTheDestinationFirst()
     const QString destinationId = m_emulator.seedFile(QStringLiteral("/docs/b.txt"), "destination")
                                           .value(QStringLiteral("id"))
                                           .toString();
-    GoogleFile file(QStringLiteral("gdapp"), m_flow.get(),
+    GoogleFile file(QStringLiteral("gdapp"), m_drive.flow(),
                     QUrl(QStringLiteral("gdapp:/docs/a.txt")), nullptr);
     const int mark = m_emulator.nextRequest();
     QVERIFY(file.rename(QUrl(QStringLiteral("gdapp:/docs/b.txt"))));
@@ -802,8 +753,8 @@ void TestGoogleFile::renameRemovesTheDestinationFirst()
 void TestGoogleFile::renameOntoItselfDeletesTheFile()
 {
     m_emulator.seedFile(QStringLiteral("/self.txt"), "gone soon");
-    GoogleFile file(QStringLiteral("gdapp"), m_flow.get(), QUrl(QStringLiteral("gdapp:/self.txt")),
-                    nullptr);
+    GoogleFile file(QStringLiteral("gdapp"), m_drive.flow(),
+                    QUrl(QStringLiteral("gdapp:/self.txt")), nullptr);
     QVERIFY(!file.rename(QUrl(QStringLiteral("gdapp:/self.txt"))));
     QCOMPARE(file.errorCode(), 403);
     QVERIFY(m_emulator.files().isEmpty());
@@ -815,7 +766,7 @@ void TestGoogleFile::renameToAnotherFolderRenamesInPlace()
                                      .value(QStringLiteral("id"))
                                      .toString();
     m_emulator.seedFile(QStringLiteral("/other/b.txt"), "victim");
-    GoogleFile file(QStringLiteral("gdapp"), m_flow.get(),
+    GoogleFile file(QStringLiteral("gdapp"), m_drive.flow(),
                     QUrl(QStringLiteral("gdapp:/docs/a.txt")), nullptr);
     QVERIFY(file.rename(QUrl(QStringLiteral("gdapp:/other/b.txt"))));
     QCOMPARE(
@@ -829,7 +780,7 @@ void TestGoogleFile::removeByUrlAndByObject()
 {
     m_emulator.seedFile(QStringLiteral("/docs/a.txt"), "a");
     m_emulator.seedFile(QStringLiteral("/docs/b.txt"), "b");
-    GoogleFile file(QStringLiteral("gdapp"), m_flow.get(),
+    GoogleFile file(QStringLiteral("gdapp"), m_drive.flow(),
                     QUrl(QStringLiteral("gdapp:/docs/a.txt")), nullptr);
     QVERIFY(file.remove(QUrl(QStringLiteral("gdapp:/docs/a.txt"))));
     QVERIFY(m_emulator.fileAt(QStringLiteral("/docs/a.txt")).isEmpty());
@@ -845,13 +796,13 @@ void TestGoogleFile::removeByUrlAndByObject()
     QCOMPARE(requests.size(), 1);
     QCOMPARE(requests.first().target(), QStringLiteral("/drive/v3/files/") + folderId);
     QCOMPARE(requests.first().header(QStringLiteral("Authorization")),
-             QStringLiteral("Bearer ") + m_flow->token());
+             QStringLiteral("Bearer ") + m_drive.flow()->token());
     QVERIFY(m_emulator.files().isEmpty());
 }
 
 void TestGoogleFile::removeMissingSendsNothing()
 {
-    GoogleFile file(QStringLiteral("gdapp"), m_flow.get(),
+    GoogleFile file(QStringLiteral("gdapp"), m_drive.flow(),
                     QUrl(QStringLiteral("gdapp:/nothing.txt")), nullptr);
     const int mark = m_emulator.nextRequest();
     QVERIFY(!file.remove());
@@ -862,16 +813,16 @@ void TestGoogleFile::removeMissingSendsNothing()
 
 void TestGoogleFile::removeWithAnEmptyIdentifier()
 {
-    GoogleFile file(QStringLiteral("gdapp"), m_flow.get(), QUrl(), nullptr);
+    GoogleFile file(QStringLiteral("gdapp"), m_drive.flow(), QUrl(), nullptr);
     GoogleFileObject nameless;
     nameless.from(QJsonObject());
     const int mark = m_emulator.nextRequest();
-    DebugLines debug;
+    MessageCapture debug;
     QVERIFY(!file.remove(&nameless));
     QCOMPARE(file.errorCode(), int(QNetworkReply::ContentNotFoundError));
     QCOMPARE(requestsSince(mark).first().target(), QStringLiteral("/drive/v3/files/"));
     QCOMPARE(
-            debug.lines(),
+            debug.debugLines(),
             QStringList(QStringLiteral("virtual bool GoogleFile::remove(const CloudObject*) \"%1\"")
                                 .arg(file.errorString())));
 }
@@ -884,7 +835,7 @@ void TestGoogleFile::listObjectsEmitsFilledObjects()
                         { { QStringLiteral("trashed"), true } });
     m_emulator.seedFile(QStringLiteral("/top.txt"), "t");
 
-    GoogleFile file(QStringLiteral("gdapp"), m_flow.get(), QUrl(), nullptr);
+    GoogleFile file(QStringLiteral("gdapp"), m_drive.flow(), QUrl(), nullptr);
     int status = 0;
     std::unique_ptr<CloudObject> docs(
             file.getObjectFromPath(QUrl(QStringLiteral("gdapp:/docs")), status));
@@ -916,7 +867,7 @@ void TestGoogleFile::listObjectsEmitsFilledObjects()
     // A failed listing emits nothing.
     m_emulator.addFault({ { QStringLiteral("path"), QStringLiteral("/drive/v3/files") },
                           { QStringLiteral("status"), 500 } });
-    DebugLines debug;
+    MessageCapture debug;
     QVERIFY(!file.listObjects(docs.get()));
     QCOMPARE(listed.count(), 2);
 }
@@ -949,14 +900,14 @@ void TestGoogleFile::serviceErrors()
     rule.insert(QStringLiteral("path"), QStringLiteral("/drive/v3/files/") + fileId);
     m_emulator.addFault(rule);
 
-    GoogleFile file(QStringLiteral("gdapp"), m_flow.get(), QUrl(QStringLiteral("gdapp:/a.txt")),
+    GoogleFile file(QStringLiteral("gdapp"), m_drive.flow(), QUrl(QStringLiteral("gdapp:/a.txt")),
                     nullptr);
-    DebugLines debug;
+    MessageCapture debug;
     QVERIFY(!file.remove());
     QCOMPARE(file.errorCode(), errorCode);
     QVERIFY(!file.errorString().isEmpty());
     QCOMPARE(
-            debug.lines(),
+            debug.debugLines(),
             QStringList(QStringLiteral("virtual bool GoogleFile::remove(const CloudObject*) \"%1\"")
                                 .arg(file.errorString())));
     m_emulator.control("DELETE", QStringLiteral("faults"));
@@ -968,8 +919,8 @@ void TestGoogleFile::serviceErrors()
     debug.clear();
     QVERIFY(!file.remove());
     QCOMPARE(file.errorCode(), 403);
-    QCOMPARE(debug.lines().size(), 1);
-    QVERIFY(debug.lines().first().startsWith(QLatin1String(ListSignature)));
+    QCOMPARE(debug.debugLines().size(), 1);
+    QVERIFY(debug.debugLines().first().startsWith(QLatin1String(ListSignature)));
 }
 
 QTEST_MAIN(TestGoogleFile)

@@ -489,14 +489,24 @@ int CommandLine::put(const QStringList &arguments)
     return Success;
 }
 
+// The source and destination of cp and mv.
+bool CommandLine::remoteUrlPair(const QStringList &arguments, QUrl *from, QUrl *to, int *exitCode)
+{
+    if (arguments.size() != 2) {
+        *exitCode = usage(QStringLiteral("%1 takes two URLs").arg(m_command));
+        return false;
+    }
+    *from = remoteUrl(arguments.at(0), exitCode);
+    *to = remoteUrl(arguments.at(1), exitCode);
+    return !from->isEmpty() && !to->isEmpty();
+}
+
 int CommandLine::cp(const QStringList &arguments)
 {
-    if (arguments.size() != 2)
-        return usage(QStringLiteral("cp takes two URLs"));
     int exitCode = Success;
-    const QUrl from = remoteUrl(arguments.at(0), &exitCode);
-    const QUrl to = remoteUrl(arguments.at(1), &exitCode);
-    if (from.isEmpty() || to.isEmpty())
+    QUrl from;
+    QUrl to;
+    if (!remoteUrlPair(arguments, &from, &to, &exitCode))
         return exitCode;
     // The service copies beside the source whatever folder the destination names.
     if (!sameFolder(from, to))
@@ -516,12 +526,10 @@ int CommandLine::cp(const QStringList &arguments)
 
 int CommandLine::mv(const QStringList &arguments)
 {
-    if (arguments.size() != 2)
-        return usage(QStringLiteral("mv takes two URLs"));
     int exitCode = Success;
-    const QUrl from = remoteUrl(arguments.at(0), &exitCode);
-    const QUrl to = remoteUrl(arguments.at(1), &exitCode);
-    if (from.isEmpty() || to.isEmpty())
+    QUrl from;
+    QUrl to;
+    if (!remoteUrlPair(arguments, &from, &to, &exitCode))
         return exitCode;
     // The plug-in removes the destination before it renames: onto itself, the file would go.
     if (from.path() == to.path())

@@ -65,6 +65,7 @@ private:
     int fail(const QString &what, CloudFile *file);
     int fail(const QString &message, int exitCode);
     QUrl remoteUrl(const QString &text, int *exitCode);
+    bool remoteUrlPair(const QStringList &arguments, QUrl *from, QUrl *to, int *exitCode);
     bool sameFolder(const QUrl &a, const QUrl &b) const;
 
     QStringList m_arguments;

@@ -1,0 +1,42 @@
+#include "authoriseddrive.h"
+
+#include "oauthgoogle.h"
+
+#include <QCoreApplication>
+#include <QSettings>
+#include <QStandardPaths>
+
+AuthorisedDrive::AuthorisedDrive() = default;
+
+AuthorisedDrive::~AuthorisedDrive()
+{
+    stop();
+}
+
+bool AuthorisedDrive::start(const QString &applicationName)
+{
+    QStandardPaths::setTestModeEnabled(true);
+    QCoreApplication::setOrganizationName(QStringLiteral("gdapp-tests"));
+    QCoreApplication::setApplicationName(applicationName);
+    QSettings().clear();
+    if (!m_emulator.start({ QStringLiteral("--auto-approve") }))
+        return false;
+    m_emulator.exportEnvironment();
+    m_browser = std::make_unique<ConsentBrowser>();
+    m_flow = std::make_unique<OAuthGoogle>(QStringLiteral("gdapp"), nullptr);
+    return m_flow->isAuthenticated();
+}
+
+void AuthorisedDrive::stop()
+{
+    if (!m_flow)
+        return;
+    m_flow.reset();
+    QSettings().clear();
+}
+
+void AuthorisedDrive::reset()
+{
+    m_emulator.control("DELETE", QStringLiteral("files"));
+    m_emulator.control("DELETE", QStringLiteral("faults"));
+}

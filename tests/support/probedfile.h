@@ -1,0 +1,17 @@
+#ifndef PROBEDFILE_H
+#define PROBEDFILE_H
+
+#include "googlefile.h"
+
+// A Drive file whose buffer a test can look at.
+class ProbedFile : public GoogleFile
+{
+public:
+    ProbedFile(OAuthGoogle *oauth, const QString &url)
+        : GoogleFile(QStringLiteral("gdapp"), oauth, QUrl(url), nullptr)
+    {
+    }
+    QByteArray buffer() const { return m_buffer; }
+};
+
+#endif // PROBEDFILE_H
