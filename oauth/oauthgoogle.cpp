@@ -125,12 +125,31 @@ void OAuthGoogle::onStatusChanged(QAbstractOAuth::Status status)
 {
     if (status != QAbstractOAuth::Status::Granted)
         return;
+#if QT_VERSION >= QT_VERSION_CHECK(6, 9, 0)
+    if (isFailedRefresh())
+        return;
+#endif
     m_store->setValue(key("token"), token());
     m_store->setValue(key("expires"), QString::number(expirationAt().toSecsSinceEpoch()));
     m_store->setValue(key("refreshtoken"), refreshToken());
     m_granted = true;
     emit authenticated();
 }
+
+#if QT_VERSION >= QT_VERSION_CHECK(6, 9, 0)
+// Since Qt 6.9 a refresh whose answer cannot be read puts the flow back to Granted when it still
+// holds an access token. Nothing was granted: the token and its expiry are those already
+// stored (or, before the first grant of this process, the expiry is unknown). Earlier versions
+// leave the status alone, and the wait goes on; so it does here.
+bool OAuthGoogle::isFailedRefresh() const
+{
+    if (token() != m_store->value(key("token"), QString()))
+        return false;
+    return !expirationAt().isValid()
+            || QString::number(expirationAt().toSecsSinceEpoch())
+            == m_store->value(key("expires"), QString());
+}
+#endif
 
 void OAuthGoogle::onServerError(QNetworkReply::NetworkError error, const QString &)
 {

@@ -98,8 +98,11 @@ void TestPlugin::rootObjectIsAProvider()
 
 void TestPlugin::iconResourceLivesWithTheLibrary()
 {
-    QVERIFY(!QFile::exists(IconPath));
     Loader loader;
+    // Newer Qt versions only add load hints: a plug-in loader keeps its library for good.
+    if (loader.loadHints().testFlag(QLibrary::PreventUnloadHint))
+        QSKIP("this Qt never unloads plug-ins, so the resource cannot be seen to go");
+    QVERIFY(!QFile::exists(IconPath));
     QVERIFY(loader.load());
     QFile icon(IconPath);
     QVERIFY(icon.open(QIODevice::ReadOnly));
