@@ -1,10 +1,12 @@
 #include "cloudfile.h"
+#include "cloudobject.h"
 #include "consentbrowser.h"
 #include "emulatorprocess.h"
 #include "serverinterface.h"
 
 #include <QFile>
 #include <QIcon>
+#include <QOAuth2AuthorizationCodeFlow>
 #include <QPluginLoader>
 #include <QSettings>
 #include <QStandardPaths>
@@ -46,6 +48,13 @@ private:
 
 void TestPlugin::initTestCase()
 {
+    // Qt's type registry keeps pointers into the library that registered a type. A host that
+    // unloads plug-ins must register the framework's types itself, as Tarnwick does at start-up,
+    // and keep loaded the Qt libraries that only the plug-in uses (Qt NetworkAuth registers
+    // types too): otherwise loading the plug-in again reads entries that dangle.
+    qRegisterMetaType<CloudObject *>("CloudObject*");
+    qRegisterMetaType<QList<CloudObject *>>("QList<CloudObject*>");
+    QVERIFY(QOAuth2AuthorizationCodeFlow::staticMetaObject.className());
     QStandardPaths::setTestModeEnabled(true);
     QCoreApplication::setOrganizationName(QStringLiteral("gdapp-tests"));
     QCoreApplication::setApplicationName(QStringLiteral("tst_plugin"));

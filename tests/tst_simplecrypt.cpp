@@ -9,6 +9,13 @@ Q_DECLARE_METATYPE(SimpleCrypt::IntegrityPolicy)
 Q_DECLARE_METATYPE(SimpleCrypt::CipherStatus)
 
 namespace {
+// A forged compressed body makes the decompression allocate the size its header claims, which
+// costs nothing here but a lot under AddressSanitizer, which poisons every byte of it.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr int GarbageRounds = 400;
+#else
+constexpr int GarbageRounds = 20000;
+#endif
 constexpr quint64 Key = 0x0123456789ABCDEFULL;
 const char *const NoKeyWarning = "No key set.";
 const char *const VersionWarning = "Invalid version or not a cyphertext.";
@@ -528,7 +535,7 @@ void TestSimpleCrypt::garbageNeverCrashes()
     QRandomGenerator random(20261123);
     const QByteArray valid = crypt.encryptToByteArray(repetitive());
     QuietMessages quiet;
-    for (int round = 0; round < 20000; ++round) {
+    for (int round = 0; round < GarbageRounds; ++round) {
         QByteArray input;
         switch (round % 4) {
         case 0: // random bytes
