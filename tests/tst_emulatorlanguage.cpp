@@ -77,6 +77,9 @@ void TestEmulatorLanguage::queryMatches_data()
     QTest::newRow("parentheses") << "(name='x' or name='y') and trashed=false" << false;
     QTest::newRow("escaped apostrophe") << "name='Report 2021.txt' or name='it\\'s'" << true;
     QTest::newRow("starred") << "starred = false" << true;
+    QTest::newRow("deep but within bounds")
+            << QString(300, QLatin1Char('(')) + "trashed=false" + QString(300, QLatin1Char(')'))
+            << true;
 }
 
 void TestEmulatorLanguage::queryMatches()
@@ -108,6 +111,13 @@ void TestEmulatorLanguage::queryRejects_data()
     QTest::newRow("double equals") << "name == 'a'";
     QTest::newRow("stray character") << "name = 'a' ;";
     QTest::newRow("fullText") << "fullText contains 'a'";
+    // Found by fuzzing: nesting this deep used to exhaust the stack.
+    QTest::newRow("nested too deep")
+            << QString(100000, QLatin1Char('(')) + "trashed=false"
+                    + QString(100000, QLatin1Char(')'));
+    QTest::newRow("negated too often") << QStringLiteral("not ").repeated(100000) + "trashed=false";
+    QTest::newRow("too many terms")
+            << QStringList(2000, QStringLiteral("trashed=false")).join(QLatin1String(" and "));
 }
 
 void TestEmulatorLanguage::queryRejects()
@@ -175,6 +185,9 @@ void TestEmulatorLanguage::fieldSelectionRejects_data()
     QTest::newRow("empty item") << "files(id,,name)";
     QTest::newRow("stray close") << "id)";
     QTest::newRow("junk") << "files(id) name";
+    QTest::newRow("nested too deep")
+            << QStringLiteral("a(").repeated(100000) + "id" + QString(100000, QLatin1Char(')'));
+    QTest::newRow("path too deep") << QStringLiteral("a/").repeated(100000) + "id";
 }
 
 void TestEmulatorLanguage::fieldSelectionRejects()

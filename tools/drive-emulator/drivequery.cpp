@@ -296,6 +296,10 @@ bool evaluate(const DriveQuery::Node &node, const DriveEntry &entry)
 }
 } // namespace
 
+namespace {
+constexpr int MaxTokens = 1000;
+} // namespace
+
 DriveQuery::DriveQuery() = default;
 DriveQuery::~DriveQuery() = default;
 DriveQuery::DriveQuery(const DriveQuery &other) = default;
@@ -308,8 +312,14 @@ DriveQuery DriveQuery::parse(const QString &text, QString *error)
     if (text.trimmed().isEmpty())
         return query;
     QList<Token> tokens;
-    if (Tokenizer(text).tokenize(tokens, error))
-        query.m_root = Parser(tokens, error).parse();
+    // The parser, the evaluation and the tree's destruction all recurse as deep as the query
+    // nests: a bound on its size keeps a hostile query from exhausting the stack.
+    if (Tokenizer(text).tokenize(tokens, error)) {
+        if (tokens.size() > MaxTokens)
+            *error = QStringLiteral("The query is too complex.");
+        else
+            query.m_root = Parser(tokens, error).parse();
+    }
     query.m_valid = query.m_root != nullptr;
     return query;
 }

@@ -3,6 +3,8 @@
 #include <QJsonArray>
 
 namespace {
+constexpr int MaxDepth = 64;
+
 bool isNameCharacter(QChar c)
 {
     return c.isLetterOrNumber() || c == QLatin1Char('_') || c == QLatin1Char('@')
@@ -23,7 +25,7 @@ FieldSelection FieldSelection::parse(const QString &text, QString *error)
         return selection;
     selection.m_given = true;
     int pos = 0;
-    if (!selection.parseList(text, pos, false, error))
+    if (!selection.parseList(text, pos, false, 0, error))
         return FieldSelection();
     return selection;
 }
@@ -35,11 +37,12 @@ bool FieldSelection::fail(const QString &text, QString *error)
 }
 
 // list := item (',' item)*
-bool FieldSelection::parseList(const QString &text, int &pos, bool nested, QString *error)
+bool FieldSelection::parseList(const QString &text, int &pos, bool nested, int depth,
+                               QString *error)
 {
     m_given = true;
     for (;;) {
-        if (!parseItem(text, pos, error))
+        if (!parseItem(text, pos, depth, error))
             return false;
         skipSpaces(text, pos);
         if (pos >= text.size())
@@ -54,9 +57,12 @@ bool FieldSelection::parseList(const QString &text, int &pos, bool nested, QStri
 }
 
 // item := name ('/' item | '(' list ')')?
-bool FieldSelection::parseItem(const QString &text, int &pos, QString *error)
+bool FieldSelection::parseItem(const QString &text, int &pos, int depth, QString *error)
 {
     m_given = true;
+    // Each level is a level of recursion, here and when the selection is applied.
+    if (depth > MaxDepth)
+        return fail(text, error);
     skipSpaces(text, pos);
     const int start = pos;
     while (pos < text.size() && isNameCharacter(text.at(pos)))
@@ -72,11 +78,11 @@ bool FieldSelection::parseItem(const QString &text, int &pos, QString *error)
     FieldSelection &child = m_children[name];
     if (pos < text.size() && text.at(pos) == QLatin1Char('/')) {
         ++pos;
-        return child.parseItem(text, pos, error);
+        return child.parseItem(text, pos, depth + 1, error);
     }
     if (pos < text.size() && text.at(pos) == QLatin1Char('(')) {
         ++pos;
-        if (!child.parseList(text, pos, true, error))
+        if (!child.parseList(text, pos, true, depth + 1, error))
             return false;
         if (pos >= text.size() || text.at(pos) != QLatin1Char(')'))
             return fail(text, error);

@@ -24,8 +24,8 @@ public:
     QJsonObject apply(const QJsonObject &object) const;
 
 private:
-    bool parseList(const QString &text, int &pos, bool nested, QString *error);
-    bool parseItem(const QString &text, int &pos, QString *error);
+    bool parseList(const QString &text, int &pos, bool nested, int depth, QString *error);
+    bool parseItem(const QString &text, int &pos, int depth, QString *error);
     static bool fail(const QString &text, QString *error);
 
     bool m_given = false;

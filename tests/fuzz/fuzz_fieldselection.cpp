@@ -1,0 +1,22 @@
+// The emulator's "fields" selections: parse anything, and apply what parses to a listing.
+#include "fieldselection.h"
+
+#include <QJsonArray>
+#include <QJsonObject>
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    static const QJsonObject listing {
+        { QStringLiteral("nextPageToken"), QStringLiteral("t") },
+        { QStringLiteral("files"),
+          QJsonArray { QJsonObject { { QStringLiteral("id"), QStringLiteral("1") },
+                                     { QStringLiteral("name"), QStringLiteral("a.txt") },
+                                     { QStringLiteral("parents"),
+                                       QJsonArray { QStringLiteral("appDataFolder") } } } } }
+    };
+    QString error;
+    const FieldSelection selection = FieldSelection::parse(
+            QString::fromUtf8(reinterpret_cast<const char *>(data), qsizetype(size)), &error);
+    selection.apply(listing);
+    return 0;
+}
