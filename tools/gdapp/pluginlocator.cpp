@@ -13,6 +13,15 @@ const QString PluginFile = QStringLiteral("libgdrive.so");
 
 PluginLocator::PluginLocator(const QString &explicitPath) : m_explicitPath(explicitPath) { }
 
+// The library stays loaded, as hosts must keep it, but its root object goes now. Left to Qt, it
+// would be destroyed only as the process ends, after the application object, when the network
+// thread of its access manager can no longer be stopped and is leaked.
+PluginLocator::~PluginLocator()
+{
+    if (m_loader.isLoaded())
+        delete m_loader.instance();
+}
+
 QStringList PluginLocator::candidates() const
 {
     if (!m_explicitPath.isEmpty())

@@ -13,6 +13,7 @@ class PluginLocator
 {
 public:
     explicit PluginLocator(const QString &explicitPath);
+    ~PluginLocator();
 
     // The provider, or null with errorString() saying why.
     ServerInterface *load();
