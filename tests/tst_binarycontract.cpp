@@ -4,6 +4,7 @@
 // framework is linked into this test.
 #include "consentbrowser.h"
 #include "emulatorprocess.h"
+#include "testsettings.h"
 
 #include <QCryptographicHash>
 #include <QDateTime>
@@ -12,7 +13,6 @@
 #include <QPluginLoader>
 #include <QSettings>
 #include <QSignalSpy>
-#include <QStandardPaths>
 #include <QtTest>
 
 namespace host {
@@ -112,10 +112,7 @@ private:
 
 void TestBinaryContract::initTestCase()
 {
-    QStandardPaths::setTestModeEnabled(true);
-    QCoreApplication::setOrganizationName(QStringLiteral("gdapp-tests"));
-    QCoreApplication::setApplicationName(QStringLiteral("tst_binarycontract"));
-    QSettings().clear();
+    TestSettings::isolate(QStringLiteral("tst_binarycontract"));
     QVERIFY(m_emulator.start({ QStringLiteral("--auto-approve") }));
     m_emulator.exportEnvironment();
 }

@@ -4,6 +4,7 @@
 #include "googlefile.h"
 #include "memorycloudfile.h"
 #include "oauthgoogle.h"
+#include "testsettings.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -17,7 +18,6 @@
 #include <QMessageBox>
 #include <QPushButton>
 #include <QSettings>
-#include <QStandardPaths>
 #include <QToolButton>
 #include <QTreeView>
 #include <QtTest>
@@ -197,10 +197,7 @@ void dropNoise(QtMsgType type, const QMessageLogContext &context, const QString 
 void TestCloudFileDialog::initTestCase()
 {
     g_testHandler = qInstallMessageHandler(dropNoise);
-    QStandardPaths::setTestModeEnabled(true);
-    QCoreApplication::setOrganizationName(QStringLiteral("gdapp-tests"));
-    QCoreApplication::setApplicationName(QStringLiteral("tst_cloudfiledialog"));
-    QSettings().clear();
+    TestSettings::isolate(QStringLiteral("tst_cloudfiledialog"));
 }
 
 void TestCloudFileDialog::cleanupTestCase()

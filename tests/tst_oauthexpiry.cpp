@@ -1,9 +1,9 @@
 #include "consentbrowser.h"
 #include "emulatorprocess.h"
 #include "oauthgoogle.h"
+#include "testsettings.h"
 
 #include <QSettings>
-#include <QStandardPaths>
 #include <QtTest>
 
 // A token counts as valid until a minute after it expired; past that, isAuthenticated() grants
@@ -23,10 +23,7 @@ private:
 
 void TestOAuthExpiry::initTestCase()
 {
-    QStandardPaths::setTestModeEnabled(true);
-    QCoreApplication::setOrganizationName(QStringLiteral("gdapp-tests"));
-    QCoreApplication::setApplicationName(QStringLiteral("tst_oauthexpiry"));
-    QSettings().clear();
+    TestSettings::isolate(QStringLiteral("tst_oauthexpiry"));
     QVERIFY(m_emulator.start({ QStringLiteral("--auto-approve"), QStringLiteral("--token-ttl"),
                                QStringLiteral("1") }));
     m_emulator.exportEnvironment();

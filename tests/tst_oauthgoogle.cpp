@@ -2,9 +2,9 @@
 #include "emulatorprocess.h"
 #include "o2settingsstore.h"
 #include "oauthgoogle.h"
+#include "testsettings.h"
 
 #include <QSettings>
-#include <QStandardPaths>
 #include <QtTest>
 
 namespace {
@@ -82,9 +82,7 @@ private:
 
 void TestOAuthGoogle::initTestCase()
 {
-    QStandardPaths::setTestModeEnabled(true);
-    QCoreApplication::setOrganizationName(QStringLiteral("gdapp-tests"));
-    QCoreApplication::setApplicationName(QStringLiteral("tst_oauthgoogle"));
+    TestSettings::isolate(QStringLiteral("tst_oauthgoogle"));
     QVERIFY(m_emulator.start({ QStringLiteral("--auto-approve") }));
     m_emulator.exportEnvironment();
 }

@@ -3,13 +3,13 @@
 #include "consentbrowser.h"
 #include "emulatorprocess.h"
 #include "serverinterface.h"
+#include "testsettings.h"
 
 #include <QFile>
 #include <QIcon>
 #include <QOAuth2AuthorizationCodeFlow>
 #include <QPluginLoader>
 #include <QSettings>
-#include <QStandardPaths>
 #include <QtTest>
 
 namespace {
@@ -55,10 +55,7 @@ void TestPlugin::initTestCase()
     qRegisterMetaType<CloudObject *>("CloudObject*");
     qRegisterMetaType<QList<CloudObject *>>("QList<CloudObject*>");
     QVERIFY(QOAuth2AuthorizationCodeFlow::staticMetaObject.className());
-    QStandardPaths::setTestModeEnabled(true);
-    QCoreApplication::setOrganizationName(QStringLiteral("gdapp-tests"));
-    QCoreApplication::setApplicationName(QStringLiteral("tst_plugin"));
-    QSettings().clear();
+    TestSettings::isolate(QStringLiteral("tst_plugin"));
     QVERIFY(m_emulator.start({ QStringLiteral("--auto-approve") }));
     m_emulator.exportEnvironment();
 }

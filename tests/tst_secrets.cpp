@@ -3,11 +3,11 @@
 #include "googlefile.h"
 #include "messagecapture.h"
 #include "oauthgoogle.h"
+#include "testsettings.h"
 
 #include <QProcess>
 #include <QRegularExpression>
 #include <QSettings>
-#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -34,10 +34,7 @@ private:
 
 void TestSecrets::initTestCase()
 {
-    QStandardPaths::setTestModeEnabled(true);
-    QCoreApplication::setOrganizationName(QStringLiteral("gdapp-tests"));
-    QCoreApplication::setApplicationName(QStringLiteral("tst_secrets"));
-    QSettings().clear();
+    TestSettings::isolate(QStringLiteral("tst_secrets"));
     QVERIFY(m_emulator.start({ QStringLiteral("--auto-approve") }));
     m_emulator.exportEnvironment();
 }
@@ -64,8 +61,8 @@ QStringList TestSecrets::tokensSeen()
                 QByteArray::fromBase64(entry.value(QStringLiteral("body")).toString().toLatin1()));
         const QRegularExpressionMatch match = refresh.match(body);
         if (match.hasMatch())
-            tokens.append(QUrl::fromPercentEncoding(
-                    (match.captured(1) + match.captured(2)).toUtf8()));
+            tokens.append(
+                    QUrl::fromPercentEncoding((match.captured(1) + match.captured(2)).toUtf8()));
     }
     tokens.removeDuplicates();
     tokens.removeAll(QString());

@@ -1,10 +1,9 @@
 #include "authoriseddrive.h"
 
 #include "oauthgoogle.h"
+#include "testsettings.h"
 
-#include <QCoreApplication>
 #include <QSettings>
-#include <QStandardPaths>
 
 AuthorisedDrive::AuthorisedDrive() = default;
 
@@ -15,10 +14,7 @@ AuthorisedDrive::~AuthorisedDrive()
 
 bool AuthorisedDrive::start(const QString &applicationName)
 {
-    QStandardPaths::setTestModeEnabled(true);
-    QCoreApplication::setOrganizationName(QStringLiteral("gdapp-tests"));
-    QCoreApplication::setApplicationName(applicationName);
-    QSettings().clear();
+    TestSettings::isolate(applicationName);
     if (!m_emulator.start({ QStringLiteral("--auto-approve") }))
         return false;
     m_emulator.exportEnvironment();

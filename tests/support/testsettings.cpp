@@ -1,0 +1,13 @@
+#include "testsettings.h"
+
+#include <QCoreApplication>
+#include <QSettings>
+#include <QStandardPaths>
+
+void TestSettings::isolate(const QString &applicationName)
+{
+    QStandardPaths::setTestModeEnabled(true);
+    QCoreApplication::setOrganizationName(QStringLiteral("gdapp-tests"));
+    QCoreApplication::setApplicationName(applicationName);
+    QSettings().clear();
+}

@@ -1,0 +1,15 @@
+#ifndef TESTSETTINGS_H
+#define TESTSETTINGS_H
+
+#include <QString>
+
+// Keeps a test's settings, where the flow stores its tokens, away from the user's own.
+class TestSettings
+{
+public:
+    // Test-mode standard paths, the test's own application name, and nothing left in them from
+    // an earlier run.
+    static void isolate(const QString &applicationName);
+};
+
+#endif // TESTSETTINGS_H
