@@ -1,20 +1,18 @@
 #ifndef COMMANDLINE_H
 #define COMMANDLINE_H
 
-#include "consenthandler.h"
-#include "pluginlocator.h"
+#include "reporter.h"
 
+#include <QCommandLineOption>
 #include <QCommandLineParser>
+#include <QList>
 #include <QStringList>
-#include <QUrl>
 
-#include <memory>
+class Commands;
 
-class CloudFile;
-class CloudObject;
-class ServerInterface;
-
-// gdapp's commands over the storage provider plug-in, loaded as Tarnwick loads it.
+// gdapp's command line: the global options, the table of commands with their own options and
+// number of arguments, help and usage errors; the command chosen then runs over a provider
+// session.
 class CommandLine
 {
 public:
@@ -28,53 +26,26 @@ public:
     static bool isVerbose(const QStringList &arguments);
 
 private:
-    using Command = int (CommandLine::*)(const QStringList &);
+    using Command = int (Commands::*)(const QStringList &);
     struct CommandInfo
     {
         const char *name;
         const char *synopsis;
         const char *description;
         Command run;
-        QList<QCommandLineOption> options;
+        QList<QCommandLineOption> options = {};
+        int minArguments = 0;
+        int maxArguments = 0;
+        const char *arguments = "no arguments"; // what "NAME takes ..." says when they are wrong
     };
 
     static QList<CommandInfo> commands();
     void addGlobalOptions();
-    int usage(const QString &message);
-
-    int ls(const QStringList &arguments);
-    int stat(const QStringList &arguments);
-    int get(const QStringList &arguments);
-    int put(const QStringList &arguments);
-    int cp(const QStringList &arguments);
-    int mv(const QStringList &arguments);
-    int rm(const QStringList &arguments);
-    int mkdir(const QStringList &arguments);
-    int openDialog(const QStringList &arguments);
-    int saveDialog(const QStringList &arguments);
-    int dialog(bool save);
-    int login(const QStringList &arguments);
-    int logout(const QStringList &arguments);
-
-    // A cloud file of the provider for url, authorising first when needed; null with the
-    // failure reported through *exitCode.
-    std::unique_ptr<CloudFile> open(const QUrl &url, int *exitCode);
-    // The entry at url (status 2) or null, with the failure reported through *exitCode.
-    std::unique_ptr<CloudObject> resolve(CloudFile *file, const QUrl &url, int *exitCode);
-    std::unique_ptr<CloudObject> root(CloudFile *file);
-    int fail(const QString &what, CloudFile *file);
-    int fail(const QString &message, int exitCode);
-    QUrl remoteUrl(const QString &text, int *exitCode);
-    bool remoteUrlPair(const QStringList &arguments, QUrl *from, QUrl *to, int *exitCode);
-    bool sameFolder(const QUrl &a, const QUrl &b) const;
+    int runCommand(const CommandInfo &command);
 
     QStringList m_arguments;
-    QString m_command;
     QCommandLineParser m_parser;
-    std::unique_ptr<PluginLocator> m_locator;
-    ServerInterface *m_server = nullptr;
-    std::unique_ptr<ConsentHandler> m_consent;
-    QString m_consentFailure;
+    Reporter m_reporter;
 };
 
 #endif // COMMANDLINE_H

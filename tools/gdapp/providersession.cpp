@@ -1,0 +1,79 @@
+#include "providersession.h"
+
+#include "cloudfile.h"
+#include "exitcode.h"
+#include "serverinterface.h"
+#include "settingsfile.h"
+
+#include <QCoreApplication>
+#include <QSettings>
+
+namespace {
+const QString SettingsGroup = QStringLiteral("gdapp");
+} // namespace
+
+ProviderSession::ProviderSession(const Options &options) : m_options(options) { }
+
+ProviderSession::~ProviderSession()
+{
+    if (!m_locator)
+        return;
+    // The root object goes first, and with it the flow, whose settings are written as it goes.
+    m_locator.reset();
+    m_consent.reset();
+    QString ignored;
+    SettingsFile::protect(&ignored);
+}
+
+bool ProviderSession::load(QString *why, int *exitCode)
+{
+    if (!SettingsFile::protect(why)) {
+        *exitCode = Failure;
+        return false;
+    }
+    m_locator = std::make_unique<PluginLocator>(m_options.pluginPath);
+    m_server = m_locator->load();
+    if (!m_server) {
+        *why = m_locator->errorString();
+        *exitCode = Failure;
+        return false;
+    }
+    QString browser = m_options.browserCommand;
+    if (browser.isEmpty())
+        browser = qEnvironmentVariable("GDAPP_BROWSER");
+    m_consent = std::make_unique<ConsentHandler>(m_options.consent, browser);
+    // The flow waits for its answer in loops of its own; when none can come, end them all.
+    QObject::connect(m_consent.get(), &ConsentHandler::consentAbandoned,
+                     [this](const QString &why) {
+                         m_consentFailure = why;
+                         QCoreApplication::exit(NotAuthorised);
+                     });
+    return true;
+}
+
+std::unique_ptr<CloudFile> ProviderSession::cloudFile(const QUrl &url, QString *why, int *exitCode)
+{
+    if (!m_server && !load(why, exitCode))
+        return nullptr;
+    std::unique_ptr<CloudFile> file(m_server->cloudFile(url));
+    if (!file) {
+        *why = QStringLiteral("not authorised: %1")
+                       .arg(m_consentFailure.isEmpty()
+                                    ? QStringLiteral("the authorisation did not go through")
+                                    : m_consentFailure);
+        *exitCode = NotAuthorised;
+    }
+    return file;
+}
+
+bool ProviderSession::forgetAuthorisation(QString *error)
+{
+    QSettings settings;
+    settings.remove(SettingsGroup);
+    settings.sync();
+    if (settings.status() != QSettings::NoError) {
+        *error = QStringLiteral("cannot write %1").arg(settings.fileName());
+        return false;
+    }
+    return true;
+}

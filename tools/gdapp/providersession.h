@@ -1,0 +1,46 @@
+#ifndef PROVIDERSESSION_H
+#define PROVIDERSESSION_H
+
+#include "consenthandler.h"
+#include "pluginlocator.h"
+
+#include <QUrl>
+
+#include <memory>
+
+class CloudFile;
+class ServerInterface;
+
+// The storage provider as a host holds it: the plug-in found and loaded on first need, consent
+// requests answered the way the user chose, the settings that keep the tokens private, and the
+// plug-in's root object deleted before the application goes.
+class ProviderSession
+{
+public:
+    struct Options
+    {
+        QString pluginPath; // empty: look in the usual places
+        ConsentHandler::Mode consent = ConsentHandler::Browser;
+        QString browserCommand; // empty: GDAPP_BROWSER, then the desktop's browser
+    };
+
+    explicit ProviderSession(const Options &options);
+    ~ProviderSession();
+
+    // A cloud file for url, authorising first when the plug-in needs to. Null when there is
+    // none, with the reason in *why and the exit status in *exitCode.
+    std::unique_ptr<CloudFile> cloudFile(const QUrl &url, QString *why, int *exitCode);
+    // Removes the stored tokens (the settings group of the provider's scheme).
+    static bool forgetAuthorisation(QString *error);
+
+private:
+    bool load(QString *why, int *exitCode);
+
+    Options m_options;
+    std::unique_ptr<PluginLocator> m_locator;
+    ServerInterface *m_server = nullptr;
+    std::unique_ptr<ConsentHandler> m_consent;
+    QString m_consentFailure;
+};
+
+#endif // PROVIDERSESSION_H

@@ -1,0 +1,35 @@
+#include "reporter.h"
+
+#include "cloudfileerror.h"
+
+QTextStream &Reporter::out()
+{
+    static QTextStream stream(stdout);
+    return stream;
+}
+
+QTextStream &Reporter::err()
+{
+    static QTextStream stream(stderr);
+    return stream;
+}
+
+int Reporter::usage(const QString &message) const
+{
+    err() << "gdapp: " << message << Qt::endl
+          << "Try \"gdapp " << (m_command.isEmpty() ? QString() : m_command + QLatin1Char(' '))
+          << "--help\"." << Qt::endl;
+    return UsageError;
+}
+
+int Reporter::fail(const QString &message, int exitCode) const
+{
+    err() << "gdapp: " << m_command << ": " << message << Qt::endl;
+    return exitCode;
+}
+
+int Reporter::fail(const QString &what, const CloudFile &file) const
+{
+    const CloudFileError error(file);
+    return fail(what + QStringLiteral(": ") + error.describe(), error.exitCode());
+}

@@ -1,0 +1,28 @@
+#ifndef REPORTER_H
+#define REPORTER_H
+
+#include <QString>
+#include <QTextStream>
+
+class CloudFile;
+
+// gdapp's voice: results on standard output, failures on standard error as
+// "gdapp: COMMAND: message". Each failure returns the exit status that goes with it.
+class Reporter
+{
+public:
+    void setCommand(const QString &command) { m_command = command; }
+
+    static QTextStream &out();
+    static QTextStream &err();
+
+    int usage(const QString &message) const;
+    int fail(const QString &message, int exitCode) const;
+    // The cloud file's last error, about what (a URL, most often).
+    int fail(const QString &what, const CloudFile &file) const;
+
+private:
+    QString m_command;
+};
+
+#endif // REPORTER_H
