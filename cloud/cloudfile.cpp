@@ -170,18 +170,28 @@ void CloudFile::setProgress(qint64 done, qint64 total)
 
 qint64 CloudFile::readData(char *data, qint64 maxSize)
 {
-    if (m_buffer.isEmpty() || m_position >= m_buffer.size())
+    const qint64 size = m_buffer.size();
+    if (size == 0 || m_position >= size)
         return 0;
-    const qint64 count = qMin<qint64>(maxSize, m_buffer.size() - m_position);
-    memcpy(data, m_buffer.constData() + m_position, size_t(count));
-    m_position += int(count);
+    // The bytes that QByteArray::mid(position, length) would give: a range that starts before
+    // the buffer (a host may seek to a negative position) is clipped at both ends.
+    const qint64 length = qMin(maxSize, size);
+    const qint64 begin = qBound(qint64(0), qint64(m_position), size);
+    const qint64 end = qBound(qint64(0), m_position + length, size);
+    if (end <= begin)
+        return 0;
+    const qint64 count = end - begin;
+    memcpy(data, m_buffer.constData() + begin, size_t(count));
+    m_position = int(m_position + count);
     return count;
 }
 
 qint64 CloudFile::writeData(const char *data, qint64 len)
 {
     const qsizetype oldSize = m_buffer.size();
-    m_buffer.insert(m_position, data, len);
+    // Nothing is inserted before the start: the buffer does not grow, and the result says so.
+    if (m_position >= 0)
+        m_buffer.insert(m_position, data, len);
 
     m_writtenBytes += len;
     if (m_writtenBytes > m_flushThreshold)
@@ -190,6 +200,7 @@ qint64 CloudFile::writeData(const char *data, qint64 len)
     // Hosts rely on this 32-bit result, including its odd value when the buffer did not grow
     // by exactly len bytes.
     const int result = m_buffer.size() == oldSize + len ? int(len) : int(oldSize - m_buffer.size());
-    m_position += result;
+    // Positions are 32-bit: past 2 GiB they wrap, as they always have, without overflowing.
+    m_position = int(qint64(m_position) + result);
     return result;
 }

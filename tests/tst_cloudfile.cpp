@@ -34,6 +34,9 @@ private slots:
     void writeResultWhenTheBufferDoesNotGrowByLen_data();
     void writeResultWhenTheBufferDoesNotGrowByLen();
     void seekLimits();
+    void readsClipLikeMid_data();
+    void readsClipLikeMid();
+    void writeBeforeTheStartChangesNothing();
     void resetGoesBackToTheStart();
     void setProgress_data();
     void setProgress();
@@ -235,6 +238,47 @@ void TestCloudFile::seekLimits()
     QCOMPARE(file.pos(), size);
     QVERIFY(file.seek(0));
     QCOMPARE(file.pos(), qint64(0));
+}
+
+// A host may seek anywhere up to the end, a negative position included: reads take what
+// QByteArray::mid would, and never memory outside the buffer.
+void TestCloudFile::readsClipLikeMid_data()
+{
+    QTest::addColumn<qint64>("position");
+    QTest::addColumn<QByteArray>("read");
+    QTest::addColumn<qint64>("positionAfter");
+
+    QTest::newRow("start") << qint64(0) << Remote << qint64(14);
+    QTest::newRow("middle") << qint64(7) << QByteArray("content") << qint64(14);
+    QTest::newRow("end") << qint64(14) << QByteArray() << qint64(14);
+    QTest::newRow("one before the start")
+            << qint64(-1) << QByteArray("remote conten") << qint64(12);
+    QTest::newRow("reaching the first byte") << qint64(-13) << QByteArray("r") << qint64(-12);
+    QTest::newRow("ending at the start") << qint64(-14) << QByteArray() << qint64(-14);
+    QTest::newRow("far before the start") << qint64(-1000) << QByteArray() << qint64(-1000);
+}
+
+void TestCloudFile::readsClipLikeMid()
+{
+    QFETCH(qint64, position);
+    QFETCH(QByteArray, read);
+    QFETCH(qint64, positionAfter);
+
+    MemoryCloudFile file(m_store, fileUrl());
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QVERIFY(file.seek(position));
+    QCOMPARE(file.read(100), read);
+    QCOMPARE(file.pos(), positionAfter);
+}
+
+void TestCloudFile::writeBeforeTheStartChangesNothing()
+{
+    MemoryCloudFile file(m_store, fileUrl());
+    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Append));
+    QVERIFY(file.seek(-1));
+    QCOMPARE(file.write("abc"), qint64(0));
+    QCOMPARE(file.buffer(), Remote);
+    QCOMPARE(file.pos(), qint64(-1));
 }
 
 void TestCloudFile::resetGoesBackToTheStart()
