@@ -9,6 +9,7 @@
 #include <QIcon>
 #include <QOAuth2AuthorizationCodeFlow>
 #include <QPluginLoader>
+#include <QResource>
 #include <QSettings>
 #include <QtTest>
 
@@ -99,6 +100,10 @@ void TestPlugin::rootObjectIsAProvider()
     QVERIFY(!icon.isNull());
     QCOMPARE(icon.availableSizes(), QList<QSize> { QSize(32, 32) });
     QVERIFY(icon.pixmap(32, 32).hasAlphaChannel());
+    // Hosts have always been handed these exact bytes, stored as they are.
+    const QResource resource(IconPath);
+    QCOMPARE(resource.size(), qint64(1829));
+    QCOMPARE(resource.compressionAlgorithm(), QResource::NoCompression);
     loader.unload();
 }
 
