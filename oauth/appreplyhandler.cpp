@@ -7,6 +7,11 @@ AppReplyHandler::AppReplyHandler(quint16 port, QObject *parent)
     : QOAuthHttpServerReplyHandler(QHostAddress(QHostAddress::LocalHost), port, parent)
 {
     qRegisterMetaType<QNetworkReply::NetworkError>();
+    // The flow goes on all the same, with a redirect address that nothing answers; say why.
+    if (!isListening())
+        qWarning("Cannot listen on 127.0.0.1:%u for the authorisation's redirect: another program "
+                 "holds the port",
+                 unsigned(port));
 }
 
 void AppReplyHandler::networkReplyFinished(QNetworkReply *reply)

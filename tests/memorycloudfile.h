@@ -70,6 +70,11 @@ public:
     QByteArray &bufferRef() { return m_buffer; }
     qint64 writtenBytes() const { return m_writtenBytes; }
     void setWrittenBytes(qint64 count) { m_writtenBytes = count; }
+    void setError(int code, const QString &text)
+    {
+        setErrorCode(code);
+        setErrorString(text);
+    }
     qint64 callWriteData(const QByteArray &data)
     {
         return writeData(data.constData(), data.size());

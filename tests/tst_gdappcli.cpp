@@ -2,6 +2,10 @@
 
 #include <QCryptographicHash>
 #include <QLibraryInfo>
+#include <QNetworkInterface>
+#include <QSettings>
+#include <QTcpServer>
+#include <QTcpSocket>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -45,12 +49,22 @@ private slots:
     void pluginLookup();
     void progressOnlyOnATerminal();
     void chooserNeedsADisplay();
+    void refusedBeforeAnyChange_data();
+    void refusedBeforeAnyChange();
+    void serviceTextIsShownAsItIs();
+    void settingsAreForTheOwnerOnly();
+    void loopbackPortTaken_data();
+    void loopbackPortTaken();
+    void refusedTokenRequests_data();
+    void refusedTokenRequests();
+    void listenerAnswersOnLoopbackOnly();
 
 private:
     Run gdapp(const QStringList &arguments, const QByteArray &input = QByteArray(),
               const QProcessEnvironment &environment = QProcessEnvironment());
     QProcessEnvironment environmentFor(const EmulatorProcess &emulator) const;
     int authorisations(int since);
+    int requestsTo(const QString &path, int since);
 
     EmulatorProcess m_emulator;
     QTemporaryDir m_config;
@@ -111,6 +125,14 @@ int TestGdappCli::authorisations(int since)
     for (const QJsonValue &entry : m_emulator.requests(since))
         count += entry.toObject().value(QStringLiteral("path")).toString()
                 == QLatin1String("/o/oauth2/v2/auth");
+    return count;
+}
+
+int TestGdappCli::requestsTo(const QString &path, int since)
+{
+    int count = 0;
+    for (const QJsonValue &entry : m_emulator.requests(since))
+        count += entry.toObject().value(QStringLiteral("path")).toString() == path;
     return count;
 }
 
@@ -229,6 +251,16 @@ void TestGdappCli::session()
                      .toString()
                      .toLatin1(),
              md5(content));
+    // mv onto an existing file replaces it.
+    QCOMPARE(gdapp({ QStringLiteral("cp"), QStringLiteral("gdapp:/docs/report.txt"),
+                     QStringLiteral("gdapp:/docs/other.txt") })
+                     .exitCode,
+             0);
+    QCOMPARE(gdapp({ QStringLiteral("mv"), QStringLiteral("gdapp:/docs/other.txt"),
+                     QStringLiteral("gdapp:/docs/moved.txt") })
+                     .exitCode,
+             0);
+    QVERIFY(m_emulator.fileAt(QStringLiteral("/docs/other.txt")).isEmpty());
     QCOMPARE(gdapp({ QStringLiteral("rm"), QStringLiteral("gdapp:/docs/moved.txt") }).exitCode, 0);
     QVERIFY(m_emulator.fileAt(QStringLiteral("/docs/moved.txt")).isEmpty());
     QVERIFY(!m_emulator.fileAt(QStringLiteral("/docs/report.txt")).isEmpty());
@@ -460,6 +492,186 @@ void TestGdappCli::chooserNeedsADisplay()
     const Run run = gdapp({ QStringLiteral("open-dialog") });
     QCOMPARE(run.exitCode, 1);
     QVERIFY(run.err.contains("needs a display"));
+}
+
+// Whatever would destroy or mangle what is there is refused before any request that changes
+// anything: the plug-in's rename deletes a folder of the new name with its content, and an
+// upload onto a folder would send it content.
+void TestGdappCli::refusedBeforeAnyChange_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QByteArray>("saying");
+
+    QTest::newRow("mv onto a folder")
+            << QStringList { "mv", "gdapp:/a.txt", "gdapp:/Reports" } << QByteArray("is a folder");
+    QTest::newRow("cp onto a folder")
+            << QStringList { "cp", "gdapp:/a.txt", "gdapp:/Reports" } << QByteArray("is a folder");
+    QTest::newRow("standard input onto a folder")
+            << QStringList { "put", "-", "gdapp:/Reports" } << QByteArray("is a folder");
+    QTest::newRow("into a folder, where a folder has the local name")
+            << QStringList { "put", "in.txt", "gdapp:/Reports/" } << QByteArray("is a folder");
+    QTest::newRow("local file of 2 GiB")
+            << QStringList { "put", "huge.bin", "gdapp:/huge.bin" } << QByteArray("2 GiB");
+    QTest::newRow("remote file of 2 GiB")
+            << QStringList { "get", "gdapp:/reported-huge.bin" } << QByteArray("2 GiB");
+}
+
+void TestGdappCli::refusedBeforeAnyChange()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QByteArray, saying);
+
+    m_emulator.seedFile(QStringLiteral("/a.txt"), "a");
+    m_emulator.seedFolder(QStringLiteral("/Reports/in.txt"));
+    m_emulator.seedFile(QStringLiteral("/reported-huge.bin"), "small",
+                        { { QStringLiteral("size"), 2147483648.0 } });
+    QFile local(m_work.filePath(QStringLiteral("in.txt")));
+    QVERIFY(local.open(QIODevice::WriteOnly));
+    local.write("local");
+    local.close();
+    QFile huge(m_work.filePath(QStringLiteral("huge.bin")));
+    QVERIFY(huge.open(QIODevice::WriteOnly));
+    QVERIFY(huge.resize(qint64(2) * 1024 * 1024 * 1024)); // sparse: nothing is written
+    huge.close();
+    const QJsonArray before = m_emulator.files();
+    const int mark = m_emulator.nextRequest();
+
+    const Run run = gdapp(arguments, "piped");
+    huge.remove();
+    QCOMPARE(run.exitCode, 1);
+    QVERIFY2(run.err.contains(saying), run.err.constData());
+    for (const QJsonValue &request : m_emulator.requests(mark)) {
+        const QJsonObject object = request.toObject();
+        if (object.value(QStringLiteral("path")).toString().startsWith(QLatin1String("/o/")))
+            continue; // the token's refresh
+        QCOMPARE(object.value(QStringLiteral("method")).toString(), QStringLiteral("GET"));
+        QVERIFY(!object.value(QStringLiteral("query"))
+                         .toString()
+                         .contains(QLatin1String("alt=media")));
+    }
+    QCOMPARE(m_emulator.files(), before);
+}
+
+// Error texts carry URLs, and URLs carry percent signs.
+void TestGdappCli::serviceTextIsShownAsItIs()
+{
+    m_emulator.addFault({ { QStringLiteral("path"), QStringLiteral("/drive/v3/files") },
+                          { QStringLiteral("status"), 500 } });
+    const Run run = gdapp({ QStringLiteral("ls"), QStringLiteral("gdapp:/x") });
+    QCOMPARE(run.exitCode, 5);
+    QVERIFY2(run.err.contains("name%3D'x' and trashed%3Dfalse"), run.err.constData());
+    QVERIFY2(run.err.endsWith("Internal Server Error [error 403]\n"), run.err.constData());
+}
+
+// The settings hold the tokens, enciphered against a casual look only.
+void TestGdappCli::settingsAreForTheOwnerOnly()
+{
+    QTemporaryDir config;
+    QProcessEnvironment environment = environmentFor(m_emulator);
+    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), config.filePath(QStringLiteral("new")));
+    QCOMPARE(gdapp({ QStringLiteral("login") }, QByteArray(), environment).exitCode, 0);
+
+    const QString folder = config.filePath(QStringLiteral("new/Tarnwick"));
+    const QString file = folder + QStringLiteral("/gdapp.conf");
+    constexpr QFile::Permissions Mask = QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner
+            | QFile::ReadGroup | QFile::WriteGroup | QFile::ExeGroup | QFile::ReadOther
+            | QFile::WriteOther | QFile::ExeOther;
+    QCOMPARE(QFile::permissions(file) & Mask, QFile::ReadOwner | QFile::WriteOwner);
+    QCOMPARE(QFile::permissions(folder) & Mask,
+             QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    QVERIFY(QSettings(file, QSettings::IniFormat).contains(QStringLiteral("gdapp/refreshtoken")));
+
+    // Loosened by hand, it is private again once the next command has written the tokens.
+    QVERIFY(QFile::setPermissions(file, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther));
+    QCOMPARE(gdapp({ QStringLiteral("ls") }, QByteArray(), environment).exitCode, 0);
+    QCOMPARE(QFile::permissions(file) & Mask, QFile::ReadOwner | QFile::WriteOwner);
+}
+
+void TestGdappCli::loopbackPortTaken_data()
+{
+    QTest::addColumn<QString>("consent");
+    QTest::newRow("fetch") << QStringLiteral("fetch");
+    QTest::newRow("print") << QStringLiteral("print");
+}
+
+// With the port held by another program, no answer can reach the plug-in: say so at once.
+void TestGdappCli::loopbackPortTaken()
+{
+    QFETCH(QString, consent);
+    QTcpServer other;
+    QVERIFY(other.listen(QHostAddress::LocalHost, 5479));
+    const Run run = gdapp({ QStringLiteral("--consent"), consent, QStringLiteral("login") });
+    QCOMPARE(run.exitCode, 4);
+    QVERIFY2(run.err.contains("cannot listen on 127.0.0.1:5479") && run.err.contains("end it"),
+             run.err.constData());
+    QVERIFY(!run.err.contains("Open this address"));
+}
+
+// The plug-in consents again, once, when the service refuses the code (a code can go stale);
+// a second refusal, or a refusal it does not retry (a wrong client secret gets 401), ends the
+// command instead of a wait or an endless round of consents.
+void TestGdappCli::refusedTokenRequests_data()
+{
+    QTest::addColumn<int>("status");
+    QTest::addColumn<int>("count");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<int>("tokenRequests");
+    QTest::addColumn<QByteArray>("saying");
+
+    QTest::newRow("one code refused") << 400 << 1 << 0 << 2 << QByteArray("Authorised.");
+    QTest::newRow("every code refused")
+            << 400 << -1 << 4 << 2 << QByteArray("client identifier or secret");
+    QTest::newRow("client refused")
+            << 401 << -1 << 4 << 1 << QByteArray("client identifier or secret");
+}
+
+void TestGdappCli::refusedTokenRequests()
+{
+    QFETCH(int, status);
+    QFETCH(int, count);
+    QFETCH(int, exitCode);
+    QFETCH(int, tokenRequests);
+    QFETCH(QByteArray, saying);
+
+    m_emulator.addFault({ { QStringLiteral("path"), QStringLiteral("/o/oauth2/token") },
+                          { QStringLiteral("status"), status },
+                          { QStringLiteral("count"), count } });
+    const int mark = m_emulator.nextRequest();
+    const Run run = gdapp({ QStringLiteral("login") });
+    QCOMPARE(run.exitCode, exitCode);
+    QVERIFY2(run.err.contains(saying), run.err.constData());
+    QCOMPARE(requestsTo(QStringLiteral("/o/oauth2/token"), mark), tokenRequests);
+}
+
+// While a consent waits, the plug-in's listener takes connections on 127.0.0.1 and on no other
+// address of the machine.
+void TestGdappCli::listenerAnswersOnLoopbackOnly()
+{
+    QProcess waiting;
+    waiting.setProcessEnvironment(environmentFor(m_emulator));
+    waiting.start(
+            QStringLiteral(GDAPP_PROGRAM),
+            { QStringLiteral("--consent"), QStringLiteral("print"), QStringLiteral("login") });
+    QByteArray said;
+    QTRY_VERIFY_WITH_TIMEOUT(
+            (said += waiting.readAllStandardError()).contains("Waiting for the answer"), 30000);
+
+    const auto reachable = [](const QHostAddress &address) {
+        QTcpSocket socket;
+        socket.connectToHost(address, 5479);
+        return socket.waitForConnected(2000);
+    };
+    QList<QHostAddress> others { QHostAddress(QStringLiteral("127.0.0.2")),
+                                 QHostAddress::LocalHostIPv6 };
+    for (const QHostAddress &address : QNetworkInterface::allAddresses()) {
+        if (!address.isLoopback())
+            others.append(address);
+    }
+    QVERIFY(reachable(QHostAddress::LocalHost));
+    for (const QHostAddress &address : others)
+        QVERIFY2(!reachable(address), qPrintable(address.toString()));
+    waiting.kill();
+    waiting.waitForFinished();
 }
 
 QTEST_GUILESS_MAIN(TestGdappCli)

@@ -111,8 +111,10 @@ HttpResponse ControlService::requestBody(int index) const
 {
     HttpResponse response;
     if (!m_parts.log.body(index, &response.body))
-        return HttpResponse::json(404, { { QStringLiteral("error"),
-                                           QStringLiteral("no such request, or its body was not kept") } });
+        return HttpResponse::json(
+                404,
+                { { QStringLiteral("error"),
+                    QStringLiteral("no such request, or its body was not kept") } });
     response.setHeader("Content-Type", "application/octet-stream");
     return response;
 }
@@ -207,9 +209,11 @@ std::optional<QJsonObject> ControlService::seedOne(const QJsonObject &descriptio
                 QString::fromLatin1(
                         QCryptographicHash::hash(content, QCryptographicHash::Md5).toHex()));
     }
-    // Tests can make the service report a checksum other than the content's, or none.
+    // Tests can make the service report a checksum or a size other than the content's.
     if (description.contains(QStringLiteral("md5Checksum")))
         entry.md5Checksum = description.value(QStringLiteral("md5Checksum")).toString();
+    if (description.contains(QStringLiteral("size")))
+        entry.reportedSize = qint64(description.value(QStringLiteral("size")).toDouble());
     entry.trashed = entry.explicitlyTrashed = description.value(QStringLiteral("trashed")).toBool();
     if (!m_parts.store.put(entry)) {
         *error = QStringLiteral("cannot store %1").arg(name);
@@ -279,7 +283,8 @@ HttpResponse ControlService::settings(const QByteArray &body)
         return badRequest(QStringLiteral("the body is not a JSON object"));
     const QJsonObject description = document.object();
     if (description.contains(QStringLiteral("tokenTtl")))
-        m_parts.tokens.setAccessTokenLifetime(description.value(QStringLiteral("tokenTtl")).toInt());
+        m_parts.tokens.setAccessTokenLifetime(
+                description.value(QStringLiteral("tokenTtl")).toInt());
     if (description.contains(QStringLiteral("autoApprove")))
         m_parts.oauth.setAutoApprove(description.value(QStringLiteral("autoApprove")).toBool());
     return HttpResponse::json(

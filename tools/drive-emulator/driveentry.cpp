@@ -32,8 +32,8 @@ QJsonObject DriveEntry::resource() const
         { QStringLiteral("ownedByMe"), true },
     };
     if (hasContent()) {
-        object.insert(QStringLiteral("size"), QString::number(content.size()));
-        object.insert(QStringLiteral("quotaBytesUsed"), QString::number(content.size()));
+        object.insert(QStringLiteral("size"), QString::number(size()));
+        object.insert(QStringLiteral("quotaBytesUsed"), QString::number(size()));
         if (!md5Checksum.isEmpty())
             object.insert(QStringLiteral("md5Checksum"), md5Checksum);
     } else {
@@ -44,7 +44,7 @@ QJsonObject DriveEntry::resource() const
 
 QJsonObject DriveEntry::record() const
 {
-    return QJsonObject {
+    QJsonObject object {
         { QStringLiteral("id"), id },
         { QStringLiteral("name"), name },
         { QStringLiteral("mimeType"), mimeType },
@@ -60,6 +60,9 @@ QJsonObject DriveEntry::record() const
         { QStringLiteral("version"), QString::number(version) },
         { QStringLiteral("sequence"), QString::number(sequence) },
     };
+    if (reportedSize >= 0)
+        object.insert(QStringLiteral("reportedSize"), QString::number(reportedSize));
+    return object;
 }
 
 DriveEntry DriveEntry::fromRecord(const QJsonObject &record)
@@ -71,6 +74,9 @@ DriveEntry DriveEntry::fromRecord(const QJsonObject &record)
     for (const QJsonValue &parent : record.value(QStringLiteral("parents")).toArray())
         entry.parents.append(parent.toString());
     entry.md5Checksum = record.value(QStringLiteral("md5")).toString();
+    entry.reportedSize = record.value(QStringLiteral("reportedSize"))
+                                 .toString(QStringLiteral("-1"))
+                                 .toLongLong();
     entry.blob = record.value(QStringLiteral("blob")).toString();
     entry.createdTime = QDateTime::fromString(record.value(QStringLiteral("created")).toString(),
                                               Qt::ISODateWithMs);

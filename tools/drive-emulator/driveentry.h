@@ -23,6 +23,7 @@ struct DriveEntry
     QByteArray content;
     QString blob; // MD5 of the content, lower-case hex: where the journal keeps it
     QString md5Checksum; // what the service reports; normally the same as blob
+    qint64 reportedSize = -1; // a size to report other than the content's (tests), or -1
     QDateTime createdTime;
     QDateTime modifiedTime;
     bool trashed = false;
@@ -38,6 +39,7 @@ struct DriveEntry
         return mimeType.startsWith(QLatin1String("application/vnd.google-apps."));
     }
     bool hasContent() const { return !isGoogleType(); }
+    qint64 size() const { return reportedSize >= 0 ? reportedSize : content.size(); }
 
     // Sets the content with its checksum, which the caller may have computed while receiving.
     void setContent(const QByteArray &data, const QString &md5);

@@ -84,7 +84,8 @@ QList<CommandLine::CommandInfo> CommandLine::commands()
           "a local file (or -) and a URL" },
         { "cp",
           "cp URL URL",
-          "Copy a file. The copy is made beside the source, so both URLs name the same folder.",
+          "Copy a file. The copy is made beside the source, so both URLs name the same folder; "
+          "an existing file or folder of the new name is refused.",
           &Commands::cp,
           {},
           2,
@@ -92,7 +93,8 @@ QList<CommandLine::CommandInfo> CommandLine::commands()
           "two URLs" },
         { "mv",
           "mv URL URL",
-          "Rename a file within its folder; a file of the new name is replaced.",
+          "Rename a file within its folder. An existing file of the new name is replaced; a "
+          "folder of that name is refused.",
           &Commands::mv,
           {},
           2,

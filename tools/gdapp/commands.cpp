@@ -20,6 +20,8 @@
 namespace {
 const QString Scheme = QStringLiteral("gdapp");
 constexpr qint64 ChunkSize = 4 * 1024 * 1024;
+// The device keeps a file in memory with 32-bit positions.
+constexpr qint64 MaxContent = qint64(2) * 1024 * 1024 * 1024;
 
 QString describe(const CloudObject *object)
 {
@@ -38,6 +40,12 @@ QString describe(const CloudObject *object)
 bool isTop(const QUrl &url)
 {
     return url.path().isEmpty() || url.path() == QLatin1String("/");
+}
+
+QString childPath(const QUrl &folder, const QString &name)
+{
+    const QString path = folder.path();
+    return path + (path.endsWith(QLatin1Char('/')) ? QString() : QStringLiteral("/")) + name;
 }
 
 QString folderOf(const QUrl &url)
@@ -93,6 +101,28 @@ std::unique_ptr<CloudObject> Commands::resolve(CloudFile &file, const QUrl &url,
         return object;
     *exitCode = m_reporter.fail(url.toString(), file);
     return nullptr;
+}
+
+Commands::Kind Commands::kindAt(CloudFile &file, const QUrl &url, int *exitCode) const
+{
+    if (isTop(url))
+        return Kind::Folder;
+    int status = Cloud::NothingFound;
+    const std::unique_ptr<CloudObject> object(file.getObjectFromPath(url, status));
+    if (status == Cloud::PathFound)
+        return object->isFolder() ? Kind::Folder : Kind::File;
+    if (CloudFileError(file).isNotFound())
+        return Kind::Missing;
+    *exitCode = m_reporter.fail(url.toString(), file);
+    return Kind::Failed;
+}
+
+int Commands::refuseLarge(const QString &what) const
+{
+    return m_reporter.fail(QStringLiteral("%1 is 2 GiB or more: the plug-in holds a file in memory "
+                                          "and handles files smaller than 2 GiB (%2 bytes)")
+                                   .arg(what, QString::number(MaxContent)),
+                           Failure);
 }
 
 bool Commands::begin(const QString &text, Lookup lookup, Target *target, int *exitCode)
@@ -164,8 +194,12 @@ int Commands::get(const QStringList &arguments)
         return m_reporter.usage(QStringLiteral("%1 names no file").arg(url.toString()));
 
     Target remote;
-    if (!begin(arguments.first(), Lookup::None, &remote, &exitCode))
+    if (!begin(arguments.first(), Lookup::Entry, &remote, &exitCode))
         return exitCode;
+    if (remote.entry->isFolder())
+        return m_reporter.fail(QStringLiteral("%1 is a folder").arg(url.toString()), Failure);
+    if (remote.entry->bytes() >= quint64(MaxContent))
+        return refuseLarge(url.toString());
     {
         TransferProgress progress(QStringLiteral("get"));
         QObject::connect(remote.file.get(), SIGNAL(progress(int)), &progress,
@@ -211,32 +245,47 @@ int Commands::put(const QStringList &arguments)
             : (input.setFileName(source), input.open(QIODevice::ReadOnly));
     if (!opened)
         return m_reporter.fail(QStringLiteral("%1: %2").arg(source, input.errorString()), Failure);
+    if (!input.isSequential() && input.size() >= MaxContent)
+        return refuseLarge(source);
 
     Target remote;
     if (!begin(arguments.at(1), Lookup::None, &remote, &exitCode))
         return exitCode;
-    QUrl url = remote.url;
-    // Into a folder: keep the local name.
-    if (url.path().endsWith(QLatin1Char('/'))) {
-        if (fromStandardInput)
-            return m_reporter.usage(
-                    QStringLiteral("give the remote file a name when reading standard input"));
-        url.setPath(url.path() + QFileInfo(source).fileName());
-    } else {
-        int status = Cloud::NothingFound;
-        std::unique_ptr<CloudObject> existing(remote.file->getObjectFromPath(url, status));
-        if (status == Cloud::PathFound && existing->isFolder() && !fromStandardInput)
-            url.setPath(url.path() + QLatin1Char('/') + QFileInfo(source).fileName());
-    }
     CloudFile &file = *remote.file;
+    QUrl url = remote.url;
+    // Into a folder: keep the local name. A folder itself is never the target: the upload
+    // would replace its content.
+    const bool intoFolder = url.path().endsWith(QLatin1Char('/'));
+    if (intoFolder && fromStandardInput)
+        return m_reporter.usage(
+                QStringLiteral("give the remote file a name when reading standard input"));
+    Kind kind = intoFolder ? Kind::Folder : kindAt(file, url, &exitCode);
+    if (kind == Kind::Folder && fromStandardInput)
+        return m_reporter.fail(QStringLiteral("%1 is a folder: name the file to make in it, as "
+                                              "%1/NAME, when reading standard input")
+                                       .arg(url.toString()),
+                               Failure);
+    if (kind == Kind::Folder) {
+        url.setPath(childPath(url, QFileInfo(source).fileName()));
+        kind = kindAt(file, url, &exitCode);
+        if (kind == Kind::Folder)
+            return m_reporter.fail(QStringLiteral("%1 is a folder").arg(url.toString()), Failure);
+    }
+    if (kind == Kind::Failed)
+        return exitCode;
     file.setFilename(url);
 
     // Store once, at the end, whatever the size.
     file.setFlushThreshold(std::numeric_limits<qint64>::max());
     file.open(QIODevice::WriteOnly);
+    qint64 total = 0;
     QByteArray chunk;
-    while (!(chunk = input.read(ChunkSize)).isEmpty())
+    while (!(chunk = input.read(ChunkSize)).isEmpty()) {
+        total += chunk.size();
+        if (total >= MaxContent)
+            return refuseLarge(fromStandardInput ? QStringLiteral("standard input") : source);
         file.write(chunk);
+    }
     if (input.error() != QFileDevice::NoError)
         return m_reporter.fail(QStringLiteral("%1: %2").arg(source, input.errorString()), Failure);
 
@@ -263,10 +312,19 @@ int Commands::cp(const QStringList &arguments)
     auto file = cloudFile(from, &exitCode);
     if (!file)
         return exitCode;
-    QString etag;
-    if (file->exists(to, etag))
+    switch (kindAt(*file, to, &exitCode)) {
+    case Kind::Failed:
+        return exitCode;
+    case Kind::Folder:
+        return m_reporter.fail(QStringLiteral("%1 is a folder: give the copy a name of its own")
+                                       .arg(to.toString()),
+                               Failure);
+    case Kind::File:
         return m_reporter.fail(
                 QStringLiteral("%1 exists already: remove it first").arg(to.toString()), Failure);
+    case Kind::Missing:
+        break;
+    }
     if (!file->copy(from, to))
         return m_reporter.fail(from.toString(), *file);
     return Success;
@@ -291,6 +349,15 @@ int Commands::mv(const QStringList &arguments)
         return exitCode;
     if (!resolve(*file, from, &exitCode))
         return exitCode;
+    // The plug-in would remove a folder of the new name, with everything in it, and rename.
+    const Kind destination = kindAt(*file, to, &exitCode);
+    if (destination == Kind::Failed)
+        return exitCode;
+    if (destination == Kind::Folder)
+        return m_reporter.fail(QStringLiteral("%1 is a folder: mv replaces files only; choose "
+                                              "another name or remove the folder first")
+                                       .arg(to.toString()),
+                               Failure);
     if (!file->rename(from, to))
         return m_reporter.fail(from.toString(), *file);
     return Success;

@@ -43,6 +43,8 @@ private:
         std::unique_ptr<CloudObject> entry;
     };
     enum class Lookup { None, Entry };
+    // What a URL names. A lookup that fails on the way is Failed, and reported.
+    enum class Kind { Missing, File, Folder, Failed };
 
     bool begin(const QString &text, Lookup lookup, Target *target, int *exitCode);
     QUrl remoteUrl(const QString &text, int *exitCode) const;
@@ -50,6 +52,8 @@ private:
     std::unique_ptr<CloudFile> cloudFile(const QUrl &url, int *exitCode);
     // The entry at url, or null with the failure reported through *exitCode.
     std::unique_ptr<CloudObject> resolve(CloudFile &file, const QUrl &url, int *exitCode) const;
+    Kind kindAt(CloudFile &file, const QUrl &url, int *exitCode) const;
+    int refuseLarge(const QString &what) const;
     int dialog(bool save);
 
     const QCommandLineParser &m_parser;

@@ -6,13 +6,28 @@
 #include <QProcess>
 #include <QStandardPaths>
 #include <QTextStream>
+#include <QThread>
+#include <QUrlQuery>
 
 namespace {
 constexpr int MaxRedirects = 5;
+constexpr int LoopbackPort = 5479;
+// A first refused code may have been a stale one; a second means the client is not recognised.
+constexpr int RefusedCodesAccepted = 1;
 
 bool isLoopbackListener(const QUrl &url)
 {
-    return url.host() == QLatin1String("127.0.0.1") && url.port() == 5479;
+    return url.host() == QLatin1String("127.0.0.1") && url.port() == LoopbackPort;
+}
+
+// The plug-in's listener names its own port in the redirect address; one that could not listen
+// names another.
+bool listenerIsListening(const QUrl &consentUrl)
+{
+    const QUrl redirect(
+            QUrlQuery(consentUrl)
+                    .queryItemValue(QStringLiteral("redirect_uri"), QUrl::FullyDecoded));
+    return redirect.port() == LoopbackPort;
 }
 } // namespace
 
@@ -33,13 +48,15 @@ void ConsentHandler::openUrl(const QUrl &url)
 {
     if (m_abandoned)
         return;
-    // The flow asks a second time only when the first consent failed, refused in the browser
-    // most likely: asking the user again would not help.
-    if (++m_requests > 1) {
-        abandon(QStringLiteral("the authorisation was refused in the browser"));
+    const QString why = reasonToGiveUp(url);
+    if (!why.isEmpty()) {
+        abandon(why);
         return;
     }
+    emit consentRequested();
     QTextStream err(stderr);
+    if (m_refusedCodes > 0)
+        err << "The service refused the authorisation code; asking once more." << Qt::endl;
     err << "Authorisation needed. Open this address to give gdapp access:\n  "
         << url.toString(QUrl::FullyEncoded) << Qt::endl;
     switch (m_mode) {
@@ -57,6 +74,31 @@ void ConsentHandler::openUrl(const QUrl &url)
         err << "Waiting for the answer..." << Qt::endl;
         return;
     }
+}
+
+// The flow asks for a consent when it has no usable token. It asks again, from inside the wait
+// for the last answer, when the service refused the code that consent gave; and, after that
+// wait has ended, when the consent was refused in the browser (or the sign-in page reported an
+// error). Asking the user again helps in neither case.
+QString ConsentHandler::reasonToGiveUp(const QUrl &url)
+{
+    if (!listenerIsListening(url))
+        return QStringLiteral("cannot listen on 127.0.0.1:%1 for the browser's answer: another "
+                              "program holds that port (another gdapp login, perhaps); end it "
+                              "and try again")
+                .arg(LoopbackPort);
+    const int loopLevel = QThread::currentThread()->loopLevel();
+    if (m_requests++ == 0) {
+        m_firstLoopLevel = loopLevel;
+        return QString();
+    }
+    if (loopLevel <= m_firstLoopLevel)
+        return QStringLiteral("the authorisation was refused in the browser");
+    if (++m_refusedCodes > RefusedCodesAccepted)
+        return QStringLiteral("the service refused the authorisation code twice: the client "
+                              "identifier or secret that gdapp uses is likely wrong "
+                              "(GDAPP_CLIENT_ID sets the identifier)");
+    return QString();
 }
 
 bool ConsentHandler::openInBrowser(const QUrl &url)

@@ -12,7 +12,10 @@ namespace {
 const QString SettingsGroup = QStringLiteral("gdapp");
 } // namespace
 
-ProviderSession::ProviderSession(const Options &options) : m_options(options) { }
+ProviderSession::ProviderSession(const Options &options)
+    : m_options(options), m_grantWatch(SettingsGroup)
+{
+}
 
 ProviderSession::~ProviderSession()
 {
@@ -42,20 +45,29 @@ bool ProviderSession::load(QString *why, int *exitCode)
     if (browser.isEmpty())
         browser = qEnvironmentVariable("GDAPP_BROWSER");
     m_consent = std::make_unique<ConsentHandler>(m_options.consent, browser);
-    // The flow waits for its answer in loops of its own; when none can come, end them all.
     QObject::connect(m_consent.get(), &ConsentHandler::consentAbandoned,
-                     [this](const QString &why) {
-                         m_consentFailure = why;
-                         QCoreApplication::exit(NotAuthorised);
-                     });
+                     [this](const QString &why) { giveUp(why); });
+    QObject::connect(m_consent.get(), &ConsentHandler::consentRequested, &m_grantWatch,
+                     &GrantWatch::rebase);
+    QObject::connect(&m_grantWatch, &GrantWatch::tokenRequestFailed, m_consent.get(),
+                     &ConsentHandler::abandon);
     return true;
+}
+
+// The flow waits for its answer in loops of its own, which this ends all at once.
+void ProviderSession::giveUp(const QString &why)
+{
+    m_consentFailure = why;
+    QCoreApplication::exit(NotAuthorised);
 }
 
 std::unique_ptr<CloudFile> ProviderSession::cloudFile(const QUrl &url, QString *why, int *exitCode)
 {
     if (!m_server && !load(why, exitCode))
         return nullptr;
+    m_grantWatch.start();
     std::unique_ptr<CloudFile> file(m_server->cloudFile(url));
+    m_grantWatch.stop();
     if (!file) {
         *why = QStringLiteral("not authorised: %1")
                        .arg(m_consentFailure.isEmpty()

@@ -2,6 +2,7 @@
 #define PROVIDERSESSION_H
 
 #include "consenthandler.h"
+#include "grantwatch.h"
 #include "pluginlocator.h"
 
 #include <QUrl>
@@ -35,11 +36,14 @@ public:
 
 private:
     bool load(QString *why, int *exitCode);
+    // Ends every wait of the flow: no answer can come.
+    void giveUp(const QString &why);
 
     Options m_options;
     std::unique_ptr<PluginLocator> m_locator;
     ServerInterface *m_server = nullptr;
     std::unique_ptr<ConsentHandler> m_consent;
+    GrantWatch m_grantWatch;
     QString m_consentFailure;
 };
 

@@ -1,0 +1,40 @@
+#ifndef GRANTWATCH_H
+#define GRANTWATCH_H
+
+#include <QObject>
+#include <QString>
+#include <QTimer>
+
+// Tells, while the plug-in authorises, that its token request failed. The flow then rewrites the
+// stored refresh token alone (a grant rewrites the access token too) and, unless the service
+// answered "bad request", waits for an answer that will never come. The stored values are
+// enciphered, but a rewrite shows in their text.
+class GrantWatch : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit GrantWatch(const QString &settingsGroup, QObject *parent = nullptr);
+
+    void start();
+    void stop();
+
+signals:
+    void tokenRequestFailed(const QString &why);
+
+public slots:
+    // What is stored now is the starting point: the flow starts a new consent after a refused
+    // code, and has rewritten the refresh token just before.
+    void rebase();
+
+private:
+    void check();
+    QString stored(const char *key) const;
+
+    QString m_group;
+    QString m_token;
+    QString m_refreshToken;
+    QTimer m_timer;
+};
+
+#endif // GRANTWATCH_H
