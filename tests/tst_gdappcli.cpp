@@ -1,4 +1,5 @@
 #include "emulatorprocess.h"
+#include "gdapprunner.h"
 
 #include <QCryptographicHash>
 #include <QLibraryInfo>
@@ -11,12 +12,7 @@
 #include <QtTest>
 
 namespace {
-struct Run
-{
-    int exitCode = -1;
-    QByteArray out;
-    QByteArray err;
-};
+using Run = GdappRunner::Run;
 
 QByteArray md5(const QByteArray &data)
 {
@@ -69,12 +65,15 @@ private:
     EmulatorProcess m_emulator;
     QTemporaryDir m_config;
     QTemporaryDir m_work;
+    GdappRunner m_gdapp { QStringLiteral(GDAPP_PROGRAM) };
 };
 
 void TestGdappCli::initTestCase()
 {
     QVERIFY(m_config.isValid() && m_work.isValid());
     QVERIFY(m_emulator.start({ QStringLiteral("--auto-approve") }));
+    m_gdapp.setEnvironment(environmentFor(m_emulator));
+    m_gdapp.setWorkingDirectory(m_work.path());
 }
 
 void TestGdappCli::init()
@@ -85,38 +84,13 @@ void TestGdappCli::init()
 
 QProcessEnvironment TestGdappCli::environmentFor(const EmulatorProcess &emulator) const
 {
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    const QString base = emulator.url().toString();
-    environment.insert(QStringLiteral("GDAPP_DRIVE_URL"), base);
-    environment.insert(QStringLiteral("GDAPP_OAUTH_URL"), base);
-    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), m_config.path());
-    environment.remove(QStringLiteral("DISPLAY"));
-    environment.remove(QStringLiteral("WAYLAND_DISPLAY"));
-    environment.remove(QStringLiteral("QT_QPA_PLATFORM"));
-    environment.remove(QStringLiteral("GDAPP_PLUGIN_PATH"));
-    return environment;
+    return GdappRunner::environmentFor(emulator.url(), m_config.path());
 }
 
 Run TestGdappCli::gdapp(const QStringList &arguments, const QByteArray &input,
                         const QProcessEnvironment &environment)
 {
-    QProcess process;
-    process.setProcessEnvironment(environment.isEmpty() ? environmentFor(m_emulator) : environment);
-    process.setWorkingDirectory(m_work.path());
-    process.start(QStringLiteral(GDAPP_PROGRAM),
-                  QStringList { QStringLiteral("--consent"), QStringLiteral("fetch") } + arguments);
-    process.write(input);
-    process.closeWriteChannel();
-    Run run;
-    if (!process.waitForFinished(60000)) {
-        process.kill();
-        process.waitForFinished();
-        return run;
-    }
-    run.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -2;
-    run.out = process.readAllStandardOutput();
-    run.err = process.readAllStandardError();
-    return run;
+    return m_gdapp.run(arguments, input, environment);
 }
 
 int TestGdappCli::authorisations(int since)

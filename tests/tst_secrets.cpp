@@ -1,5 +1,6 @@
 #include "consentbrowser.h"
 #include "emulatorprocess.h"
+#include "gdapprunner.h"
 #include "googlefile.h"
 #include "messagecapture.h"
 #include "oauthgoogle.h"
@@ -122,9 +123,8 @@ void TestSecrets::commandLineSessionKeepsTokensOutOfItsOutput()
 {
     QTemporaryDir config;
     QTemporaryDir work;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), config.path());
-    environment.insert(QStringLiteral("GDAPP_PLUGIN_PATH"), QStringLiteral(GDAPP_PLUGIN_PATH));
+    GdappRunner gdapp(QStringLiteral(GDAPP_PROGRAM));
+    gdapp.setEnvironment(GdappRunner::environmentFor(m_emulator.url(), config.path()));
     const QString local = work.filePath(QStringLiteral("local.txt"));
     QFile file(local);
     QVERIFY(file.open(QIODevice::WriteOnly));
@@ -144,16 +144,14 @@ void TestSecrets::commandLineSessionKeepsTokensOutOfItsOutput()
         { "get", "gdapp:/missing.txt", work.filePath(QStringLiteral("missing.txt")) },
     };
     QByteArray output;
+    QList<int> exitCodes;
     for (const QStringList &command : session) {
-        QProcess gdapp;
-        gdapp.setProcessEnvironment(environment);
-        gdapp.start(QStringLiteral(GDAPP_PROGRAM),
-                    QStringList { QStringLiteral("--verbose"), QStringLiteral("--consent"),
-                                  QStringLiteral("fetch") }
-                            + command);
-        QVERIFY(gdapp.waitForFinished(30000));
-        output += gdapp.readAllStandardOutput() + gdapp.readAllStandardError();
+        const GdappRunner::Run run =
+                gdapp.run(QStringList { QStringLiteral("--verbose") } + command);
+        exitCodes.append(run.exitCode);
+        output += run.out + run.err;
     }
+    QCOMPARE(exitCodes, (QList<int> { 0, 0, 0, 0, 0, 0, 0, 0, 3 }));
 
     const QStringList tokens = tokensSeen();
     QVERIFY2(tokens.size() >= 2, "an access and a refresh token at least");

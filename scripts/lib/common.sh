@@ -11,6 +11,9 @@ GDAPP_BUILD_PACKAGES=(
     qt6-qpa-plugins curl
 )
 
+# What the tests use besides: the TLS front end and its throwaway certificates.
+GDAPP_TEST_PACKAGES=(nginx-light openssl)
+
 say() { printf '==> %s\n' "$*" >&2; }
 
 as_root() {

@@ -18,6 +18,8 @@ class DriveStore
 {
 public:
     DriveStore();
+    // Identifiers from this seed: the same requests then give the same ones.
+    void setSeed(quint32 seed) { m_random.seed(seed); }
 
     // Persists every change through journal from now on; load() first reads its records.
     void setJournal(DriveJournal *journal) { m_journal = journal; }

@@ -15,6 +15,10 @@ EmulatorServer::EmulatorServer(const Options &options, QObject *parent)
       m_control({ m_store, m_tokens, m_log, m_faults, m_oauth, options.clientId })
 {
     m_tokens.setAccessTokenLifetime(options.tokenTtl);
+    if (options.seed) {
+        m_store.setSeed(*options.seed);
+        m_tokens.setSeed(*options.seed);
+    }
     for (const FaultRule &rule : options.faults)
         m_faults.add(rule);
     connect(&m_server, &DescriptorServer::accepted, this, &EmulatorServer::accept);

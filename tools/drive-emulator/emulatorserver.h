@@ -14,6 +14,8 @@
 #include <QObject>
 #include <QTcpServer>
 
+#include <optional>
+
 class HttpConnection;
 
 // Hands accepted sockets over as descriptors, so connections can set them up themselves.
@@ -49,6 +51,7 @@ public:
         qint64 maxBody = qint64(2) * 1024 * 1024 * 1024;
         bool log = false;
         qint64 logBodies = 8 * 1024 * 1024; // request bodies kept whole in the log up to this size
+        std::optional<quint32> seed; // identifiers, codes and tokens repeat from run to run
         QList<FaultRule> faults;
     };
 

@@ -60,8 +60,13 @@ int main(int argc, char *argv[])
                            "(answer|drop|truncate|corrupt), truncateAt, body, contentType. "
                            "May be repeated."),
             QStringLiteral("rule"));
+    const QCommandLineOption seed(
+            QStringLiteral("seed"),
+            QStringLiteral("Make identifiers, codes and tokens from this number, so that the "
+                           "same requests get the same ones in every run (default: random)."),
+            QStringLiteral("number"));
     parser.addOptions({ port, bind, autoApprove, tokenTtl, clientId, clientSecret, data, log,
-                        maxBody, logBodies, fault });
+                        maxBody, logBodies, fault, seed });
     parser.process(app);
 
     QTextStream err(stderr);
@@ -90,6 +95,13 @@ int main(int argc, char *argv[])
     if (!ok || options.logBodies < 0) {
         err << "drive-emulator: --log-bodies needs a number of bytes" << Qt::endl;
         return 2;
+    }
+    if (parser.isSet(seed)) {
+        options.seed = parser.value(seed).toUInt(&ok);
+        if (!ok) {
+            err << "drive-emulator: --seed needs a number from 0 to 4294967295" << Qt::endl;
+            return 2;
+        }
     }
     options.autoApprove = parser.isSet(autoApprove);
     options.clientId = parser.value(clientId);

@@ -35,6 +35,8 @@ public:
     enum class AccessCheck { Valid, Unknown, Expired };
 
     TokenRegistry();
+    // Codes and tokens from this seed: the same requests then give the same ones.
+    void setSeed(quint32 seed) { m_random.seed(seed); }
 
     void setJournal(DriveJournal *journal) { m_journal = journal; }
     void load(const QList<QJsonObject> &records);

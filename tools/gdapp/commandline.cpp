@@ -167,6 +167,11 @@ void CommandLine::addGlobalOptions()
                          QStringLiteral("The browser command to open the consent address with "
                                         "(default: GDAPP_BROWSER, then the desktop's browser)."),
                          QStringLiteral("command") });
+    m_parser.addOption(
+            { QStringLiteral("cacert"),
+              QStringLiteral("Trust the certificate authorities in this PEM file too, besides "
+                             "the system's (default: GDAPP_CA_FILE)."),
+              QStringLiteral("file") });
     m_parser.addOption({ QStringLiteral("verbose"),
                          QStringLiteral("Show the plug-in's and Qt's diagnostics.") });
 }
@@ -218,7 +223,8 @@ int CommandLine::runCommand(const CommandInfo &command)
 
     ProviderSession session({ m_parser.value(QStringLiteral("plugin")),
                               consentMode(m_parser.value(QStringLiteral("consent"))),
-                              m_parser.value(QStringLiteral("browser")) });
+                              m_parser.value(QStringLiteral("browser")),
+                              m_parser.value(QStringLiteral("cacert")) });
     Commands commands(m_parser, session, m_reporter);
     return (commands.*(command.run))(arguments);
 }

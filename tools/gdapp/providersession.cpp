@@ -7,6 +7,7 @@
 
 #include <QCoreApplication>
 #include <QSettings>
+#include <QSslConfiguration>
 
 namespace {
 const QString SettingsGroup = QStringLiteral("gdapp");
@@ -34,6 +35,10 @@ bool ProviderSession::load(QString *why, int *exitCode)
         *exitCode = Failure;
         return false;
     }
+    if (!trustCertificates(why)) {
+        *exitCode = Failure;
+        return false;
+    }
     m_locator = std::make_unique<PluginLocator>(m_options.pluginPath);
     m_server = m_locator->load();
     if (!m_server) {
@@ -51,6 +56,24 @@ bool ProviderSession::load(QString *why, int *exitCode)
                      &GrantWatch::rebase);
     QObject::connect(&m_grantWatch, &GrantWatch::tokenRequestFailed, m_consent.get(),
                      &ConsentHandler::abandon);
+    return true;
+}
+
+// The plug-in takes the host's TLS configuration as it stands and never ignores TLS errors: a
+// host that trusts another issuer says so in Qt's default configuration, before any request.
+bool ProviderSession::trustCertificates(QString *why) const
+{
+    QString file = m_options.caFile;
+    if (file.isEmpty())
+        file = qEnvironmentVariable("GDAPP_CA_FILE");
+    if (file.isEmpty())
+        return true;
+    QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
+    if (!configuration.addCaCertificates(file)) {
+        *why = QStringLiteral("%1: no certificate could be read from it").arg(file);
+        return false;
+    }
+    QSslConfiguration::setDefaultConfiguration(configuration);
     return true;
 }
 

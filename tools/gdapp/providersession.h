@@ -23,6 +23,7 @@ public:
         QString pluginPath; // empty: look in the usual places
         ConsentHandler::Mode consent = ConsentHandler::Browser;
         QString browserCommand; // empty: GDAPP_BROWSER, then the desktop's browser
+        QString caFile; // certificates to trust besides the system's; empty: GDAPP_CA_FILE
     };
 
     explicit ProviderSession(const Options &options);
@@ -36,6 +37,7 @@ public:
 
 private:
     bool load(QString *why, int *exitCode);
+    bool trustCertificates(QString *why) const;
     // Ends every wait of the flow: no answer can come.
     void giveUp(const QString &why);
 

@@ -1,0 +1,49 @@
+#include "gdapprunner.h"
+
+#include <QProcess>
+
+namespace {
+constexpr int Deadline = 120000; // milliseconds; generous for the sanitizer and memcheck builds
+} // namespace
+
+GdappRunner::GdappRunner(const QString &program)
+    : m_program(program), m_environment(QProcessEnvironment::systemEnvironment())
+{
+}
+
+QProcessEnvironment GdappRunner::environmentFor(const QUrl &drive, const QString &configFolder,
+                                                const QUrl &oauth)
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("GDAPP_DRIVE_URL"), drive.toString());
+    environment.insert(QStringLiteral("GDAPP_OAUTH_URL"),
+                       (oauth.isEmpty() ? drive : oauth).toString());
+    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), configFolder);
+    for (const char *name : { "DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "GDAPP_PLUGIN_PATH",
+                              "GDAPP_CA_FILE", "GDAPP_BROWSER" })
+        environment.remove(QLatin1String(name));
+    return environment;
+}
+
+GdappRunner::Run GdappRunner::run(const QStringList &arguments, const QByteArray &input,
+                                  const QProcessEnvironment &environment) const
+{
+    QProcess process;
+    process.setProcessEnvironment(environment.isEmpty() ? m_environment : environment);
+    if (!m_workingDirectory.isEmpty())
+        process.setWorkingDirectory(m_workingDirectory);
+    process.start(m_program,
+                  QStringList { QStringLiteral("--consent"), QStringLiteral("fetch") } + arguments);
+    process.write(input);
+    process.closeWriteChannel();
+    Run run;
+    if (!process.waitForFinished(Deadline)) {
+        process.kill();
+        process.waitForFinished();
+    } else {
+        run.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -2;
+    }
+    run.out = process.readAllStandardOutput();
+    run.err = process.readAllStandardError();
+    return run;
+}

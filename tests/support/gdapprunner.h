@@ -1,0 +1,46 @@
+#ifndef GDAPPRUNNER_H
+#define GDAPPRUNNER_H
+
+#include <QByteArray>
+#include <QProcessEnvironment>
+#include <QStringList>
+#include <QUrl>
+
+// Runs the command-line host as a user does, one command at a time to its end:
+//     GdappRunner gdapp(QStringLiteral(GDAPP_PROGRAM));
+//     gdapp.setEnvironment(GdappRunner::environmentFor(emulator.url(), config.path()));
+//     const GdappRunner::Run run = gdapp.run({ "ls", "gdapp:/" });
+//     QCOMPARE(run.exitCode, 0);
+// Every command answers consents with --consent fetch unless the arguments choose another way.
+class GdappRunner
+{
+public:
+    struct Run
+    {
+        int exitCode = -1; // -1: still running at the deadline (then killed); -2: crashed
+        QByteArray out;
+        QByteArray err;
+    };
+
+    explicit GdappRunner(const QString &program);
+
+    // The plug-in pointed at a service (one base URL for Drive and OAuth unless oauth is given),
+    // its settings in configFolder, and nothing from the desktop: no display, no plug-in path.
+    static QProcessEnvironment environmentFor(const QUrl &drive, const QString &configFolder,
+                                              const QUrl &oauth = QUrl());
+
+    void setEnvironment(const QProcessEnvironment &environment) { m_environment = environment; }
+    QProcessEnvironment environment() const { return m_environment; }
+    void setWorkingDirectory(const QString &folder) { m_workingDirectory = folder; }
+    QString program() const { return m_program; }
+
+    Run run(const QStringList &arguments, const QByteArray &input = QByteArray(),
+            const QProcessEnvironment &environment = QProcessEnvironment()) const;
+
+private:
+    QString m_program;
+    QProcessEnvironment m_environment;
+    QString m_workingDirectory;
+};
+
+#endif // GDAPPRUNNER_H
