@@ -576,11 +576,22 @@ void TestEmulatorDrive::multipartUpload_data()
     QTest::addColumn<QByteArray>("lineEnd");
     QTest::addColumn<QByteArray>("boundary");
     QTest::addColumn<QString>("query");
+    QTest::addColumn<int>("size");
+    QTest::addColumn<QByteArray>("epilogue");
 
     QTest::newRow("LF, query with an empty pair")
-            << QByteArray("\n") << QByteArray("tarnwick_boundary") << "?&uploadType=multipart";
+            << QByteArray("\n") << QByteArray("tarnwick_boundary") << "?&uploadType=multipart"
+            << 4096 << QByteArray();
     QTest::newRow("CRLF") << QByteArray("\r\n") << QByteArray("other-Boundary_42")
-                          << "?uploadType=multipart";
+                          << "?uploadType=multipart" << 4096 << QByteArray();
+    // Of a megabyte and more, the checksum is computed while the body arrives.
+    QTest::newRow("large") << QByteArray("\n") << QByteArray("tarnwick_boundary")
+                           << "?&uploadType=multipart" << 3 * 1024 * 1024 << QByteArray();
+    QTest::newRow("large, CRLF") << QByteArray("\r\n") << QByteArray("b") << "?uploadType=multipart"
+                                 << 3 * 1024 * 1024 << QByteArray();
+    QTest::newRow("large, with an epilogue")
+            << QByteArray("\n") << QByteArray("tarnwick_boundary") << "?uploadType=multipart"
+            << 3 * 1024 * 1024 << QByteArray(10000, 'e');
 }
 
 void TestEmulatorDrive::multipartUpload()
@@ -588,16 +599,21 @@ void TestEmulatorDrive::multipartUpload()
     QFETCH(QByteArray, lineEnd);
     QFETCH(QByteArray, boundary);
     QFETCH(QString, query);
+    QFETCH(int, size);
+    QFETCH(QByteArray, epilogue);
 
     QByteArray content;
-    for (int i = 0; i < 4096; ++i)
-        content += char(i * 31);
+    for (int i = 0; i < size; ++i)
+        content += char(i * 31 + (i >> 12));
+    // Content may hold the boundary text; only the last delimiter closes the media part.
+    content.replace(size - 100, 30, "\n--" + boundary + "--\r\n--" + boundary);
+    content.truncate(size);
     const QByteArray &n = lineEnd;
     const QByteArray body = "--" + boundary + n + "Content-Type: application/json; charset=UTF-8"
             + n + n
             + R"({"name":"données.bin","parents":["appDataFolder"],"mimeType":"application/tarnwick"})"
             + n + "--" + boundary + n + "Content-Type: application/tarnwick" + n + n + content + n
-            + "--" + boundary + "--" + n;
+            + "--" + boundary + "--" + n + epilogue;
     const auto reply = drive("POST", QStringLiteral("/upload/drive/v3/files") + query, body,
                              "multipart/related; boundary=" + boundary);
     QCOMPARE(reply.status, 200);
@@ -622,16 +638,18 @@ void TestEmulatorDrive::mediaUploadCreatesAndReplaces()
             m_emulator.seedFile(QStringLiteral("/keep-name.txt"), "old",
                                 { { QStringLiteral("mimeType"), QStringLiteral("text/plain") } });
     const QString id = seeded.value(QStringLiteral("id")).toString();
+    // Large enough to be hashed while it arrives.
+    const QByteArray content = QByteArray("new content ").repeated(300000);
     const auto replaced =
             drive("PATCH", QStringLiteral("/upload/drive/v3/files/%1?&uploadType=media").arg(id),
-                  "new content", "application/octet-stream");
+                  content, "application/octet-stream");
     QCOMPARE(replaced.status, 200);
     const QJsonObject after = m_emulator.fileAt(QStringLiteral("/keep-name.txt"));
     QCOMPARE(after.value(QStringLiteral("id")).toString(), id);
     QCOMPARE(after.value(QStringLiteral("mimeType")).toString(), QStringLiteral("text/plain"));
     QCOMPARE(after.value(QStringLiteral("md5Checksum")).toString(),
-             QString::fromLatin1(md5("new content")));
-    QCOMPARE(m_emulator.content(id), QByteArray("new content"));
+             QString::fromLatin1(md5(content)));
+    QCOMPARE(m_emulator.content(id), content);
 }
 
 void TestEmulatorDrive::uploadRejects_data()

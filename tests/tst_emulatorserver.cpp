@@ -295,6 +295,8 @@ void TestEmulatorServer::faults_data()
                                << int(R::NoError) << 200 << false;
     QTest::newRow("delayed") << with({ { QStringLiteral("delayMs"), 300 } }) << int(R::NoError)
                              << 200 << true;
+    QTest::newRow("chunked") << with({ { QStringLiteral("action"), QStringLiteral("chunked") } })
+                             << int(R::NoError) << 200 << true;
 }
 
 void TestEmulatorServer::faults()
@@ -318,6 +320,10 @@ void TestEmulatorServer::faults()
     QCOMPARE(reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(), status);
     const QByteArray body = reply->readAll();
     QCOMPARE(body == content, intact);
+    if (rule.value(QStringLiteral("action")) == QLatin1String("chunked")) {
+        QVERIFY(!reply->hasRawHeader("Content-Length"));
+        QCOMPARE(reply->rawHeader("Transfer-Encoding"), QByteArray("chunked"));
+    }
     if (status >= 400)
         QCOMPARE(QJsonDocument::fromJson(body)
                          .object()

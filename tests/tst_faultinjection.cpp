@@ -35,6 +35,7 @@ private slots:
     void download();
     void upload_data();
     void upload();
+    void answersWithoutContentLength();
 
 private:
     void addFaultsOn(const QString &path, const QString &query, QJsonObject rule);
@@ -96,6 +97,9 @@ void TestFaultInjection::download_data()
                                << QList<int> { 299 } << "Les données reçues sont corrompues";
     QTest::newRow("very slow") << fault({ { QStringLiteral("delayMs"), 2000 } })
                                << QList<int> { -1 } << "";
+    QTest::newRow("chunked, no length")
+            << fault({ { QStringLiteral("action"), QStringLiteral("chunked") } })
+            << QList<int> { -1 } << "";
 }
 
 void TestFaultInjection::download()
@@ -183,6 +187,28 @@ void TestFaultInjection::upload()
                                  .arg(file.errorString())));
     QCOMPARE(m_emulator.content(id), Remote);
     QCOMPARE(m_emulator.files().size(), 1);
+}
+
+// Answers may come chunked, without a Content-Length: lookups, listings and downloads read them
+// all the same.
+void TestFaultInjection::answersWithoutContentLength()
+{
+    m_emulator.seedFile(QStringLiteral("/docs/a.txt"), Remote);
+    m_emulator.addFault(fault({ { QStringLiteral("action"), QStringLiteral("chunked") },
+                                { QStringLiteral("count"), -1 } }));
+    ProbedFile file(m_drive.flow(), QStringLiteral("gdapp:/docs/a.txt"));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QCOMPARE(file.buffer(), Remote);
+
+    QList<CloudObject *> listed;
+    connect(&file, &CloudFile::objectList, this,
+            [&listed](const QList<CloudObject *> &objects) { listed = objects; });
+    const std::unique_ptr<CloudObject> root(file.getCloudObject());
+    QVERIFY(file.listObjects(root.get()));
+    QCOMPARE(listed.size(), 1);
+    QCOMPARE(listed.first()->fileName(), QStringLiteral("docs"));
+    qDeleteAll(listed);
+    QVERIFY(m_emulator.requests().last().toObject().value(QStringLiteral("status")).toInt() == 200);
 }
 
 QTEST_MAIN(TestFaultInjection)

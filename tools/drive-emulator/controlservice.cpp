@@ -287,10 +287,13 @@ HttpResponse ControlService::settings(const QByteArray &body)
                 description.value(QStringLiteral("tokenTtl")).toInt());
     if (description.contains(QStringLiteral("autoApprove")))
         m_parts.oauth.setAutoApprove(description.value(QStringLiteral("autoApprove")).toBool());
+    if (description.contains(QStringLiteral("logBodies")))
+        m_parts.log.setBodyLimit(qint64(description.value(QStringLiteral("logBodies")).toDouble()));
     return HttpResponse::json(
             200,
             { { QStringLiteral("tokenTtl"), m_parts.tokens.accessTokenLifetime() },
-              { QStringLiteral("autoApprove"), m_parts.oauth.autoApprove() } });
+              { QStringLiteral("autoApprove"), m_parts.oauth.autoApprove() },
+              { QStringLiteral("logBodies"), double(m_parts.log.bodyLimit()) } });
 }
 
 HttpResponse ControlService::reset()

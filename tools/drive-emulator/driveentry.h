@@ -7,6 +7,7 @@
 #include <QString>
 #include <QStringList>
 
+// The service's names, kept here apart from the plug-in's on purpose: an independent check.
 inline const QString FolderMimeType = QStringLiteral("application/vnd.google-apps.folder");
 inline const QString AppDataFolderId = QStringLiteral("appDataFolder");
 inline const QString MyDriveRootId = QStringLiteral("root");

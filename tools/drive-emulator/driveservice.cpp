@@ -1,5 +1,7 @@
 #include "driveservice.h"
 
+#include "bodydigest.h"
+
 #include "driveerror.h"
 #include "drivequery.h"
 #include "drivestore.h"
@@ -18,6 +20,11 @@ namespace {
 const QByteArray FilesPath = "/drive/v3/files";
 const QByteArray DownloadPath = "/download/drive/v3/files";
 const QByteArray UploadPath = "/upload/drive/v3/files";
+// Smaller uploads are hashed once they are in: a thread would cost more than it saves.
+constexpr qsizetype DigestedUpload = 1024 * 1024;
+// What may follow a multipart upload's media part: its line end, the closing delimiter (with a
+// boundary of at most 70 characters) and some epilogue.
+constexpr qsizetype MultipartTail = 4096;
 
 constexpr int DefaultPageSize = 100;
 constexpr int MaxPageSize = 1000;
@@ -671,11 +678,43 @@ HttpResponse DriveService::copy(const HttpRequest &request, const QString &id)
     return store(std::move(entry), request);
 }
 
+std::shared_ptr<BodyDigest> DriveService::digestFor(const HttpRequest &head)
+{
+    if (!head.path.startsWith(UploadPath) || head.body.size() < DigestedUpload)
+        return nullptr;
+    const QString uploadType = head.queryValue(QStringLiteral("uploadType"));
+    if (uploadType == QLatin1String("media"))
+        return std::make_shared<BodyDigest>(
+                head.body.constData(), head.body.size(), [](const QByteArray &) { return 0; }, 0);
+    if (uploadType != QLatin1String("multipart"))
+        return nullptr;
+    const QByteArray boundary = head.contentTypeParameter("boundary");
+    // The media part ends before the closing delimiter and whatever follows it.
+    return std::make_shared<BodyDigest>(
+            head.body.constData(), head.body.size(),
+            [boundary](const QByteArray &prefix) {
+                return MultipartBody::mediaOffsetIn(prefix, boundary);
+            },
+            MultipartTail);
+}
+
+QString DriveService::checksum(const HttpRequest &request, qsizetype start,
+                               const QByteArray &content)
+{
+    const QString hashed =
+            request.digest ? request.digest->result(start, start + content.size()) : QString();
+    return hashed.isEmpty() ? md5Hex(content) : hashed;
+}
+
 HttpResponse DriveService::uploadCreate(HttpRequest &request)
 {
+    // From here on the body is moved and trimmed: the digest stops reading it.
+    if (request.digest)
+        request.digest->stop();
     const QString uploadType = request.queryValue(QStringLiteral("uploadType"));
     QJsonObject metadata;
     QByteArray content;
+    qsizetype contentStart = 0;
     QString mediaType;
     if (uploadType == QLatin1String("multipart")) {
         if (request.mediaType() != "multipart/related")
@@ -689,6 +728,7 @@ HttpResponse DriveService::uploadCreate(HttpRequest &request)
         if (const auto invalid = readMetadata(body.metadata().body, &metadata))
             return *invalid;
         content = body.media().body;
+        contentStart = body.mediaOffset();
         mediaType = QString::fromUtf8(body.media().header("Content-Type"));
     } else if (uploadType == QLatin1String("media")) {
         content = std::move(request.body);
@@ -708,12 +748,14 @@ HttpResponse DriveService::uploadCreate(HttpRequest &request)
         return *refused;
     if (!entry.hasContent())
         return DriveError::badRequest(QStringLiteral("This type of file cannot hold content."));
-    entry.setContent(content, md5Hex(content));
+    entry.setContent(content, checksum(request, contentStart, content));
     return store(std::move(entry), request);
 }
 
 HttpResponse DriveService::uploadUpdate(HttpRequest &request, const QString &id)
 {
+    if (request.digest)
+        request.digest->stop();
     const DriveEntry *existing = m_store.find(id);
     if (!existing)
         return DriveError::notFound(id);
@@ -723,6 +765,7 @@ HttpResponse DriveService::uploadUpdate(HttpRequest &request, const QString &id)
     const QString uploadType = request.queryValue(QStringLiteral("uploadType"));
     DriveEntry entry = *existing;
     QByteArray content;
+    qsizetype contentStart = 0;
     if (uploadType == QLatin1String("multipart")) {
         MultipartBody body;
         if (request.mediaType() != "multipart/related"
@@ -735,6 +778,7 @@ HttpResponse DriveService::uploadUpdate(HttpRequest &request, const QString &id)
         if (const auto refused = applyMetadata(entry, metadata, request))
             return *refused;
         content = body.media().body;
+        contentStart = body.mediaOffset();
     } else if (uploadType == QLatin1String("media")) {
         content = std::move(request.body);
         ++entry.version;
@@ -742,6 +786,6 @@ HttpResponse DriveService::uploadUpdate(HttpRequest &request, const QString &id)
     } else {
         return DriveError::invalidValue(QStringLiteral("uploadType"));
     }
-    entry.setContent(content, md5Hex(content));
+    entry.setContent(content, checksum(request, contentStart, content));
     return store(std::move(entry), request);
 }

@@ -3,8 +3,10 @@
 
 #include "httpresponse.h"
 
+#include <memory>
 #include <optional>
 
+class BodyDigest;
 class DriveStore;
 class FieldSelection;
 class TokenRegistry;
@@ -17,6 +19,8 @@ public:
     DriveService(DriveStore &store, TokenRegistry &tokens);
 
     static bool handles(const QByteArray &path);
+    // Uploads of some size are hashed while they arrive.
+    static std::shared_ptr<BodyDigest> digestFor(const HttpRequest &head);
     // Uploads take the request's body over rather than copy it.
     HttpResponse handle(HttpRequest &request);
 
@@ -45,6 +49,7 @@ private:
                                               const HttpRequest &request);
     std::optional<HttpResponse> readMetadata(const QByteArray &body, QJsonObject *metadata) const;
     HttpResponse store(DriveEntry entry, const HttpRequest &request);
+    static QString checksum(const HttpRequest &request, qsizetype start, const QByteArray &content);
 
     DriveStore &m_store;
     TokenRegistry &m_tokens;

@@ -51,6 +51,7 @@ bool EmulatorServer::start(QString *error)
 void EmulatorServer::accept(qintptr socketDescriptor)
 {
     auto *connection = new HttpConnection(socketDescriptor, m_options.maxBody, this);
+    connection->setDigestPolicy(&DriveService::digestFor);
     connect(connection, &HttpConnection::requestReceived, this, &EmulatorServer::serve);
     connect(connection, &HttpConnection::closed, connection, &QObject::deleteLater);
 }
@@ -129,6 +130,7 @@ void EmulatorServer::applyFault(const FaultRule &rule, HttpResponse &response) c
     response.delayMs = rule.delayMs;
     if (rule.action == FaultRule::Truncate)
         response.truncateAt = rule.truncateAt >= 0 ? rule.truncateAt : response.body.size() / 2;
+    response.chunked = rule.action == FaultRule::Chunked;
     if (rule.action == FaultRule::Corrupt && !response.body.isEmpty()) {
         const qsizetype middle = response.body.size() / 2;
         response.body[middle] = char(response.body.at(middle) ^ 0x5A);

@@ -1,7 +1,9 @@
 #include "faultinjector.h"
 
+#include <iterator>
+
 namespace {
-const char *const ActionNames[] = { "answer", "drop", "truncate", "corrupt" };
+const char *const ActionNames[] = { "answer", "drop", "truncate", "corrupt", "chunked" };
 } // namespace
 
 bool FaultRule::matches(const HttpRequest &request) const
@@ -49,7 +51,7 @@ std::optional<FaultRule> FaultRule::fromJson(const QJsonObject &object, QString 
     const QString action =
             object.value(QStringLiteral("action")).toString(QStringLiteral("answer"));
     bool known = false;
-    for (int i = 0; i < 4; ++i) {
+    for (int i = 0; i < int(std::size(ActionNames)); ++i) {
         if (action == QLatin1String(ActionNames[i])) {
             rule.action = Action(i);
             known = true;

@@ -15,7 +15,7 @@
 // matching requests (-1: all of them).
 struct FaultRule
 {
-    enum Action { Answer, Drop, Truncate, Corrupt };
+    enum Action { Answer, Drop, Truncate, Corrupt, Chunked };
 
     QByteArray method; // empty: any
     QString path = QStringLiteral("*");

@@ -1,5 +1,7 @@
 #include "httpconnection.h"
 
+#include "bodydigest.h"
+
 #include <QTcpSocket>
 #include <QTimer>
 
@@ -8,26 +10,26 @@
 #include <sys/socket.h>
 
 namespace {
-constexpr qsizetype MaxHeadSize = 64 * 1024;
 constexpr qint64 ReadChunk = 4 * 1024 * 1024;
 constexpr qint64 WriteChunk = 8 * 1024 * 1024;
+constexpr qint64 AnswerChunk = 64 * 1024;
 
-// The end of the head: a blank line, with CRLF or bare LF line ends.
-qsizetype headEnd(const QByteArray &data, qsizetype &separatorLength)
+// A body as chunked transfer coding: chunks of at most AnswerChunk bytes, then the last one.
+QByteArray chunked(const QByteArray &body)
 {
-    const qsizetype crlf = data.indexOf("\r\n\r\n");
-    const qsizetype lf = data.indexOf("\n\n");
-    if (crlf >= 0 && (lf < 0 || crlf < lf)) {
-        separatorLength = 4;
-        return crlf;
+    QByteArray coded;
+    for (qsizetype at = 0; at < body.size(); at += AnswerChunk) {
+        const qsizetype size = qMin<qsizetype>(AnswerChunk, body.size() - at);
+        coded += QByteArray::number(size, 16) + "\r\n";
+        coded.append(body.constData() + at, size);
+        coded += "\r\n";
     }
-    separatorLength = 2;
-    return lf;
+    return coded + "0\r\n\r\n";
 }
 } // namespace
 
 HttpConnection::HttpConnection(qintptr socketDescriptor, qint64 maxBody, QObject *parent)
-    : QObject(parent), m_socket(new QTcpSocket(this)), m_maxBody(maxBody)
+    : QObject(parent), m_socket(new QTcpSocket(this)), m_parser(maxBody)
 {
     m_socket->setSocketDescriptor(socketDescriptor, QAbstractSocket::ConnectedState,
                                   QIODevice::ReadWrite | QIODevice::Unbuffered);
@@ -55,208 +57,70 @@ void HttpConnection::acknowledgeAtOnce()
 void HttpConnection::readIncoming()
 {
     acknowledgeAtOnce();
-    for (;;) {
-        switch (m_state) {
-        case State::Head:
-            if (m_socket->bytesAvailable() > 0)
-                m_pending += m_socket->readAll();
-            if (!parseHead())
-                return;
-            if (!startBody())
-                return;
-            break;
-        case State::Body:
-            readBody();
-            if (m_state == State::Body)
-                return;
-            break;
-        case State::ChunkSize:
-        case State::ChunkData:
-        case State::ChunkTrailer:
-            readChunked();
-            if (m_state != State::Handling)
-                return;
-            break;
-        case State::Handling:
-        case State::Closed:
+    while (m_state == State::Reading) {
+        switch (m_parser.parse()) {
+        case HttpRequestParser::Complete:
+            finishRequest();
             return;
+        case HttpRequestParser::Failed:
+            reject(m_parser.failureStatus(), m_parser.failureReason());
+            return;
+        case HttpRequestParser::HeadRead:
+            startBody();
+            break;
+        case HttpRequestParser::NeedMore:
+            if (!readMore())
+                return;
+            break;
         }
     }
 }
 
-bool HttpConnection::parseHead()
+// A body of known length goes straight from the kernel into its buffer; anything else through
+// the parser's.
+bool HttpConnection::readMore()
 {
-    // Tolerate blank lines between requests.
-    while (m_pending.startsWith("\r\n") || m_pending.startsWith('\n'))
-        m_pending.remove(0, m_pending.startsWith('\n') ? 1 : 2);
-
-    qsizetype separatorLength = 0;
-    const qsizetype end = headEnd(m_pending, separatorLength);
-    if (end < 0) {
-        if (m_pending.size() > MaxHeadSize)
-            reject(431, "request head too large");
-        return false;
-    }
-    if (end > MaxHeadSize) {
-        reject(431, "request head too large");
-        return false;
-    }
-
-    const QByteArray head = m_pending.left(end);
-    m_pending.remove(0, end + separatorLength);
-
-    QList<QByteArray> lines = head.split('\n');
-    for (QByteArray &line : lines) {
-        if (line.endsWith('\r'))
-            line.chop(1);
-    }
-    const QList<QByteArray> requestLine = lines.takeFirst().split(' ');
-    if (requestLine.size() != 3 || !requestLine.at(2).startsWith("HTTP/1.")) {
-        reject(400, "malformed request line");
-        return false;
-    }
-
-    m_request = HttpRequest();
-    m_request.method = requestLine.at(0);
-    m_request.target = requestLine.at(1);
-    m_request.version = requestLine.at(2);
-    m_request.peer = m_socket->peerAddress();
-    const qsizetype question = m_request.target.indexOf('?');
-    m_request.hasQuery = question >= 0;
-    m_request.path = question >= 0 ? m_request.target.left(question) : m_request.target;
-    m_request.rawQuery = question >= 0 ? m_request.target.mid(question + 1) : QByteArray();
-
-    for (const QByteArray &line : lines) {
-        const qsizetype colon = line.indexOf(':');
-        if (colon <= 0) {
-            reject(400, "malformed header line");
+    if (m_parser.bodyRoom() == 0) {
+        if (m_socket->bytesAvailable() <= 0)
             return false;
-        }
-        m_request.headers.append({ line.left(colon), line.mid(colon + 1).trimmed() });
+        m_parser.append(m_socket->readAll());
+        return true;
     }
-
-    const QByteArray connection = m_request.header("Connection").toLower();
-    m_keepAlive = m_request.version == "HTTP/1.1" ? !connection.contains("close")
-                                                  : connection.contains("keep-alive");
-    return true;
+    bool read = false;
+    while (m_parser.bodyRoom() > 0 && m_socket->bytesAvailable() > 0) {
+        const qint64 count =
+                m_socket->read(m_parser.bodyEnd(), qMin(ReadChunk, m_parser.bodyRoom()));
+        if (count <= 0)
+            break;
+        m_parser.bodyWritten(count);
+        read = true;
+    }
+    if (m_parser.request().digest)
+        m_parser.request().digest->received(m_parser.bodyReceived());
+    return read;
 }
 
-bool HttpConnection::startBody()
+void HttpConnection::startBody()
 {
-    m_bodyReceived = 0;
-    const bool chunked = m_request.header("Transfer-Encoding").toLower().contains("chunked");
-    qint64 length = 0;
-    if (!chunked && m_request.hasHeader("Content-Length")) {
-        bool ok = false;
-        length = m_request.header("Content-Length").toLongLong(&ok);
-        if (!ok || length < 0) {
-            reject(400, "bad Content-Length");
-            return false;
-        }
-    }
-    if (length > m_maxBody) {
-        reject(413, "request body too large");
-        return false;
-    }
-    if ((chunked || length > 0)
-        && m_request.header("Expect").compare("100-continue", Qt::CaseInsensitive) == 0) {
+    if (m_parser.expectsContinue())
         m_socket->write("HTTP/1.1 100 Continue\r\n\r\n");
-    }
-
-    if (chunked) {
-        m_state = State::ChunkSize;
-        return true;
-    }
-    if (length == 0) {
-        finishRequest();
-        return true;
-    }
-    m_request.body.resize(length);
-    m_state = State::Body;
-    return true;
-}
-
-void HttpConnection::readBody()
-{
-    const qint64 length = m_request.body.size();
-    if (!m_pending.isEmpty()) {
-        const qint64 take = qMin<qint64>(m_pending.size(), length - m_bodyReceived);
-        memcpy(m_request.body.data() + m_bodyReceived, m_pending.constData(), size_t(take));
-        m_pending.remove(0, take);
-        m_bodyReceived += take;
-    }
-    while (m_bodyReceived < length && m_socket->bytesAvailable() > 0) {
-        const qint64 read = m_socket->read(m_request.body.data() + m_bodyReceived,
-                                           qMin(ReadChunk, length - m_bodyReceived));
-        if (read <= 0)
-            break;
-        m_bodyReceived += read;
-    }
-    if (m_bodyReceived == length)
-        finishRequest();
-}
-
-void HttpConnection::readChunked()
-{
-    if (m_socket->bytesAvailable() > 0)
-        m_pending += m_socket->readAll();
-    for (;;) {
-        if (m_state == State::ChunkSize) {
-            const qsizetype newline = m_pending.indexOf('\n');
-            if (newline < 0)
-                return;
-            QByteArray line = m_pending.left(newline).trimmed();
-            m_pending.remove(0, newline + 1);
-            const qsizetype extension = line.indexOf(';');
-            if (extension >= 0)
-                line.truncate(extension);
-            bool ok = false;
-            m_chunkRemaining = line.toLongLong(&ok, 16);
-            if (!ok || m_chunkRemaining < 0
-                || m_request.body.size() + m_chunkRemaining > m_maxBody) {
-                reject(ok ? 413 : 400, "bad chunk");
-                return;
-            }
-            m_state = m_chunkRemaining == 0 ? State::ChunkTrailer : State::ChunkData;
-        } else if (m_state == State::ChunkData) {
-            const qint64 take = qMin<qint64>(m_pending.size(), m_chunkRemaining);
-            m_request.body.append(m_pending.constData(), take);
-            m_pending.remove(0, take);
-            m_chunkRemaining -= take;
-            if (m_chunkRemaining > 0)
-                return;
-            // The line end after the chunk data.
-            if (m_pending.size() < 2 && !m_pending.startsWith('\n'))
-                return;
-            m_pending.remove(0, m_pending.startsWith('\n') ? 1 : 2);
-            m_state = State::ChunkSize;
-        } else if (m_state == State::ChunkTrailer) {
-            const qsizetype newline = m_pending.indexOf('\n');
-            if (newline < 0)
-                return;
-            const bool last = m_pending.left(newline).trimmed().isEmpty();
-            m_pending.remove(0, newline + 1);
-            if (last) {
-                finishRequest();
-                return;
-            }
-        } else {
-            return;
-        }
-    }
+    if (m_digestPolicy && m_parser.bodyRoom() > 0)
+        m_parser.request().digest = m_digestPolicy(m_parser.request());
 }
 
 void HttpConnection::finishRequest()
 {
+    if (m_parser.request().digest)
+        m_parser.request().digest->received(m_parser.bodyReceived());
     m_state = State::Handling;
-    m_answeringHead = m_request.method == "HEAD";
+    m_answeringHead = m_parser.request().method == "HEAD";
     emit requestReceived(this);
 }
 
 HttpRequest HttpConnection::takeRequest()
 {
-    HttpRequest request = std::move(m_request);
-    m_request = HttpRequest();
+    HttpRequest request = m_parser.takeRequest();
+    request.peer = m_socket->peerAddress();
     return request;
 }
 
@@ -282,20 +146,24 @@ void HttpConnection::writeResponse(const HttpResponse &response)
         return;
     }
 
-    const bool keepAlive = m_keepAlive && !response.closeAfter && response.truncateAt < 0;
+    const bool keepAlive = m_parser.keepAlive() && !response.closeAfter && response.truncateAt < 0;
     const bool noBody = response.status == 204 || response.status == 304;
     QByteArray head = "HTTP/1.1 " + QByteArray::number(response.status) + ' '
             + HttpResponse::reasonPhrase(response.status) + "\r\n";
     for (const auto &header : response.headers)
         head += header.first + ": " + header.second + "\r\n";
-    if (!noBody)
-        head += "Content-Length: " + QByteArray::number(response.body.size()) + "\r\n";
+    if (!noBody) {
+        head += response.chunked
+                ? QByteArray("Transfer-Encoding: chunked\r\n")
+                : "Content-Length: " + QByteArray::number(response.body.size()) + "\r\n";
+    }
     head += keepAlive ? "Connection: keep-alive\r\n\r\n" : "Connection: close\r\n\r\n";
     m_socket->write(head);
 
     if (!noBody && !m_answeringHead) {
-        m_outgoing =
+        const QByteArray body =
                 response.truncateAt >= 0 ? response.body.left(response.truncateAt) : response.body;
+        m_outgoing = response.chunked ? chunked(body) : body;
     }
     m_outgoingSent = 0;
     m_closeWhenSent = !keepAlive;
@@ -329,7 +197,7 @@ void HttpConnection::finishResponse()
         closeConnection(true);
         return;
     }
-    m_state = State::Head;
+    m_state = State::Reading;
     QTimer::singleShot(0, this, &HttpConnection::readIncoming);
 }
 

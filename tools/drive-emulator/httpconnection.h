@@ -1,14 +1,19 @@
 #ifndef HTTPCONNECTION_H
 #define HTTPCONNECTION_H
 
+#include "httprequestparser.h"
 #include "httpresponse.h"
 
 #include <QObject>
 
+#include <functional>
+#include <memory>
+
 class QTcpSocket;
 
-// One HTTP/1.1 connection: reads requests (Content-Length or chunked bodies, Expect:
-// 100-continue, keep-alive) one at a time and writes the answer to each.
+// One HTTP/1.1 connection: reads requests one at a time through a parser (Content-Length or
+// chunked bodies, Expect: 100-continue, keep-alive) and writes the answer to each, with a
+// Content-Length or chunked.
 class HttpConnection : public QObject
 {
     Q_OBJECT
@@ -17,6 +22,11 @@ public:
     // Takes over an accepted socket. Reads go straight from the kernel into request bodies
     // (no socket buffer in between) and answers leave in bounded chunks.
     HttpConnection(qintptr socketDescriptor, qint64 maxBody, QObject *parent = nullptr);
+
+    // Asked, for each request with a body of known length, whether to hash it as it arrives;
+    // the body's buffer is made by then.
+    using DigestPolicy = std::function<std::shared_ptr<BodyDigest>(const HttpRequest &head)>;
+    void setDigestPolicy(DigestPolicy policy) { m_digestPolicy = std::move(policy); }
 
     // The request announced by requestReceived(), handed over whole (the body is not shared).
     HttpRequest takeRequest();
@@ -29,14 +39,12 @@ signals:
     void closed(HttpConnection *connection);
 
 private:
-    enum class State { Head, Body, ChunkSize, ChunkData, ChunkTrailer, Handling, Closed };
+    enum class State { Reading, Handling, Closed };
 
     void readIncoming();
+    bool readMore();
     void acknowledgeAtOnce();
-    bool parseHead();
-    bool startBody();
-    void readBody();
-    void readChunked();
+    void startBody();
     void finishRequest();
     void reject(int status, const QByteArray &message);
     void writeResponse(const HttpResponse &response);
@@ -46,13 +54,9 @@ private:
     void announceClosed();
 
     QTcpSocket *m_socket;
-    qint64 m_maxBody;
-    State m_state = State::Head;
-    QByteArray m_pending; // read but not yet parsed
-    HttpRequest m_request;
-    qint64 m_bodyReceived = 0;
-    qint64 m_chunkRemaining = 0;
-    bool m_keepAlive = true;
+    HttpRequestParser m_parser;
+    DigestPolicy m_digestPolicy;
+    State m_state = State::Reading;
     bool m_answeringHead = false;
     bool m_closedAnnounced = false;
     QByteArray m_outgoing; // the body being sent

@@ -7,6 +7,10 @@
 #include <QPair>
 #include <QString>
 
+#include <memory>
+
+class BodyDigest;
+
 using HttpHeaders = QList<QPair<QByteArray, QByteArray>>;
 using QueryItems = QList<QPair<QString, QString>>;
 
@@ -22,6 +26,9 @@ struct HttpRequest
     QByteArray version;
     HttpHeaders headers;
     QByteArray body;
+    // Hashes part of the body while it arrives, for the requests that want it. Declared after
+    // the body so that it stops reading it before the body goes.
+    std::shared_ptr<BodyDigest> digest;
     QHostAddress peer;
 
     // The first header of that name, compared without regard to case.

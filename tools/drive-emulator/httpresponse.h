@@ -17,6 +17,7 @@ struct HttpResponse
             -1; // send the full Content-Length but only this many body bytes, then close
     bool drop = false; // close the connection without answering
     bool closeAfter = false; // close the connection once answered
+    bool chunked = false; // send the body chunked, without a Content-Length
 
     void setHeader(const QByteArray &name, const QByteArray &value);
     QByteArray header(const QByteArray &name) const;

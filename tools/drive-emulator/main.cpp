@@ -34,6 +34,9 @@ int main(int argc, char *argv[])
     const QCommandLineOption clientId(
             QStringLiteral("client-id"), QStringLiteral("The OAuth client identifier accepted."),
             QStringLiteral("id"), QStringLiteral(GDAPP_DEFAULT_CLIENT_ID));
+    // The emulator's own copy of the registered secret, on purpose: it checks what the plug-in
+    // sends against the registration, not against the plug-in's own constant. So do the service
+    // names it keeps in driveentry.h.
     const QCommandLineOption clientSecret(
             QStringLiteral("client-secret"), QStringLiteral("The client secret accepted."),
             QStringLiteral("secret"), QStringLiteral("Xq3bTn8VwLp2KdRe5ZsYh7Ga"));
@@ -57,7 +60,7 @@ int main(int argc, char *argv[])
             QStringLiteral("Make matching requests fail, for example "
                            "\"method=GET,path=/drive/v3/files/*,status=500,count=2\". Keys: "
                            "method, path, query, count, status, delayMs, action "
-                           "(answer|drop|truncate|corrupt), truncateAt, body, contentType. "
+                           "(answer|drop|truncate|corrupt|chunked), truncateAt, body, contentType. "
                            "May be repeated."),
             QStringLiteral("rule"));
     const QCommandLineOption seed(

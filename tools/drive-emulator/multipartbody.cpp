@@ -35,12 +35,8 @@ bool MultipartBody::readHeaders(const QByteArray &body, qsizetype &pos, Part &pa
     }
 }
 
-bool MultipartBody::parse(QByteArray body, const QByteArray &boundary)
+bool MultipartBody::parseHead(const QByteArray &body, const QByteArray &delimiter, qsizetype *at)
 {
-    if (boundary.isEmpty())
-        return fail(QStringLiteral("no boundary"));
-    const QByteArray delimiter = "--" + boundary;
-
     // The first delimiter opens a line; a preamble before it is ignored.
     qsizetype pos = body.startsWith(delimiter) ? 0 : body.indexOf("\n" + delimiter);
     if (pos < 0)
@@ -73,6 +69,18 @@ bool MultipartBody::parse(QByteArray body, const QByteArray &boundary)
     pos = lineEnd + 1;
     if (!readHeaders(body, pos, m_media))
         return false;
+    *at = pos;
+    return true;
+}
+
+bool MultipartBody::parse(QByteArray body, const QByteArray &boundary)
+{
+    if (boundary.isEmpty())
+        return fail(QStringLiteral("no boundary"));
+    const QByteArray delimiter = "--" + boundary;
+    qsizetype pos = 0;
+    if (!parseHead(body, delimiter, &pos))
+        return false;
 
     // The media part runs to the closing delimiter; the last one counts, so content that
     // happens to hold the boundary text is kept whole.
@@ -82,9 +90,20 @@ bool MultipartBody::parse(QByteArray body, const QByteArray &boundary)
     qsizetype end = close;
     if (m_crlf && end > pos && body.at(end - 1) == '\r')
         --end;
+    m_mediaOffset = pos;
     // Dropping the front of an unshared array only moves its start: no copy.
     body.truncate(end > pos ? end : pos);
     body.remove(0, pos);
     m_media.body = std::move(body);
     return true;
+}
+
+qsizetype MultipartBody::mediaOffsetIn(const QByteArray &prefix, const QByteArray &boundary)
+{
+    // What comes before the media part reads the same in a prefix as in the whole body.
+    MultipartBody head;
+    qsizetype pos = -1;
+    if (boundary.isEmpty() || !head.parseHead(prefix, "--" + boundary, &pos))
+        return -1;
+    return pos;
 }

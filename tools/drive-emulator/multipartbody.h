@@ -17,6 +17,10 @@ public:
 
     // Takes the body over: the media part becomes a slice of it, not a copy.
     bool parse(QByteArray body, const QByteArray &boundary);
+    // Where the media part begins in the body given to parse().
+    qsizetype mediaOffset() const { return m_mediaOffset; }
+    // Where it begins in a body of which only prefix has arrived; -1 until that can be told.
+    static qsizetype mediaOffsetIn(const QByteArray &prefix, const QByteArray &boundary);
     QString errorString() const { return m_error; }
     const Part &metadata() const { return m_metadata; }
     const Part &media() const { return m_media; }
@@ -24,9 +28,12 @@ public:
 private:
     bool fail(const QString &why);
     bool readHeaders(const QByteArray &body, qsizetype &pos, Part &part);
+    // Everything up to the media part's content, which starts at *pos.
+    bool parseHead(const QByteArray &body, const QByteArray &delimiter, qsizetype *pos);
 
     Part m_metadata;
     Part m_media;
+    qsizetype m_mediaOffset = -1;
     bool m_crlf = false;
     QString m_error;
 };

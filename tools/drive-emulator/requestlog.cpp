@@ -7,8 +7,10 @@ int RequestLog::append(const HttpRequest &request)
 {
     Entry entry;
     entry.request = request;
+    entry.request.digest.reset(); // the request's, to finish with it
     entry.bodySize = request.body.size();
-    if (entry.bodySize > m_bodyLimit)
+    entry.bodyKept = entry.bodySize <= m_bodyLimit;
+    if (!entry.bodyKept)
         entry.request.body.clear();
     m_entries.append(entry);
     return m_first + int(m_entries.size()) - 1;
@@ -41,7 +43,7 @@ QJsonArray RequestLog::toJson(int since) const
             { QStringLiteral("bodySize"), double(entry.bodySize) },
             { QStringLiteral("status"), entry.status },
         };
-        if (entry.bodySize <= m_bodyLimit) {
+        if (entry.bodyKept) {
             const QByteArray &body = entry.request.body;
             object.insert(QStringLiteral("body"), QString::fromLatin1(body.toBase64()));
             object.insert(QStringLiteral("bodyMd5"),
@@ -56,7 +58,7 @@ QJsonArray RequestLog::toJson(int since) const
 bool RequestLog::body(int index, QByteArray *body) const
 {
     const int at = index - m_first;
-    if (at < 0 || at >= m_entries.size() || m_entries.at(at).bodySize > m_bodyLimit)
+    if (at < 0 || at >= m_entries.size() || !m_entries.at(at).bodyKept)
         return false;
     *body = m_entries.at(at).request.body;
     return true;

@@ -18,6 +18,8 @@ public:
     QJsonArray toJson(int since) const;
     // The body of request index, when it was kept.
     bool body(int index, QByteArray *body) const;
+    void setBodyLimit(qint64 limit) { m_bodyLimit = limit; }
+    qint64 bodyLimit() const { return m_bodyLimit; }
     // The index the next request will get.
     int next() const { return m_first + int(m_entries.size()); }
     void clear();
@@ -27,6 +29,7 @@ private:
     {
         HttpRequest request; // body emptied when above the limit
         qint64 bodySize = 0;
+        bool bodyKept = false;
         int status = 0;
     };
 

@@ -1,0 +1,210 @@
+#include "httprequestparser.h"
+
+#include <cstring>
+
+namespace {
+constexpr qsizetype MaxHeadSize = 64 * 1024;
+
+// The end of the head: a blank line, with CRLF or bare LF line ends.
+qsizetype headEnd(const QByteArray &data, qsizetype &separatorLength)
+{
+    const qsizetype crlf = data.indexOf("\r\n\r\n");
+    const qsizetype lf = data.indexOf("\n\n");
+    if (crlf >= 0 && (lf < 0 || crlf < lf)) {
+        separatorLength = 4;
+        return crlf;
+    }
+    separatorLength = 2;
+    return lf;
+}
+} // namespace
+
+HttpRequestParser::HttpRequestParser(qint64 maxBody) : m_maxBody(maxBody) { }
+
+HttpRequestParser::Progress HttpRequestParser::parse()
+{
+    switch (m_state) {
+    case State::Head:
+        return parseHead();
+    case State::Body:
+        return readBody();
+    case State::ChunkSize:
+    case State::ChunkData:
+    case State::ChunkTrailer:
+        return readChunked();
+    case State::Complete:
+        return Complete;
+    case State::Failed:
+        return Failed;
+    }
+    return NeedMore;
+}
+
+HttpRequestParser::Progress HttpRequestParser::fail(int status, const QByteArray &reason)
+{
+    m_state = State::Failed;
+    m_failureStatus = status;
+    m_failureReason = reason;
+    return Failed;
+}
+
+HttpRequestParser::Progress HttpRequestParser::parseHead()
+{
+    // Tolerate blank lines between requests.
+    while (m_pending.startsWith("\r\n") || m_pending.startsWith('\n'))
+        m_pending.remove(0, m_pending.startsWith('\n') ? 1 : 2);
+
+    qsizetype separatorLength = 0;
+    const qsizetype end = headEnd(m_pending, separatorLength);
+    if (end < 0)
+        return m_pending.size() > MaxHeadSize ? fail(431, "request head too large") : NeedMore;
+    if (end > MaxHeadSize)
+        return fail(431, "request head too large");
+
+    const QByteArray head = m_pending.left(end);
+    m_pending.remove(0, end + separatorLength);
+
+    QList<QByteArray> lines = head.split('\n');
+    for (QByteArray &line : lines) {
+        if (line.endsWith('\r'))
+            line.chop(1);
+    }
+    const QList<QByteArray> requestLine = lines.takeFirst().split(' ');
+    if (requestLine.size() != 3 || !requestLine.at(2).startsWith("HTTP/1."))
+        return fail(400, "malformed request line");
+
+    m_request = HttpRequest();
+    m_request.method = requestLine.at(0);
+    m_request.target = requestLine.at(1);
+    m_request.version = requestLine.at(2);
+    const qsizetype question = m_request.target.indexOf('?');
+    m_request.hasQuery = question >= 0;
+    m_request.path = question >= 0 ? m_request.target.left(question) : m_request.target;
+    m_request.rawQuery = question >= 0 ? m_request.target.mid(question + 1) : QByteArray();
+
+    for (const QByteArray &line : lines) {
+        const qsizetype colon = line.indexOf(':');
+        if (colon <= 0)
+            return fail(400, "malformed header line");
+        m_request.headers.append({ line.left(colon), line.mid(colon + 1).trimmed() });
+    }
+
+    const QByteArray connection = m_request.header("Connection").toLower();
+    m_keepAlive = m_request.version == "HTTP/1.1" ? !connection.contains("close")
+                                                  : connection.contains("keep-alive");
+    return startBody();
+}
+
+HttpRequestParser::Progress HttpRequestParser::startBody()
+{
+    m_bodyReceived = 0;
+    const bool chunked = m_request.header("Transfer-Encoding").toLower().contains("chunked");
+    qint64 length = 0;
+    if (!chunked && m_request.hasHeader("Content-Length")) {
+        bool ok = false;
+        length = m_request.header("Content-Length").toLongLong(&ok);
+        if (!ok || length < 0)
+            return fail(400, "bad Content-Length");
+    }
+    if (length > m_maxBody)
+        return fail(413, "request body too large");
+    if (chunked) {
+        m_state = State::ChunkSize;
+        return HeadRead;
+    }
+    if (length == 0) {
+        m_state = State::Complete;
+        return Complete;
+    }
+    m_request.body.resize(length);
+    m_state = State::Body;
+    return HeadRead;
+}
+
+bool HttpRequestParser::expectsContinue() const
+{
+    return m_request.header("Expect").compare("100-continue", Qt::CaseInsensitive) == 0;
+}
+
+HttpRequestParser::Progress HttpRequestParser::readBody()
+{
+    const qint64 take = qMin<qint64>(m_pending.size(), bodyRoom());
+    if (take > 0) {
+        memcpy(m_request.body.data() + m_bodyReceived, m_pending.constData(), size_t(take));
+        m_pending.remove(0, take);
+        m_bodyReceived += take;
+    }
+    if (m_bodyReceived < m_request.body.size())
+        return NeedMore;
+    m_state = State::Complete;
+    return Complete;
+}
+
+char *HttpRequestParser::bodyEnd()
+{
+    return m_request.body.data() + m_bodyReceived;
+}
+
+qint64 HttpRequestParser::bodyRoom() const
+{
+    return m_state == State::Body ? m_request.body.size() - m_bodyReceived : 0;
+}
+
+void HttpRequestParser::bodyWritten(qint64 count)
+{
+    m_bodyReceived += qBound<qint64>(0, count, bodyRoom());
+}
+
+HttpRequestParser::Progress HttpRequestParser::readChunked()
+{
+    for (;;) {
+        if (m_state == State::ChunkSize) {
+            const qsizetype newline = m_pending.indexOf('\n');
+            if (newline < 0)
+                return NeedMore;
+            QByteArray line = m_pending.left(newline).trimmed();
+            m_pending.remove(0, newline + 1);
+            const qsizetype extension = line.indexOf(';');
+            if (extension >= 0)
+                line.truncate(extension);
+            bool ok = false;
+            m_chunkRemaining = line.toLongLong(&ok, 16);
+            if (!ok || m_chunkRemaining < 0)
+                return fail(400, "bad chunk");
+            if (m_chunkRemaining > m_maxBody - m_request.body.size())
+                return fail(413, "request body too large");
+            m_state = m_chunkRemaining == 0 ? State::ChunkTrailer : State::ChunkData;
+        } else if (m_state == State::ChunkData) {
+            const qint64 take = qMin<qint64>(m_pending.size(), m_chunkRemaining);
+            m_request.body.append(m_pending.constData(), take);
+            m_pending.remove(0, take);
+            m_chunkRemaining -= take;
+            if (m_chunkRemaining > 0)
+                return NeedMore;
+            // The line end after the chunk data.
+            if (m_pending.size() < 2 && !m_pending.startsWith('\n'))
+                return NeedMore;
+            m_pending.remove(0, m_pending.startsWith('\n') ? 1 : 2);
+            m_state = State::ChunkSize;
+        } else {
+            const qsizetype newline = m_pending.indexOf('\n');
+            if (newline < 0)
+                return NeedMore;
+            const bool last = m_pending.left(newline).trimmed().isEmpty();
+            m_pending.remove(0, newline + 1);
+            if (last) {
+                m_bodyReceived = m_request.body.size();
+                m_state = State::Complete;
+                return Complete;
+            }
+        }
+    }
+}
+
+HttpRequest HttpRequestParser::takeRequest()
+{
+    HttpRequest request = std::move(m_request);
+    m_request = HttpRequest();
+    m_state = State::Head;
+    return request;
+}
