@@ -3,9 +3,9 @@
 
 #include <QStringList>
 
-// One measured operation, in a process of its own so that its peak memory is its own. It
-// loads the plug-in as a host does and writes the operation's time in milliseconds on
-// standard output.
+// One measured operation, in a process of its own so that its peak memory is its own: an
+// operation of the plug-in, loaded as a host loads it, or Qt's own plain request of the bytes
+// the plug-in sends. It writes the operation's time in milliseconds on standard output.
 class BenchChild
 {
 public:
@@ -13,6 +13,9 @@ public:
     int run();
 
 private:
+    int plainRequest();
+    int pluginOperation();
+
     QStringList m_arguments;
 };
 

@@ -33,32 +33,46 @@ int main(int argc, char *argv[])
 
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
-            "Measures the plug-in against the emulator, side by side with curl sending the same "
-            "requests, and prints a Markdown table."));
+            "Measures the plug-in against the emulator, straight and through nginx with TLS and "
+            "HTTP/2, beside references in the same run (a server that only serves or discards "
+            "bytes, reached by curl and by Qt's plain request; curl --http2 through the same "
+            "nginx), and prints a Markdown table."));
     parser.addHelpOption();
-    const QCommandLineOption sizes(QStringLiteral("sizes"), QStringLiteral("Transfer sizes in MiB."),
-                                   QStringLiteral("list"), QStringLiteral("1,64,256"));
+    const QCommandLineOption sizes(QStringLiteral("sizes"),
+                                   QStringLiteral("Transfer sizes in MiB."), QStringLiteral("list"),
+                                   QStringLiteral("1,64,256"));
+    const QCommandLineOption frontEndSizes(
+            QStringLiteral("front-end-sizes"),
+            QStringLiteral("Transfer sizes in MiB through nginx (empty: none)."),
+            QStringLiteral("list"), QStringLiteral("64,256"));
     const QCommandLineOption depths(QStringLiteral("depths"), QStringLiteral("Path depths."),
                                     QStringLiteral("list"), QStringLiteral("1,4,16"));
-    const QCommandLineOption entries(QStringLiteral("entries"), QStringLiteral("Entries in the listed folder."),
+    const QCommandLineOption entries(QStringLiteral("entries"),
+                                     QStringLiteral("Entries in the listed folder."),
                                      QStringLiteral("count"), QStringLiteral("1000"));
     const QCommandLineOption runs(QStringLiteral("runs"), QStringLiteral("Runs per case."),
-                                  QStringLiteral("count"), QStringLiteral("5"));
-    const QCommandLineOption bigRuns(QStringLiteral("big-runs"), QStringLiteral("Runs per case of 256 MiB and more."),
-                                     QStringLiteral("count"), QStringLiteral("3"));
-    const QCommandLineOption smoke(QStringLiteral("smoke"), QStringLiteral("One run of the smallest cases, to check that it works."));
-    parser.addOptions({ sizes, depths, entries, runs, bigRuns, smoke });
+                                  QStringLiteral("count"), QStringLiteral("7"));
+    const QCommandLineOption bigRuns(QStringLiteral("big-runs"),
+                                     QStringLiteral("Runs per case of 256 MiB and more."),
+                                     QStringLiteral("count"), QStringLiteral("9"));
+    const QCommandLineOption smoke(
+            QStringLiteral("smoke"),
+            QStringLiteral("One run of the smallest cases, to check that it works."));
+    parser.addOptions({ sizes, frontEndSizes, depths, entries, runs, bigRuns, smoke });
     parser.process(application);
 
     BenchRunner::Options options;
     options.program = QCoreApplication::applicationFilePath();
+    options.referenceServer = QStringLiteral(GDAPP_REFERENCE_SERVER);
     options.sizesMiB = numbers(parser.value(sizes));
+    options.frontEndSizesMiB = numbers(parser.value(frontEndSizes));
     options.depths = numbers(parser.value(depths));
     options.listEntries = parser.value(entries).toInt();
     options.runs = parser.value(runs).toInt();
     options.bigRuns = parser.value(bigRuns).toInt();
     if (parser.isSet(smoke)) {
         options.sizesMiB = { 1 };
+        options.frontEndSizesMiB = { 1 };
         options.depths = { 1 };
         options.listEntries = 10;
         options.runs = options.bigRuns = 1;

@@ -111,7 +111,9 @@ ProcessMeasure measure(std::vector<std::string> arguments, std::vector<std::stri
     ::close(pipeEnds[0]);
 
     int status = 0;
-    struct rusage usage {};
+    struct rusage usage
+    {
+    };
     ::wait4(child, &status, 0, &usage);
     measure.milliseconds = timer.nsecsElapsed() / 1e6;
     measure.peakMiB = usage.ru_maxrss / 1024.0; // kibibytes on Linux
