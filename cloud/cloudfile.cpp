@@ -1,10 +1,21 @@
 #include "cloudfile.h"
 
+#include "cloudcodes.h"
+
 #include <QtGlobal>
 
 namespace {
 // Content above 1 GiB is stored as soon as it has been written.
 constexpr qint64 DefaultFlushThreshold = 1073741824;
+
+// Inserting grows a byte array by copying it to a larger one, so for a moment a host writing a
+// large file piece by piece would hold it twice; reserving grows it where it is.
+void reserveFor(QByteArray &buffer, qint64 len)
+{
+    const qint64 needed = buffer.size() + len;
+    if (needed > buffer.capacity())
+        buffer.reserve(qMax(needed, 2 * qint64(buffer.capacity())));
+}
 } // namespace
 
 CloudFile::CloudFile(const QUrl &url, QObject *parent)
@@ -105,10 +116,10 @@ bool CloudFile::exists(QString &etag)
 
 bool CloudFile::exists(const QUrl &url, QString &etag)
 {
-    int status = 0;
+    int status = Cloud::NothingFound;
     CloudObject *object = getObjectFromPath(url, status);
     bool found = false;
-    if (status != 0) {
+    if (status != Cloud::NothingFound) {
         // With only the parent folder found, the folder's etag is reported all the same.
         etag = object->etag();
         found = !object->isFolder();
@@ -190,8 +201,10 @@ qint64 CloudFile::writeData(const char *data, qint64 len)
 {
     const qsizetype oldSize = m_buffer.size();
     // Nothing is inserted before the start: the buffer does not grow, and the result says so.
-    if (m_position >= 0)
+    if (m_position >= 0) {
+        reserveFor(m_buffer, len);
         m_buffer.insert(m_position, data, len);
+    }
 
     m_writtenBytes += len;
     if (m_writtenBytes > m_flushThreshold)

@@ -1,5 +1,7 @@
 #include "googlefile.h"
 
+#include "cloudcodes.h"
+#include "driveconstants.h"
 #include "googleendpoints.h"
 #include "googlefileobject.h"
 #include "oauthgoogle.h"
@@ -17,16 +19,12 @@
 #include <memory>
 
 namespace {
-const QString FolderType = QStringLiteral("application/vnd.google-apps.folder");
-const QString RootId = QStringLiteral("appDataFolder");
 const QString CreatedType = QStringLiteral("application/tarnwick");
 const QByteArray Boundary = "tarnwick_boundary";
 const QString ListFields =
         QStringLiteral("files(id, name, parents, mimeType, size, modifiedTime, md5Checksum)");
 
-constexpr int PathNotFound = 403;
-constexpr qint64 ReadAhead = 8 * 1024 * 1024;
-constexpr int CorruptedData = 299;
+constexpr qint64 ReadAhead = 512 * 1024;
 
 QString filesEndpoint()
 {
@@ -77,23 +75,19 @@ QByteArray indentedJson(const QJsonObject &object)
     return QJsonDocument(object).toJson(QJsonDocument::Indented);
 }
 
-// The metadata and the content of a new file, as multipart/related with bare LF line ends.
+// A new file's metadata and content as multipart/related with bare LF line ends. Qt sends a
+// byte array from where it is; from a device, it would read its own copy in small pieces, which
+// costs more over HTTP/2 than this copy does.
 QByteArray multipartBody(const QJsonObject &metadata, const QByteArray &content)
 {
-    const QByteArray json = indentedJson(metadata);
     const QByteArray delimiter = "--" + Boundary + '\n';
-    const QByteArray metadataHeader = "Content-Type: application/json; charset=UTF-8\n\n";
-    const QByteArray mediaHeader = "Content-Type: " + CreatedType.toLatin1() + "\n\n";
+    const QByteArray opening = delimiter + "Content-Type: application/json; charset=UTF-8\n\n"
+            + indentedJson(metadata) + delimiter + "Content-Type: " + CreatedType.toLatin1()
+            + "\n\n";
     const QByteArray closing = "\n--" + Boundary + "--\n";
-
     QByteArray body;
-    body.reserve(2 * delimiter.size() + metadataHeader.size() + json.size() + mediaHeader.size()
-                 + content.size() + closing.size());
-    body += delimiter;
-    body += metadataHeader;
-    body += json;
-    body += delimiter;
-    body += mediaHeader;
+    body.reserve(opening.size() + content.size() + closing.size());
+    body += opening;
     body += content;
     body += closing;
     return body;
@@ -142,21 +136,22 @@ void GoogleFile::reportFailure(const char *signature) const
     qDebug() << signature << errorString();
 }
 
-bool GoogleFile::exchange(const QByteArray &verb, const QNetworkRequest &request,
-                          const QByteArray &body, const char *signature, Progress progress,
-                          QByteArray *answer, QCryptographicHash *digest)
+QNetworkReply *GoogleFile::send(const QByteArray &verb, const QNetworkRequest &request,
+                                const QByteArray &body) const
 {
     QNetworkAccessManager *manager = m_oauth->networkAccessManager();
-    QNetworkReply *reply = nullptr;
     if (verb == "GET")
-        reply = manager->get(request);
-    else if (verb == "DELETE")
-        reply = manager->deleteResource(request);
-    else if (verb == "POST")
-        reply = manager->post(request, body);
-    else
-        reply = manager->sendCustomRequest(request, verb, body);
+        return manager->get(request);
+    if (verb == "DELETE")
+        return manager->deleteResource(request);
+    if (verb == "POST")
+        return manager->post(request, body);
+    return manager->sendCustomRequest(request, verb, body);
+}
 
+bool GoogleFile::exchange(QNetworkReply *reply, const char *signature, Progress progress,
+                          QByteArray *answer, QCryptographicHash *digest)
+{
     QEventLoop loop;
     if (progress == Progress::Download)
         connect(reply, SIGNAL(downloadProgress(qint64, qint64)), this,
@@ -196,7 +191,7 @@ bool GoogleFile::exchange(const QByteArray &verb, const QNetworkRequest &request
 bool GoogleFile::listObjects(const QString &q, QList<CloudObject *> &out)
 {
     QUrlQuery query;
-    query.addQueryItem(QStringLiteral("spaces"), RootId);
+    query.addQueryItem(QStringLiteral("spaces"), Drive::RootId);
     query.addQueryItem(QStringLiteral("q"), q);
     query.addQueryItem(QStringLiteral("fields"), ListFields);
     QUrl url(filesEndpoint(), QUrl::TolerantMode);
@@ -205,7 +200,7 @@ bool GoogleFile::listObjects(const QString &q, QList<CloudObject *> &out)
     QNetworkRequest request(url);
     request.setRawHeader("Authorization", bearer());
     QByteArray answer;
-    if (!exchange("GET", request, QByteArray(),
+    if (!exchange(send("GET", request),
                   "bool GoogleFile::listObjects(const QString&, QList<CloudObject*>&)",
                   Progress::None, &answer))
         return false;
@@ -235,9 +230,9 @@ bool GoogleFile::listObjects(const CloudObject *folder)
 
 CloudObject *GoogleFile::getObjectFromPath(const QUrl &url, int &status)
 {
-    status = 0;
+    status = Cloud::NothingFound;
     auto *current = new GoogleFileObject;
-    QString parentId = RootId;
+    QString parentId = Drive::RootId;
     QList<QString> ids;
 
     const QStringList segments = url.path(QUrl::FullyDecoded).mid(1).split(QLatin1Char('/'));
@@ -247,13 +242,13 @@ CloudObject *GoogleFile::getObjectFromPath(const QUrl &url, int &status)
         QString q = QStringLiteral("'%1' in parents and name='%2' and trashed=false")
                             .arg(parentId, segments.at(i));
         if (!last)
-            q += QStringLiteral(" and mimeType= '%1'").arg(FolderType);
+            q += QStringLiteral(" and mimeType= '%1'").arg(Drive::FolderType);
 
         QList<CloudObject *> found;
         if (!listObjects(q, found) || found.isEmpty()) {
-            setErrorCode(PathNotFound);
+            setErrorCode(Cloud::PathNotFound);
             if (last)
-                status = 1;
+                status = Cloud::ParentFound;
             return current;
         }
         delete current;
@@ -264,15 +259,15 @@ CloudObject *GoogleFile::getObjectFromPath(const QUrl &url, int &status)
     }
     ids.removeLast();
     current->setParents(ids);
-    status = 2;
+    status = Cloud::PathFound;
     return current;
 }
 
 bool GoogleFile::getFile()
 {
-    int status = 0;
+    int status = Cloud::NothingFound;
     const std::unique_ptr<CloudObject> object(getObjectFromPath(m_url, status));
-    if (status != 2)
+    if (status != Cloud::PathFound)
         return false;
     m_fileId = object->id();
 
@@ -286,14 +281,14 @@ bool GoogleFile::getFile()
     const char *signature = "virtual bool GoogleFile::getFile()";
     QByteArray content;
     QCryptographicHash md5(QCryptographicHash::Md5);
-    if (!exchange("GET", request, QByteArray(), signature, Progress::Download, &content, &md5))
+    if (!exchange(send("GET", request), signature, Progress::Download, &content, &md5))
         return false;
     m_buffer = std::move(content);
 
     // The digest of the whole new buffer, computed while it arrived.
     const QString digest = QString::fromLatin1(md5.result().toHex());
     if (digest.compare(object->etag(), Qt::CaseInsensitive) != 0) {
-        setErrorCode(CorruptedData);
+        setErrorCode(Cloud::CorruptedData);
         setErrorString(tr("Les données reçues sont corrompues"));
         reportFailure(signature);
         return false;
@@ -303,24 +298,24 @@ bool GoogleFile::getFile()
 
 bool GoogleFile::putFile()
 {
-    int status = 0;
+    int status = Cloud::NothingFound;
     const std::unique_ptr<CloudObject> object(getObjectFromPath(m_url, status));
-    if (status == 0)
+    if (status == Cloud::NothingFound)
         return false;
 
     QNetworkRequest request;
     request.setRawHeader("User-Agent", "Tarnwick");
     request.setRawHeader("Authorization", bearerLocal8Bit());
 
-    QByteArray verb;
-    QByteArray body;
-    if (status == 2) {
+    const char *signature = "virtual bool GoogleFile::putFile()";
+    QByteArray answer;
+    if (status == Cloud::PathFound) {
         // Replace the content in place: the file keeps its identifier, name and type.
         m_fileId = object->id();
         request.setUrl(
                 uploadUrl(uploadEndpoint() + QLatin1Char('/') + m_fileId, QStringLiteral("media")));
-        verb = "PATCH";
-        body = m_buffer;
+        if (!exchange(send("PATCH", request, m_buffer), signature, Progress::Upload, &answer))
+            return false;
     } else {
         const QJsonObject metadata {
             { QStringLiteral("name"), m_url.fileName(QUrl::FullyDecoded) },
@@ -328,20 +323,16 @@ bool GoogleFile::putFile()
             { QStringLiteral("mimeType"), CreatedType },
         };
         request.setUrl(uploadUrl(uploadEndpoint(), QStringLiteral("multipart")));
-        verb = "POST";
-        body = multipartBody(metadata, m_buffer);
+        const QByteArray body = multipartBody(metadata, m_buffer);
         request.setRawHeader("Content-Type",
                              QStringLiteral("multipart/related; boundary=%1")
                                      .arg(QString::fromLatin1(Boundary))
                                      .toLatin1());
         request.setRawHeader("Content-Length", QStringLiteral("%1").arg(body.size()).toLatin1());
+        if (!exchange(send("POST", request, body), signature, Progress::Upload, &answer))
+            return false;
     }
-
-    QByteArray answer;
-    if (!exchange(verb, request, body, "virtual bool GoogleFile::putFile()", Progress::Upload,
-                  &answer))
-        return false;
-    if (status == 1) {
+    if (status == Cloud::ParentFound) {
         GoogleFileObject created;
         created.from(QJsonDocument::fromJson(answer).object());
         m_fileId = created.id();
@@ -367,12 +358,12 @@ bool GoogleFile::mkdir(CloudObject *parent, const QString &name)
 
     const QJsonObject metadata { { QStringLiteral("name"), name },
                                  { QStringLiteral("parents"), QJsonArray { parent->id() } },
-                                 { QStringLiteral("mimeType"), FolderType } };
+                                 { QStringLiteral("mimeType"), Drive::FolderType } };
     QNetworkRequest request(QUrl(filesEndpoint(), QUrl::TolerantMode));
     request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
     request.setRawHeader("Authorization", bearer());
     QByteArray answer;
-    if (!exchange("POST", request, indentedJson(metadata),
+    if (!exchange(send("POST", request, indentedJson(metadata)),
                   "virtual bool GoogleFile::mkdir(CloudObject*, const QString&)", Progress::None,
                   &answer))
         return false;
@@ -385,9 +376,9 @@ bool GoogleFile::mkdir(CloudObject *parent, const QString &name)
 
 bool GoogleFile::copy(const QUrl &from, const QUrl &to)
 {
-    int status = 0;
+    int status = Cloud::NothingFound;
     const std::unique_ptr<CloudObject> object(getObjectFromPath(from, status));
-    if (status != 2)
+    if (status != Cloud::PathFound)
         return false;
     m_fileId = object->id();
 
@@ -400,19 +391,19 @@ bool GoogleFile::copy(const QUrl &from, const QUrl &to)
     QNetworkRequest request(entryUrl(m_fileId, QStringLiteral("/copy")));
     request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
     request.setRawHeader("Authorization", bearer());
-    return exchange("POST", request, indentedJson(metadata),
+    return exchange(send("POST", request, indentedJson(metadata)),
                     "virtual bool GoogleFile::copy(const QUrl&, const QUrl&)");
 }
 
 bool GoogleFile::rename(const QUrl &from, const QUrl &to)
 {
     // An existing destination goes first; one that is not found lets the rename go on.
-    if (!remove(to) && errorCode() != PathNotFound)
+    if (!remove(to) && errorCode() != Cloud::PathNotFound)
         return false;
 
-    int status = 0;
+    int status = Cloud::NothingFound;
     const std::unique_ptr<CloudObject> object(getObjectFromPath(from, status));
-    if (status != 2)
+    if (status != Cloud::PathFound)
         return false;
     m_fileId = object->id();
 
@@ -421,21 +412,20 @@ bool GoogleFile::rename(const QUrl &from, const QUrl &to)
     request.setRawHeader("Authorization", bearerLocal8Bit());
     request.setRawHeader("Content-Type", "application/json");
     const QJsonObject metadata { { QStringLiteral("name"), to.fileName(QUrl::FullyDecoded) } };
-    return exchange("PATCH", request, indentedJson(metadata),
+    return exchange(send("PATCH", request, indentedJson(metadata)),
                     "virtual bool GoogleFile::rename(const QUrl&, const QUrl&)");
 }
 
 bool GoogleFile::remove(const QUrl &url)
 {
-    int status = 0;
+    int status = Cloud::NothingFound;
     const std::unique_ptr<CloudObject> object(getObjectFromPath(url, status));
-    return status == 2 && remove(object.get());
+    return status == Cloud::PathFound && remove(object.get());
 }
 
 bool GoogleFile::remove(const CloudObject *object)
 {
     QNetworkRequest request(entryUrl(object->id()));
     request.setRawHeader("Authorization", bearer());
-    return exchange("DELETE", request, QByteArray(),
-                    "virtual bool GoogleFile::remove(const CloudObject*)");
+    return exchange(send("DELETE", request), "virtual bool GoogleFile::remove(const CloudObject*)");
 }

@@ -5,6 +5,7 @@
 
 class OAuthGoogle;
 class QCryptographicHash;
+class QNetworkReply;
 class QNetworkRequest;
 
 // A file of the application-data folder of a Drive account, addressed by a "gdapp:" URL whose
@@ -43,11 +44,13 @@ public:
 private:
     enum class Progress { None, Download, Upload };
 
-    // Sends request with the verb, waits for the answer, records its error code and text on
-    // the file and, when it failed, writes the operation's debug line. On success the answer
-    // body goes to *answer, and into *digest as well when one is given.
-    bool exchange(const QByteArray &verb, const QNetworkRequest &request, const QByteArray &body,
-                  const char *signature, Progress progress = Progress::None,
+    // Sends the request with the verb through the flow's access manager.
+    QNetworkReply *send(const QByteArray &verb, const QNetworkRequest &request,
+                        const QByteArray &body = QByteArray()) const;
+    // Waits for the answer, records its error code and text on the file and, when it failed,
+    // writes the operation's debug line. On success the answer body goes to *answer, and into
+    // *digest as well when one is given.
+    bool exchange(QNetworkReply *reply, const char *signature, Progress progress = Progress::None,
                   QByteArray *answer = nullptr, QCryptographicHash *digest = nullptr);
     void reportFailure(const char *signature) const;
     QByteArray bearer() const;
