@@ -1,20 +1,17 @@
 #include "googlefileobject.h"
 
+#include "driveconstants.h"
+
 #include <QJsonObject>
 #include <QLocale>
 #include <QNetworkReply>
 #include <QTimeZone>
 #include <QUrl>
 
-namespace {
-const QString FolderType = QStringLiteral("application/vnd.google-apps.folder");
-const QString RootId = QStringLiteral("appDataFolder");
-} // namespace
-
 GoogleFileObject::GoogleFileObject()
 {
-    m_id = RootId;
-    m_contentType = FolderType;
+    m_id = Drive::RootId;
+    m_contentType = Drive::FolderType;
     m_isFolder = true;
     m_bytes = 0;
 }
@@ -24,7 +21,7 @@ GoogleFileObject::~GoogleFileObject() = default;
 QString GoogleFileObject::parent() const
 {
     // An entry found directly under the root has no parents listed: its folder is the root.
-    return m_parents.isEmpty() ? RootId : m_parents.last();
+    return m_parents.isEmpty() ? Drive::RootId : m_parents.last();
 }
 
 void GoogleFileObject::cd(const CloudObject *child)
@@ -53,7 +50,7 @@ void GoogleFileObject::from(const QJsonObject &o)
     m_id = o.value(QLatin1String("id")).toString();
     m_fileName = o.value(QLatin1String("name")).toString();
     m_contentType = o.value(QLatin1String("mimeType")).toString();
-    m_isFolder = m_contentType.compare(FolderType, Qt::CaseInsensitive) == 0;
+    m_isFolder = m_contentType.compare(Drive::FolderType, Qt::CaseInsensitive) == 0;
     m_bytes = quint64(o.value(QLatin1String("size")).toString().toLongLong());
     m_lastModified =
             QDateTime::fromString(o.value(QLatin1String("modifiedTime")).toString(), Qt::ISODate);
@@ -65,7 +62,7 @@ void GoogleFileObject::from(const QUrl &url, QNetworkReply *reply)
     m_filePath = url.path(QUrl::FullyDecoded);
     m_contentType = QString::fromUtf8(reply->rawHeader("mimeType"));
     // Unlike the JSON form, the header form compares the folder type exactly.
-    m_isFolder = m_contentType == FolderType;
+    m_isFolder = m_contentType == Drive::FolderType;
     m_bytes = reply->rawHeader("size").toULongLong();
     QDateTime modified =
             QLocale::c().toDateTime(QString::fromLatin1(reply->rawHeader("modifiedTime")),

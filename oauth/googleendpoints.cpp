@@ -45,5 +45,5 @@ QString GoogleEndpoints::clientId()
 
 QString GoogleEndpoints::clientSecret()
 {
-    return QStringLiteral("Xq3bTn8VwLp2KdRe5ZsYh7Ga");
+    return QStringLiteral(GDAPP_CLIENT_SECRET);
 }

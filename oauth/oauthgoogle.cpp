@@ -1,6 +1,7 @@
 #include "oauthgoogle.h"
 
 #include "appreplyhandler.h"
+#include "flowcompat.h"
 #include "googleendpoints.h"
 #include "o2settingsstore.h"
 
@@ -9,7 +10,7 @@
 
 namespace {
 const QString PassPhrase = QStringLiteral("K72R31D48P06");
-constexpr quint16 LoopbackPort = 5479;
+constexpr quint16 LoopbackPort = GDAPP_LOOPBACK_PORT;
 // A token counts as valid until this long after it has expired.
 constexpr int ExpiryMargin = 60;
 
@@ -57,13 +58,8 @@ OAuthGoogle::OAuthGoogle(const QString &name, QObject *parent)
     setReplyHandler(handler);
 
     setAuthorizationUrl(GoogleEndpoints::authorizationUrl());
-#if QT_VERSION >= QT_VERSION_CHECK(6, 9, 0)
-    setTokenUrl(GoogleEndpoints::tokenUrl());
-    setRequestedScopeTokens({ GoogleEndpoints::scope().toUtf8() });
-#else
-    setAccessTokenUrl(GoogleEndpoints::tokenUrl());
-    setScope(GoogleEndpoints::scope());
-#endif
+    FlowCompat::setTokenUrl(this, GoogleEndpoints::tokenUrl());
+    FlowCompat::setScope(this, GoogleEndpoints::scope());
     setContentType(QAbstractOAuth::ContentType::Json);
 
     connect(this, &QAbstractOAuth::statusChanged,
@@ -91,20 +87,12 @@ void OAuthGoogle::grant()
 {
     QEventLoop loop;
     connect(this, &OAuthGoogle::authenticated, &loop, &QEventLoop::quit);
-#if QT_VERSION >= QT_VERSION_CHECK(6, 9, 0)
-    connect(this, &QAbstractOAuth2::serverReportedErrorOccurred, &loop, &QEventLoop::quit);
-#else
-    connect(this, &QAbstractOAuth2::error, &loop, &QEventLoop::quit);
-#endif
+    FlowCompat::onServerError(this, &loop, &QEventLoop::quit);
 
     const QString refreshToken = m_store->value(key("refreshtoken"), QString());
     if (!refreshToken.isEmpty()) {
         setRefreshToken(refreshToken);
-#if QT_VERSION >= QT_VERSION_CHECK(6, 9, 0)
-        refreshTokens();
-#else
-        refreshAccessToken();
-#endif
+        FlowCompat::refresh(this);
     } else {
         QOAuth2AuthorizationCodeFlow::grant();
     }
@@ -123,12 +111,8 @@ bool OAuthGoogle::isAuthenticated()
 
 void OAuthGoogle::onStatusChanged(QAbstractOAuth::Status status)
 {
-    if (status != QAbstractOAuth::Status::Granted)
+    if (status != QAbstractOAuth::Status::Granted || isFailedRefresh())
         return;
-#if QT_VERSION >= QT_VERSION_CHECK(6, 9, 0)
-    if (isFailedRefresh())
-        return;
-#endif
     m_store->setValue(key("token"), token());
     m_store->setValue(key("expires"), QString::number(expirationAt().toSecsSinceEpoch()));
     m_store->setValue(key("refreshtoken"), refreshToken());
@@ -136,11 +120,11 @@ void OAuthGoogle::onStatusChanged(QAbstractOAuth::Status status)
     emit authenticated();
 }
 
-#if QT_VERSION >= QT_VERSION_CHECK(6, 9, 0)
 // Since Qt 6.9 a refresh whose answer cannot be read puts the flow back to Granted when it still
 // holds an access token. Nothing was granted: the token and its expiry are those already
 // stored (or, before the first grant of this process, the expiry is unknown). Earlier versions
-// leave the status alone, and the wait goes on; so it does here.
+// leave the status alone, and the wait goes on; so it does here. A real grant always brings a
+// new token, so the check costs earlier versions nothing.
 bool OAuthGoogle::isFailedRefresh() const
 {
     if (token() != m_store->value(key("token"), QString()))
@@ -149,7 +133,6 @@ bool OAuthGoogle::isFailedRefresh() const
             || QString::number(expirationAt().toSecsSinceEpoch())
             == m_store->value(key("expires"), QString());
 }
-#endif
 
 void OAuthGoogle::onServerError(QNetworkReply::NetworkError error, const QString &)
 {

@@ -31,9 +31,7 @@ public slots:
 
 private:
     void onStatusChanged(QAbstractOAuth::Status status);
-#if QT_VERSION >= QT_VERSION_CHECK(6, 9, 0)
     bool isFailedRefresh() const;
-#endif
     void onServerError(QNetworkReply::NetworkError error, const QString &text);
     QString key(const char *which) const;
 

@@ -11,7 +11,7 @@
 
 namespace {
 constexpr int MaxRedirects = 5;
-constexpr int LoopbackPort = 5479;
+constexpr int LoopbackPort = GDAPP_LOOPBACK_PORT;
 // A first refused code may have been a stale one; a second means the client is not recognised.
 constexpr int RefusedCodesAccepted = 1;
 
