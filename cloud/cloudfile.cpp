@@ -49,7 +49,7 @@ bool CloudFile::open(QIODevice::OpenMode mode)
         }
     }
 
-    // A failed fetch leaves the device open in the requested mode, as hosts expect.
+    // Contract: a failed fetch leaves the device open in the requested mode.
     if (!getFile())
         return false;
 
@@ -70,6 +70,7 @@ qint64 CloudFile::pos() const
     return m_position;
 }
 
+// Contract: any position up to the size is stored, a negative one too, and the answer is yes.
 bool CloudFile::seek(qint64 pos)
 {
     if (pos > m_buffer.size())
@@ -120,7 +121,8 @@ bool CloudFile::exists(const QUrl &url, QString &etag)
     CloudObject *object = getObjectFromPath(url, status);
     bool found = false;
     if (status != Cloud::NothingFound) {
-        // With only the parent folder found, the folder's etag is reported all the same.
+        // Contract: with only the parent folder found, the folder's etag is reported all the
+        // same.
         etag = object->etag();
         found = !object->isFolder();
     }
@@ -210,8 +212,8 @@ qint64 CloudFile::writeData(const char *data, qint64 len)
     if (m_writtenBytes > m_flushThreshold)
         flush();
 
-    // Hosts rely on this 32-bit result, including its odd value when the buffer did not grow
-    // by exactly len bytes.
+    // Contract: hosts rely on this 32-bit result, including its odd value when the buffer did
+    // not grow by exactly len bytes; the written-bytes count is never reset.
     const int result = m_buffer.size() == oldSize + len ? int(len) : int(oldSize - m_buffer.size());
     // Positions are 32-bit: past 2 GiB they wrap, as they always have, without overflowing.
     m_position = int(qint64(m_position) + result);

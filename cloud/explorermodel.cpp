@@ -59,7 +59,7 @@ QVariant ExplorerModel::data(const QModelIndex &index, int role) const
                     m_mimeDatabase.mimeTypeForFile(object->fileName(), QMimeDatabase::MatchDefault);
             return QIcon::fromTheme(mime.iconName());
         }
-        return pointer;
+        return pointer; // Contract: the object, in columns 1 and 2
     case Qt::UserRole:
         return pointer;
     default:
@@ -114,6 +114,8 @@ QString ExplorerModel::bytesToHuman(double bytes) const
 
 void ExplorerModel::onUpdateObjects(QList<CloudObject *> objects)
 {
+    // Contract: the objects of the listing replaced are not deleted; those of the last one go
+    // with the model.
     if (rowCount() > 0) {
         beginRemoveRows(QModelIndex(), 0, rowCount() - 1);
         m_objects.clear();

@@ -67,6 +67,8 @@ bool ExplorerSortedModel::filterAcceptsRow(int sourceRow, const QModelIndex &) c
     return false;
 }
 
+// Contract: inverted, so that with the header's initial descending indicator folders come first
+// and names run A to Z.
 bool ExplorerSortedModel::lessThan(const QModelIndex &left, const QModelIndex &right) const
 {
     const CloudObject *l = objectAt(left);

@@ -9,6 +9,8 @@ class OAuthGoogle;
 class GoogleDriveServer : public ServerInterface
 {
     Q_OBJECT
+    // Contract: the plug-in's IID is not the interface's; hosts find it by the one, cast by the
+    // other.
     Q_PLUGIN_METADATA(IID "org.tarnwick.googleinterface")
     Q_INTERFACES(ServerInterface)
 

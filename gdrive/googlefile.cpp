@@ -41,9 +41,9 @@ QUrl entryUrl(const QString &id, const QString &tail = QString())
     return QUrl(filesEndpoint() + QLatin1Char('/') + id + tail, QUrl::TolerantMode);
 }
 
-// The upload URL is built from a query object that holds the whole endpoint text as its first
-// item, so the query sent begins with an empty pair: ".../files?&uploadType=media". The
-// service accepts it and hosts have always sent it so.
+// Contract: the upload URL is built from a query object that holds the whole endpoint text as
+// its first item, so the query sent begins with an empty pair: ".../files?&uploadType=media".
+// The service accepts it and hosts have always sent it so.
 QUrl uploadUrl(const QString &endpoint, const QString &uploadType)
 {
     QUrlQuery query(endpoint + QLatin1Char('?'));
@@ -75,7 +75,8 @@ QByteArray indentedJson(const QJsonObject &object)
     return QJsonDocument(object).toJson(QJsonDocument::Indented);
 }
 
-// A new file's metadata and content as multipart/related with bare LF line ends. Qt sends a
+// Contract: a new file's metadata and content as multipart/related with bare LF line ends and a
+// fixed boundary, never checked against the content. Qt sends a
 // byte array from where it is; from a device, it would read its own copy in small pieces, which
 // costs more over HTTP/2 than this copy does.
 QByteArray multipartBody(const QJsonObject &metadata, const QByteArray &content)
@@ -121,11 +122,15 @@ CloudObject *GoogleFile::getCloudObject()
     return new GoogleFileObject;
 }
 
+// Contract: the token is used as it is, even when it has run out: authorisation is the
+// flow's business, asked by the host through cloudFile().
 QByteArray GoogleFile::bearer() const
 {
     return "Bearer " + m_oauth->token().toUtf8();
 }
 
+// Contract: uploads and the rename take the token in the local 8-bit encoding, the other
+// requests in UTF-8; the two agree for the ASCII tokens the service issues.
 QByteArray GoogleFile::bearerLocal8Bit() const
 {
     return "Bearer " + m_oauth->token().toLocal8Bit();
@@ -205,7 +210,7 @@ bool GoogleFile::listObjects(const QString &q, QList<CloudObject *> &out)
                   Progress::None, &answer))
         return false;
 
-    // Only the first page counts: no page token is sent or read.
+    // Contract: only the first page counts; no page token is sent or read.
     const QJsonArray files =
             QJsonDocument::fromJson(answer).object().value(QLatin1String("files")).toArray();
     for (const QJsonValue &file : files) {
@@ -238,7 +243,7 @@ CloudObject *GoogleFile::getObjectFromPath(const QUrl &url, int &status)
     const QStringList segments = url.path(QUrl::FullyDecoded).mid(1).split(QLatin1Char('/'));
     for (qsizetype i = 0; i < segments.size(); ++i) {
         const bool last = i == segments.size() - 1;
-        // Names go in as they are: a quote in a name makes the query malformed.
+        // Contract: names go in as they are; a quote in a name makes the query malformed.
         QString q = QStringLiteral("'%1' in parents and name='%2' and trashed=false")
                             .arg(parentId, segments.at(i));
         if (!last)
@@ -253,7 +258,7 @@ CloudObject *GoogleFile::getObjectFromPath(const QUrl &url, int &status)
         }
         delete current;
         current = static_cast<GoogleFileObject *>(found.takeFirst());
-        qDeleteAll(found); // the first match wins
+        qDeleteAll(found); // Contract: the first match wins
         parentId = current->id();
         ids.append(parentId);
     }
@@ -382,7 +387,7 @@ bool GoogleFile::copy(const QUrl &from, const QUrl &to)
         return false;
     m_fileId = object->id();
 
-    // Only the destination's name counts: the copy lands in the source's folder.
+    // Contract: only the destination's name counts; the copy lands in the source's folder.
     const QJsonObject metadata {
         { QStringLiteral("name"), to.fileName(QUrl::FullyDecoded) },
         { QStringLiteral("parents"), QJsonArray { object->parent() } },
@@ -397,7 +402,8 @@ bool GoogleFile::copy(const QUrl &from, const QUrl &to)
 
 bool GoogleFile::rename(const QUrl &from, const QUrl &to)
 {
-    // An existing destination goes first; one that is not found lets the rename go on.
+    // Contract: an existing destination goes first, a folder too; one that is not found lets
+    // the rename go on.
     if (!remove(to) && errorCode() != Cloud::PathNotFound)
         return false;
 

@@ -61,7 +61,7 @@ void GoogleFileObject::from(const QUrl &url, QNetworkReply *reply)
 {
     m_filePath = url.path(QUrl::FullyDecoded);
     m_contentType = QString::fromUtf8(reply->rawHeader("mimeType"));
-    // Unlike the JSON form, the header form compares the folder type exactly.
+    // Contract: unlike the JSON form, the header form compares the folder type exactly.
     m_isFolder = m_contentType == Drive::FolderType;
     m_bytes = reply->rawHeader("size").toULongLong();
     QDateTime modified =

@@ -4,8 +4,9 @@
 #include <QSettings>
 
 namespace {
-// The raw SHA-1 digest is read as if it were decimal text. This is not a sound key derivation,
-// but every token already stored was enciphered with the key it gives, so it stays as it is.
+// Contract: the raw SHA-1 digest is read as if it were decimal text. This is not a sound key
+// derivation, but every token already stored was enciphered with the key it gives, so it stays as
+// it is.
 quint64 getHash(const QString &encryptionKey)
 {
     return QCryptographicHash::hash(encryptionKey.toLatin1(), QCryptographicHash::Sha1)

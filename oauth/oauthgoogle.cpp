@@ -30,7 +30,8 @@ void modifyParameters(QAbstractOAuth::Stage stage, QMultiMap<QString, QVariant> 
         break;
     }
     case QAbstractOAuth::Stage::RefreshingAccessToken:
-        // The flow leaves the client out of refresh requests; the token endpoint wants it.
+        // Contract: added even when the flow put them there already; the token endpoint wants
+        // the client in refresh requests.
         parameters->insert(QStringLiteral("client_id"), GoogleEndpoints::clientId());
         parameters->insert(QStringLiteral("client_secret"), GoogleEndpoints::clientSecret());
         break;
@@ -96,13 +97,14 @@ void OAuthGoogle::grant()
     } else {
         QOAuth2AuthorizationCodeFlow::grant();
     }
-    // No time-out: a consent the user never gives keeps the caller waiting.
+    // Contract: no time-out; a consent the user never gives keeps the caller waiting.
     loop.exec();
 }
 
 bool OAuthGoogle::isAuthenticated()
 {
-    // The margin is added, not subtracted: a token counts until a minute after it expired.
+    // Contract: the margin is added, not subtracted; a token counts until a minute after it
+    // expired.
     if (expirationAt().addSecs(ExpiryMargin) > QDateTime::currentDateTime())
         return m_granted;
     QMetaObject::invokeMethod(this, "grant", Qt::AutoConnection);
@@ -137,7 +139,8 @@ bool OAuthGoogle::isFailedRefresh() const
 void OAuthGoogle::onServerError(QNetworkReply::NetworkError error, const QString &)
 {
     m_store->setValue(key("refreshtoken"), QString());
-    // The token endpoint refused the refresh token: ask the user again.
+    // Contract: the token endpoint refused the code or refresh token (400): ask the user again,
+    // in a wait nested inside the running one. Other failures leave the wait running.
     if (error == QNetworkReply::ProtocolInvalidOperationError)
         grant();
 }

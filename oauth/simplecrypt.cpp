@@ -160,8 +160,8 @@ QString SimpleCrypt::encryptToString(QByteArray plaintext)
     return QString::fromLatin1(encryptToByteArray(plaintext).toBase64());
 }
 
-// Takes the integrity field off the front of body and checks it. When both flags are set the
-// CRC wins.
+// Takes the integrity field off the front of body and checks it. Contract: when both flags are
+// set the CRC wins.
 bool SimpleCrypt::checkIntegrity(QByteArray &body, char flags)
 {
     if (flags & FlagCrc16) {
@@ -190,7 +190,7 @@ QByteArray SimpleCrypt::decryptToByteArray(QByteArray cipher)
         return QByteArray();
     }
     if (cipher.at(0) != Version) {
-        qWarning() << "Invalid version or not a cyphertext.";
+        qWarning() << "Invalid version or not a cyphertext."; // Contract: spelt so
         m_lastStatus = CipherBadFormat;
         return QByteArray();
     }
@@ -221,6 +221,8 @@ QString SimpleCrypt::decryptToString(const QString &cipher)
     return QString::fromUtf8(decryptToByteArray(cipher));
 }
 
+// Contract: raw cipher bytes in, unlike encryptToString(QByteArray), which gives base64 text:
+// the two byte-array forms are not inverse to each other.
 QString SimpleCrypt::decryptToString(QByteArray cipher)
 {
     return QString::fromUtf8(decryptToByteArray(cipher));

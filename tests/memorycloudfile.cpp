@@ -1,6 +1,7 @@
 #include "memorycloudfile.h"
 
 #include <QCryptographicHash>
+#include <QTimeZone>
 
 namespace {
 QString joinPath(const QString &folder, const QString &name)
@@ -39,7 +40,7 @@ MemoryObject::MemoryObject(const QString &path, const MemoryStore::Entry &entry)
     m_bytes = quint64(entry.data.size());
     m_contentType = entry.folder ? QStringLiteral("inode/directory")
                                  : QStringLiteral("application/octet-stream");
-    m_lastModified = QDateTime(QDate(2021, 4, 13), QTime(7, 41, 40), Qt::UTC);
+    m_lastModified = QDateTime(QDate(2021, 4, 13), QTime(7, 41, 40), QTimeZone::utc());
     m_etag = entry.folder
             ? QStringLiteral("folder:") + path
             : QString::fromLatin1(

@@ -112,8 +112,7 @@ void TestEmulatorLanguage::queryRejects_data()
     QTest::newRow("stray character") << "name = 'a' ;";
     QTest::newRow("fullText") << "fullText contains 'a'";
     // Found by fuzzing: nesting this deep used to exhaust the stack.
-    QTest::newRow("nested too deep")
-            << QString(100000, QLatin1Char('(')) + "trashed=false"
+    QTest::newRow("nested too deep") << QString(100000, QLatin1Char('(')) + "trashed=false"
                     + QString(100000, QLatin1Char(')'));
     QTest::newRow("negated too often") << QStringLiteral("not ").repeated(100000) + "trashed=false";
     QTest::newRow("too many terms")

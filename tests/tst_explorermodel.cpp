@@ -3,6 +3,7 @@
 #include <QAbstractItemModelTester>
 #include <QIcon>
 #include <QSignalSpy>
+#include <QTimeZone>
 #include <QtTest>
 
 namespace {
@@ -17,7 +18,7 @@ public:
         m_fileName = name;
         m_isFolder = folder;
         m_bytes = bytes;
-        m_lastModified = QDateTime(QDate(2021, 4, 13), QTime(7, 41), Qt::UTC);
+        m_lastModified = QDateTime(QDate(2021, 4, 13), QTime(7, 41), QTimeZone::utc());
         ++g_alive;
     }
     ~Entry() override { --g_alive; }

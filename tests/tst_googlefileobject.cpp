@@ -4,6 +4,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QNetworkReply>
+#include <QTimeZone>
 #include <QtTest>
 
 using Headers = QList<QPair<QByteArray, QByteArray>>;
@@ -81,7 +82,7 @@ void TestGoogleFileObject::fromJson_data()
     QTest::addColumn<QDateTime>("modified");
     QTest::addColumn<QString>("etag");
 
-    const QDateTime instant(QDate(2021, 4, 13), QTime(7, 41, 40, 959), Qt::UTC);
+    const QDateTime instant(QDate(2021, 4, 13), QTime(7, 41, 40, 959), QTimeZone::utc());
     QTest::newRow("file") << QByteArray(
             R"({"id":"F1","name":"a.txt","mimeType":"text/plain","size":"12345",
                                            "modifiedTime":"2021-04-13T07:41:40.959Z","md5Checksum":"abc"})")
@@ -105,8 +106,8 @@ void TestGoogleFileObject::fromJson_data()
                                        << "" << false << quint64(0) << QDateTime() << "";
     QTest::newRow("time without milliseconds")
             << QByteArray(R"({"modifiedTime":"2021-04-13T07:41:40Z"})") << ""
-            << "" << false << quint64(0) << QDateTime(QDate(2021, 4, 13), QTime(7, 41, 40), Qt::UTC)
-            << "";
+            << "" << false << quint64(0)
+            << QDateTime(QDate(2021, 4, 13), QTime(7, 41, 40), QTimeZone::utc()) << "";
 }
 
 void TestGoogleFileObject::fromJson()
@@ -146,7 +147,8 @@ void TestGoogleFileObject::fromHeaders_data()
                                        { "modifiedTime", "Tue, 13 Apr 2021 07:41:40 GMT" },
                                        { "md5Checksum", "abc" } }
                           << "text/plain" << false << quint64(42)
-                          << QDateTime(QDate(2021, 4, 13), QTime(7, 41, 40), Qt::UTC) << "abc";
+                          << QDateTime(QDate(2021, 4, 13), QTime(7, 41, 40), QTimeZone::utc())
+                          << "abc";
     QTest::newRow("folder, exact type") << Headers { { "mimeType", Folder.toLatin1() } } << Folder
                                         << true << quint64(0) << QDateTime() << "";
     // Unlike the JSON form, letter case counts here.

@@ -6,7 +6,7 @@ GDAPP_ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 # What building and testing need on Debian 12.
 GDAPP_BUILD_PACKAGES=(
     cmake ninja-build g++ pkg-config
-    qt6-base-dev qt6-base-dev-tools qt6-networkauth-dev qt6-httpserver-dev
+    qt6-base-dev qt6-base-dev-tools qt6-networkauth-dev
     qt6-tools-dev qt6-tools-dev-tools qt6-l10n-tools libgl-dev libssl-dev
     qt6-qpa-plugins curl
 )

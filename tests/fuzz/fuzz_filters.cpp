@@ -13,7 +13,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         qputenv("QT_QPA_PLATFORM", "offscreen");
         return new QApplication(argc, argv);
     }();
-    static MemoryCloudFile file(QSharedPointer<MemoryStore>::create(), QUrl(QStringLiteral("memory:/")));
+    static MemoryCloudFile file(QSharedPointer<MemoryStore>::create(),
+                                QUrl(QStringLiteral("memory:/")));
     static CloudFileDialog *dialog =
             new CloudFileDialog(QString(), false, &file, nullptr, Qt::WindowFlags());
     Q_UNUSED(application);

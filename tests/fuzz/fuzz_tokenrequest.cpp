@@ -7,15 +7,16 @@
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     static TokenRegistry tokens;
-    static OAuthService service(tokens, { QStringLiteral("client"), QStringLiteral("secret"), true });
+    static OAuthService service(tokens,
+                                { QStringLiteral("client"), QStringLiteral("secret"), true });
     if (size == 0)
         return 0;
     HttpRequest request;
     request.method = "POST";
     request.target = request.path = "/o/oauth2/token";
     request.version = "HTTP/1.1";
-    static const char *const types[] = { "application/x-www-form-urlencoded",
-                                         "application/json", "text/plain", "" };
+    static const char *const types[] = { "application/x-www-form-urlencoded", "application/json",
+                                         "text/plain", "" };
     request.headers.append(qMakePair(QByteArray("Content-Type"), QByteArray(types[data[0] % 4])));
     request.body = QByteArray(reinterpret_cast<const char *>(data) + 1, qsizetype(size - 1));
     service.handle(request);

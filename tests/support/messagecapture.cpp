@@ -21,8 +21,7 @@ void MessageCapture::clear()
     m_debug.clear();
 }
 
-void MessageCapture::collect(QtMsgType type, const QMessageLogContext &context,
-                             const QString &text)
+void MessageCapture::collect(QtMsgType type, const QMessageLogContext &context, const QString &text)
 {
     const QLatin1String category(context.category ? context.category : "default");
     s_current->m_messages.append(category + QLatin1String(": ") + text);

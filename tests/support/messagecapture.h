@@ -13,7 +13,7 @@ public:
     ~MessageCapture();
 
     QStringList messages() const { return m_messages; } // "category: text"
-    QStringList debugLines() const { return m_debug; }  // the default category's debug texts
+    QStringList debugLines() const { return m_debug; } // the default category's debug texts
     void clear();
 
 private:

@@ -170,10 +170,10 @@ bool TlsFrontEnd::start(quint16 backendPort)
         QThread::msleep(50);
     if (m_nginx.state() == QProcess::NotRunning || deadline.hasExpired()) {
         QFile log(m_folder.filePath(QStringLiteral("error.log")));
-        log.open(QIODevice::ReadOnly);
+        const QByteArray logged = log.open(QIODevice::ReadOnly) ? log.readAll() : QByteArray();
         m_error = QStringLiteral("nginx did not start: %1 %2")
                           .arg(QString::fromLocal8Bit(m_nginx.readAll()),
-                               QString::fromLocal8Bit(log.readAll()));
+                               QString::fromLocal8Bit(logged));
         stop();
         return false;
     }

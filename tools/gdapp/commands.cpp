@@ -53,6 +53,28 @@ QString folderOf(const QUrl &url)
     const QString folder = url.path().section(QLatin1Char('/'), 0, -2);
     return folder.isEmpty() ? QStringLiteral("/") : folder;
 }
+
+// Why cp refuses a pair of URLs before asking the service anything, or nothing.
+QString copyRefusal(const QUrl &from, const QUrl &to)
+{
+    // The service copies beside the source whatever folder the destination names.
+    if (folderOf(from) != folderOf(to))
+        return QStringLiteral("a copy is made beside its source: give a destination in %1")
+                .arg(folderOf(from));
+    return QString();
+}
+
+// The same for mv. The plug-in removes the destination before it renames: onto itself, the file
+// would go.
+QString renameRefusal(const QUrl &from, const QUrl &to)
+{
+    if (from.path() == to.path())
+        return QStringLiteral("source and destination are the same");
+    if (folderOf(from) != folderOf(to))
+        return QStringLiteral("mv renames within a folder: give a destination in %1")
+                .arg(folderOf(from));
+    return QString();
+}
 } // namespace
 
 Commands::Commands(const QCommandLineParser &parser, ProviderSession &session,
@@ -71,14 +93,6 @@ QUrl Commands::remoteUrl(const QString &text, int *exitCode) const
         return QUrl();
     }
     return url;
-}
-
-bool Commands::remoteUrlPair(const QStringList &arguments, QUrl *from, QUrl *to,
-                             int *exitCode) const
-{
-    *from = remoteUrl(arguments.at(0), exitCode);
-    *to = remoteUrl(arguments.at(1), exitCode);
-    return !from->isEmpty() && !to->isEmpty();
 }
 
 std::unique_ptr<CloudFile> Commands::cloudFile(const QUrl &url, int *exitCode)
@@ -211,12 +225,12 @@ int Commands::get(const QStringList &arguments)
     // Written beside the target and renamed over it once complete.
     QSaveFile local(target);
     QFile standardOutput;
-    QIODevice *sink = &local;
-    if (toStandardOutput) {
-        standardOutput.open(stdout, QIODevice::WriteOnly);
-        sink = &standardOutput;
-    } else if (!local.open(QIODevice::WriteOnly)) {
-        return m_reporter.fail(QStringLiteral("%1: %2").arg(target, local.errorString()), Failure);
+    QFileDevice *sink = toStandardOutput ? static_cast<QFileDevice *>(&standardOutput) : &local;
+    const bool opened = toStandardOutput ? standardOutput.open(stdout, QIODevice::WriteOnly)
+                                         : local.open(QIODevice::WriteOnly);
+    if (!opened) {
+        const QString where = toStandardOutput ? QStringLiteral("standard output") : target;
+        return m_reporter.fail(QStringLiteral("%1: %2").arg(where, sink->errorString()), Failure);
     }
     QByteArray chunk;
     while (!(chunk = remote.file->read(ChunkSize)).isEmpty()) {
@@ -297,19 +311,27 @@ int Commands::put(const QStringList &arguments)
     return Success;
 }
 
+std::unique_ptr<CloudFile> Commands::beginPair(const QStringList &arguments, Refusal refusal,
+                                               QUrl *from, QUrl *to, int *exitCode)
+{
+    *from = remoteUrl(arguments.at(0), exitCode);
+    *to = remoteUrl(arguments.at(1), exitCode);
+    if (from->isEmpty() || to->isEmpty())
+        return nullptr;
+    const QString refused = refusal(*from, *to);
+    if (!refused.isEmpty()) {
+        *exitCode = m_reporter.usage(refused);
+        return nullptr;
+    }
+    return cloudFile(*from, exitCode);
+}
+
 int Commands::cp(const QStringList &arguments)
 {
     int exitCode = Success;
     QUrl from;
     QUrl to;
-    if (!remoteUrlPair(arguments, &from, &to, &exitCode))
-        return exitCode;
-    // The service copies beside the source whatever folder the destination names.
-    if (folderOf(from) != folderOf(to))
-        return m_reporter.usage(
-                QStringLiteral("a copy is made beside its source: give a destination in %1")
-                        .arg(folderOf(from)));
-    auto file = cloudFile(from, &exitCode);
+    const auto file = beginPair(arguments, &copyRefusal, &from, &to, &exitCode);
     if (!file)
         return exitCode;
     switch (kindAt(*file, to, &exitCode)) {
@@ -335,16 +357,7 @@ int Commands::mv(const QStringList &arguments)
     int exitCode = Success;
     QUrl from;
     QUrl to;
-    if (!remoteUrlPair(arguments, &from, &to, &exitCode))
-        return exitCode;
-    // The plug-in removes the destination before it renames: onto itself, the file would go.
-    if (from.path() == to.path())
-        return m_reporter.usage(QStringLiteral("source and destination are the same"));
-    if (folderOf(from) != folderOf(to))
-        return m_reporter.usage(
-                QStringLiteral("mv renames within a folder: give a destination in %1")
-                        .arg(folderOf(from)));
-    auto file = cloudFile(from, &exitCode);
+    const auto file = beginPair(arguments, &renameRefusal, &from, &to, &exitCode);
     if (!file)
         return exitCode;
     if (!resolve(*file, from, &exitCode))

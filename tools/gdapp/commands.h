@@ -48,7 +48,11 @@ private:
 
     bool begin(const QString &text, Lookup lookup, Target *target, int *exitCode);
     QUrl remoteUrl(const QString &text, int *exitCode) const;
-    bool remoteUrlPair(const QStringList &arguments, QUrl *from, QUrl *to, int *exitCode) const;
+    // Why a command refuses a pair of URLs before asking the service anything, or nothing.
+    using Refusal = QString (*)(const QUrl &from, const QUrl &to);
+    // The prologue of cp and mv: two URLs that the command accepts, and a cloud file.
+    std::unique_ptr<CloudFile> beginPair(const QStringList &arguments, Refusal refusal, QUrl *from,
+                                         QUrl *to, int *exitCode);
     std::unique_ptr<CloudFile> cloudFile(const QUrl &url, int *exitCode);
     // The entry at url, or null with the failure reported through *exitCode.
     std::unique_ptr<CloudObject> resolve(CloudFile &file, const QUrl &url, int *exitCode) const;
