@@ -1,3 +1,7 @@
+// SPDX-FileCopyrightText: 2026 Tarnwick developers <dev@tarnwick.invalid>
+//
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 #ifndef BENCHRUNNER_H
 #define BENCHRUNNER_H
 

@@ -1,3 +1,7 @@
+// SPDX-FileCopyrightText: 2026 Tarnwick developers <dev@tarnwick.invalid>
+//
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 // A reference for the transfer benchmarks that does nothing but serve or discard bytes, so that
 // what is measured against it is the client's own cost: every GET answers the file given with
 // sendfile(), every other request has its body read and dropped, then answers 200 with a small

@@ -1,25 +1,61 @@
 #!/usr/bin/env bash
-# The install rules and the Debian package: plug-in under Qt's plug-in folder in tarnwick/,
-# gdapp and drive-emulator in bin/.
+
+# SPDX-FileCopyrightText: 2026 Tarnwick developers <dev@tarnwick.invalid>
+#
+# SPDX-License-Identifier: LGPL-2.1-or-later
+
+# The install rules and the Debian packages: what goes where, what lintian (Debian's own checker)
+# says of the packages, and the packaged gdapp and manual pages used from an unpacked copy.
+# Exits 77 (skipped) when lintian is not installed, having checked the rest.
 #   packaging.sh BUILD_DIR PLUGIN_DIR
 set -euo pipefail
 build=$1
 plugin_dir=$2
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
+fail() {
+    echo "$*" >&2
+    exit 1
+}
 
 cmake --install "$build" --prefix "$scratch/prefix" >/dev/null
-for file in "$plugin_dir/libgdrive.so" bin/gdapp bin/drive-emulator; do
-    [ -f "$scratch/prefix/$file" ] || { echo "missing after install: $file" >&2; exit 1; }
+for file in "$plugin_dir/libgdrive.so" bin/gdapp bin/drive-emulator share/man/man1/gdapp.1.gz \
+    share/man/man1/drive-emulator.1.gz share/bash-completion/completions/gdapp \
+    share/doc/gdapp/copyright share/doc/gdapp/changelog.gz; do
+    [ -f "$scratch/prefix/$file" ] || fail "missing after install: $file"
 done
 # The installed host finds the installed plug-in by itself.
 env -u GDAPP_PLUGIN_PATH "$scratch/prefix/bin/gdapp" --help >/dev/null
 
 (cd "$scratch" && cpack --config "$build/CPackConfig.cmake" -B "$scratch/package" >/dev/null)
-deb=$(ls "$scratch"/package/*.deb)
-contents=$(dpkg-deb -c "$deb")
-for file in "./usr/$plugin_dir/libgdrive.so" ./usr/bin/gdapp ./usr/bin/drive-emulator; do
-    grep -qF "$file" <<<"$contents" || { echo "missing from $deb: $file" >&2; exit 1; }
+deb=$(ls "$scratch"/package/gdapp_*.deb)
+ddeb=$(ls "$scratch"/package/gdapp-dbgsym_*.ddeb)
+dpkg-deb -f "$deb" Depends | grep -q 'libc6' || fail "$deb: no dependencies computed from the binaries"
+dpkg-deb -f "$ddeb" Depends | grep -qF "gdapp (= $(dpkg-deb -f "$deb" Version))" \
+    || fail "$ddeb: not tied to its package"
+
+# Used from the package's own files, unpacked into a root of their own.
+root="$scratch/root"
+dpkg-deb -x "$deb" "$root"
+env -u GDAPP_PLUGIN_PATH "$root/usr/bin/gdapp" --help | grep -q 'open-dialog' \
+    || fail "the packaged gdapp does not answer --help"
+for page in gdapp drive-emulator; do
+    MANWIDTH=80 man --warnings -l "$root/usr/share/man/man1/$page.1.gz" 2>"$scratch/man.err" \
+        | grep -q 'EXIT STATUS' || fail "man -l $page.1.gz: $(cat "$scratch/man.err")"
+    [ -s "$scratch/man.err" ] && fail "man -l $page.1.gz warns: $(cat "$scratch/man.err")"
 done
-dpkg-deb -f "$deb" Package Depends | grep -q libqt6networkauth6
-echo "installed and packaged: $(basename "$deb")"
+bash -n "$root/usr/share/bash-completion/completions/gdapp" || fail "the completion does not parse"
+
+if ! command -v lintian >/dev/null; then
+    echo "lintian is not installed (Debian package lintian): the packages were not checked"
+    exit 77
+fi
+for package in "$deb" "$ddeb"; do
+    lintian --tag-display-limit 0 "$package" 2>&1 | grep -v '^running with root privileges' \
+        >"$scratch/lintian" || true
+    if grep -qE '^[EW]: ' "$scratch/lintian"; then
+        cat "$scratch/lintian" >&2
+        fail "lintian: errors or warnings on $(basename "$package")"
+    fi
+done
+echo "installed and packaged, lintian-clean: $(basename "$deb") $(basename "$ddeb")"

@@ -1,3 +1,7 @@
+// SPDX-FileCopyrightText: 2026 Tarnwick developers <dev@tarnwick.invalid>
+//
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 // A host compiled against its own copy of the provider headers, written from the declared
 // order of fields and virtual functions, with no meta-object code. It must reach the plug-in's
 // objects through the same vtable slots and field offsets. Nothing of the project's own

@@ -1,3 +1,7 @@
+# SPDX-FileCopyrightText: 2026 Tarnwick developers <dev@tarnwick.invalid>
+#
+# SPDX-License-Identifier: LGPL-2.1-or-later
+
 # Shared by the scripts in scripts/: package installation and the build.
 # shellcheck shell=bash
 
@@ -11,8 +15,9 @@ GDAPP_BUILD_PACKAGES=(
     qt6-qpa-plugins curl
 )
 
-# What the tests use besides: the TLS front end and its throwaway certificates.
-GDAPP_TEST_PACKAGES=(nginx-light openssl)
+# What the tests use besides: the TLS front end and its throwaway certificates; the package's
+# dependencies, its checker and its manual pages; the licence checker.
+GDAPP_TEST_PACKAGES=(nginx-light openssl dpkg-dev lintian man-db reuse)
 
 say() { printf '==> %s\n' "$*" >&2; }
 

@@ -1,3 +1,7 @@
+// SPDX-FileCopyrightText: 2026 Tarnwick developers <dev@tarnwick.invalid>
+//
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 // The consent step as a person performs it: gdapp opens the emulator's consent page in a
 // headless Chromium, the test clicks Allow or Deny, and the answer travels back through the
 // plug-in's loopback listener.

@@ -1,3 +1,7 @@
+// SPDX-FileCopyrightText: 2026 Tarnwick developers <dev@tarnwick.invalid>
+//
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 // The service's JSON answers as the back end reads them: a listing's "files" entries, each made
 // a file object, and a creation answer that a folder object moves down into.
 #include "googlefileobject.h"

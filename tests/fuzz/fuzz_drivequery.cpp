@@ -1,3 +1,7 @@
+// SPDX-FileCopyrightText: 2026 Tarnwick developers <dev@tarnwick.invalid>
+//
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 // The emulator's "q" language: parse anything, and evaluate what parses against an entry.
 #include "driveentry.h"
 #include "drivequery.h"

@@ -1,3 +1,7 @@
+// SPDX-FileCopyrightText: 2026 Tarnwick developers <dev@tarnwick.invalid>
+//
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 // The emulator's "fields" selections: parse anything, and apply what parses to a listing.
 #include "fieldselection.h"
 

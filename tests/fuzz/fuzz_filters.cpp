@@ -1,3 +1,7 @@
+// SPDX-FileCopyrightText: 2026 Tarnwick developers <dev@tarnwick.invalid>
+//
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 // The chooser's filter strings: entries split on ";;" or new lines, patterns out of each entry.
 #include "cloudfiledialog.h"
 #include "memorycloudfile.h"

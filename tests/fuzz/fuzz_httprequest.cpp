@@ -1,3 +1,7 @@
+// SPDX-FileCopyrightText: 2026 Tarnwick developers <dev@tarnwick.invalid>
+//
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 // Every byte a client sends goes through the emulator's request parser: the input is fed in
 // pieces whose sizes the first byte chooses, as a socket would deliver it, with bodies of known
 // length written straight into their buffers as the connection does.

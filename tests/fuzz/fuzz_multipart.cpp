@@ -1,3 +1,7 @@
+// SPDX-FileCopyrightText: 2026 Tarnwick developers <dev@tarnwick.invalid>
+//
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 // Upload bodies: the first line of the input is the boundary, the rest the body.
 #include "multipartbody.h"
 

@@ -1,3 +1,7 @@
+// SPDX-FileCopyrightText: 2026 Tarnwick developers <dev@tarnwick.invalid>
+//
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 // Decrypting whatever a settings file may hold: bytes and their base64 text form.
 #include "simplecrypt.h"
 

@@ -1,3 +1,7 @@
+// SPDX-FileCopyrightText: 2026 Tarnwick developers <dev@tarnwick.invalid>
+//
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
 // Token requests: form or JSON bodies of any shape to the token endpoint, with a valid refresh
 // token and authorization code on offer so that the grant paths are reached too.
 #include "httprequest.h"
