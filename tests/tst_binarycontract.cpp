@@ -8,7 +8,6 @@
 // framework is linked into this test.
 #include "consentbrowser.h"
 #include "emulatorprocess.h"
-#include "testsettings.h"
 
 #include <QCryptographicHash>
 #include <QDateTime>
@@ -116,9 +115,7 @@ private:
 
 void TestBinaryContract::initTestCase()
 {
-    TestSettings::isolate(QStringLiteral("tst_binarycontract"));
-    QVERIFY(m_emulator.start({ QStringLiteral("--auto-approve") }));
-    m_emulator.exportEnvironment();
+    QVERIFY(m_emulator.startForTheFlow(QStringLiteral("tst_binarycontract")));
 }
 
 void TestBinaryContract::cleanupTestCase()
@@ -211,9 +208,7 @@ void TestBinaryContract::hostCallsThePluginThroughItsOwnHeaders()
     QVERIFY(created->flush());
     QVERIFY(!progress.isEmpty());
     QCOMPARE(progress.last().at(0).toInt(), 100);
-    QCOMPARE(m_emulator.content(m_emulator.fileAt(QStringLiteral("/made/new.txt"))
-                                        .value(QStringLiteral("id"))
-                                        .toString()),
+    QCOMPARE(m_emulator.content(idOf(m_emulator.fileAt(QStringLiteral("/made/new.txt")))),
              QByteArray("written by the host"));
 
     QVERIFY(created->rename(QUrl(QStringLiteral("gdapp:/made/renamed.txt"))));

@@ -29,29 +29,22 @@ private slots:
     void open();
     void failedFetchLeavesTheDeviceOpen();
     void closeDoesNotStore();
-    void readsTheBuffer();
-    void writeInsertsAtThePosition();
-    void writtenBytesAreCountedAndNeverReset();
-    void zeroThresholdFlushesEveryWrite();
-    void defaultThresholdFlushesOnlyWhenExceeded();
-    void negativeThresholdIsZero();
+    void writesInsertAtThePosition_data();
+    void writesInsertAtThePosition();
+    void flushesOnceTheThresholdIsPassed_data();
+    void flushesOnceTheThresholdIsPassed();
     void writeResultWhenTheBufferDoesNotGrowByLen_data();
     void writeResultWhenTheBufferDoesNotGrowByLen();
     void seekLimits();
     void readsClipLikeMid_data();
     void readsClipLikeMid();
-    void writeBeforeTheStartChangesNothing();
-    void resetGoesBackToTheStart();
     void setProgress_data();
     void setProgress();
-    void abortEmitsOperationAborted();
     void exists_data();
     void exists();
     void renameCopiesThenRemoves();
     void renameStopsWhenTheCopyFails();
     void removeClosesFirst();
-    void isMode();
-    void overwriteFlag();
 
 private:
     QSharedPointer<MemoryStore> m_store;
@@ -129,80 +122,69 @@ void TestCloudFile::closeDoesNotStore()
     QVERIFY(!m_store->calls.contains(QStringLiteral("put /new.txt")));
 }
 
-void TestCloudFile::readsTheBuffer()
+// Writes go where the position is, even before the start: there nothing is written.
+void TestCloudFile::writesInsertAtThePosition_data()
 {
-    MemoryCloudFile file(m_store, fileUrl());
-    QVERIFY(file.open(QIODevice::ReadOnly));
-    QCOMPARE(file.read(6), QByteArrayLiteral("remote"));
-    QCOMPARE(file.readAll(), QByteArrayLiteral(" content"));
-    QCOMPARE(file.read(1), QByteArray());
+    QTest::addColumn<qint64>("position");
+    QTest::addColumn<QByteArray>("buffer");
+    QTest::addColumn<qint64>("written");
 
-    QVERIFY(file.seek(7));
-    QCOMPARE(file.readAll(), QByteArrayLiteral("content"));
+    QTest::newRow("end") << qint64(14) << QByteArray("remote contentXY") << qint64(2);
+    QTest::newRow("middle") << qint64(6) << QByteArray("remoteXY content") << qint64(2);
+    QTest::newRow("before the start") << qint64(-1) << Remote << qint64(0);
 }
 
-void TestCloudFile::writeInsertsAtThePosition()
+void TestCloudFile::writesInsertAtThePosition()
 {
+    QFETCH(qint64, position);
+    QFETCH(qint64, written);
+
     MemoryCloudFile file(m_store, fileUrl());
-    QVERIFY(file.open(QIODevice::ReadWrite));
-    QCOMPARE(file.write("abcdef"), qint64(6));
-    QCOMPARE(file.pos(), qint64(6));
-    QVERIFY(file.seek(3));
-    QCOMPARE(file.write("XY"), qint64(2));
-    QCOMPARE(file.buffer(), QByteArrayLiteral("abcXYdef"));
-    QCOMPARE(file.pos(), qint64(5));
+    QVERIFY(file.open(QIODevice::ReadWrite | QIODevice::Append));
+    QVERIFY(file.seek(position));
+    QCOMPARE(file.write("XY"), written);
+    QTEST(file.buffer(), "buffer");
+    QCOMPARE(file.pos(), position + written);
 }
 
-void TestCloudFile::writtenBytesAreCountedAndNeverReset()
+// Past the threshold, every write stores the whole buffer. The count of bytes written spans
+// every open of the device and is never reset.
+void TestCloudFile::flushesOnceTheThresholdIsPassed_data()
 {
-    MemoryCloudFile file(m_store, fileUrl());
+    QTest::addColumn<qint64>("threshold"); // -1: left as it is
+    QTest::addColumn<qint64>("writtenBefore");
+    QTest::addColumn<QList<int>>("storesAfterEachWrite");
+
+    const QList<int> everyWrite { 1, 2, 3 };
+    QTest::newRow("zero") << qint64(0) << qint64(0) << everyWrite;
+    QTest::newRow("negative is zero") << qint64(-5) << qint64(0) << everyWrite;
+    QTest::newRow("passed on the second write") << qint64(1) << qint64(0) << QList<int> { 0, 1, 2 };
+    // Stand in for a gigabyte already written rather than allocating one.
+    QTest::newRow("default: a gigabyte, reached and then passed")
+            << qint64(-1) << qint64(1073741823) << QList<int> { 0, 1, 2 };
+}
+
+void TestCloudFile::flushesOnceTheThresholdIsPassed()
+{
+    QFETCH(qint64, threshold);
+    QFETCH(qint64, writtenBefore);
+    QFETCH(QList<int>, storesAfterEachWrite);
+
+    MemoryCloudFile file(m_store, fileUrl(QStringLiteral("/new.txt")));
+    if (threshold != -1)
+        file.setFlushThreshold(threshold);
+    file.setWrittenBytes(writtenBefore);
     QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write("12345");
-    QCOMPARE(file.writtenBytes(), qint64(5));
-    QVERIFY(file.flush());
+    for (int stores : storesAfterEachWrite) {
+        file.write("x");
+        QCOMPARE(m_store->calls.count(QStringLiteral("put /new.txt")), stores);
+    }
+    if (storesAfterEachWrite.constLast() > 0)
+        QCOMPARE(m_store->entries.value(QStringLiteral("/new.txt")).data, QByteArray("xxx"));
+
     file.close();
     QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write("678");
-    QCOMPARE(file.writtenBytes(), qint64(8));
-}
-
-void TestCloudFile::zeroThresholdFlushesEveryWrite()
-{
-    MemoryCloudFile file(m_store, fileUrl(QStringLiteral("/new.txt")));
-    file.setFlushThreshold(0);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write("a");
-    QCOMPARE(m_store->calls.count(QStringLiteral("put /new.txt")), 1);
-    QCOMPARE(m_store->entries.value(QStringLiteral("/new.txt")).data, QByteArrayLiteral("a"));
-    file.write("b");
-    QCOMPARE(m_store->calls.count(QStringLiteral("put /new.txt")), 2);
-    QCOMPARE(m_store->entries.value(QStringLiteral("/new.txt")).data, QByteArrayLiteral("ab"));
-}
-
-void TestCloudFile::defaultThresholdFlushesOnlyWhenExceeded()
-{
-    MemoryCloudFile file(m_store, fileUrl(QStringLiteral("/new.txt")));
-    QCOMPARE(file.flushThreshold(), qint64(1073741824));
-    QVERIFY(file.open(QIODevice::WriteOnly));
-
-    // Stand in for a gigabyte already written rather than allocating one.
-    file.setWrittenBytes(1073741823);
-    file.write("x"); // reaches the threshold: not above it yet
-    QCOMPARE(m_store->calls.count(QStringLiteral("put /new.txt")), 0);
-    file.write("y");
-    QCOMPARE(m_store->calls.count(QStringLiteral("put /new.txt")), 1);
-    file.write("z"); // every later write flushes again
-    QCOMPARE(m_store->calls.count(QStringLiteral("put /new.txt")), 2);
-    QCOMPARE(file.writtenBytes(), qint64(1073741826));
-}
-
-void TestCloudFile::negativeThresholdIsZero()
-{
-    MemoryCloudFile file(m_store, fileUrl());
-    file.setFlushThreshold(-5);
-    QCOMPARE(file.flushThreshold(), qint64(0));
-    file.setFlushThreshold(10);
-    QCOMPARE(file.flushThreshold(), qint64(10));
+    QCOMPARE(file.writtenBytes(), writtenBefore + storesAfterEachWrite.size());
 }
 
 void TestCloudFile::writeResultWhenTheBufferDoesNotGrowByLen_data()
@@ -275,26 +257,6 @@ void TestCloudFile::readsClipLikeMid()
     QCOMPARE(file.pos(), positionAfter);
 }
 
-void TestCloudFile::writeBeforeTheStartChangesNothing()
-{
-    MemoryCloudFile file(m_store, fileUrl());
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Append));
-    QVERIFY(file.seek(-1));
-    QCOMPARE(file.write("abc"), qint64(0));
-    QCOMPARE(file.buffer(), Remote);
-    QCOMPARE(file.pos(), qint64(-1));
-}
-
-void TestCloudFile::resetGoesBackToTheStart()
-{
-    MemoryCloudFile file(m_store, fileUrl());
-    QVERIFY(file.open(QIODevice::ReadOnly));
-    file.read(6);
-    QVERIFY(file.reset());
-    QCOMPARE(file.pos(), qint64(0));
-    QCOMPARE(file.read(6), QByteArrayLiteral("remote"));
-}
-
 void TestCloudFile::setProgress_data()
 {
     QTest::addColumn<qint64>("done");
@@ -323,14 +285,6 @@ void TestCloudFile::setProgress()
     for (const QList<QVariant> &arguments : spy)
         percents.append(arguments.at(0).toInt());
     QCOMPARE(percents, emitted);
-}
-
-void TestCloudFile::abortEmitsOperationAborted()
-{
-    MemoryCloudFile file(m_store, fileUrl());
-    QSignalSpy spy(&file, &CloudFile::operationAborted);
-    file.abort();
-    QCOMPARE(spy.count(), 1);
 }
 
 void TestCloudFile::exists_data()
@@ -400,24 +354,6 @@ void TestCloudFile::removeClosesFirst()
     // Removing what is not there fails with the lookup's code.
     QVERIFY(!file.remove());
     QCOMPARE(file.errorCode(), 403);
-}
-
-void TestCloudFile::isMode()
-{
-    MemoryCloudFile file(m_store, fileUrl());
-    QVERIFY(file.open(QIODevice::ReadWrite | QIODevice::Append));
-    QVERIFY(file.isMode(QIODevice::ReadOnly));
-    QVERIFY(file.isMode(QIODevice::WriteOnly | QIODevice::Append));
-    QVERIFY(!file.isMode(QIODevice::Truncate));
-    QVERIFY(!file.isMode(QIODevice::Append | QIODevice::Truncate));
-}
-
-void TestCloudFile::overwriteFlag()
-{
-    MemoryCloudFile file(m_store, fileUrl());
-    QVERIFY(file.overwrite());
-    file.setOverwrite(false);
-    QVERIFY(!file.overwrite());
 }
 
 QTEST_GUILESS_MAIN(TestCloudFile)

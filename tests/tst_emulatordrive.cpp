@@ -3,38 +3,24 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 #include "emulatorprocess.h"
+#include "loggedrequest.h"
 
 #include <QCryptographicHash>
 #include <QtTest>
 
 namespace {
-const QString Folder = QStringLiteral("application/vnd.google-apps.folder");
-
 QByteArray md5(const QByteArray &data)
 {
     return QCryptographicHash::hash(data, QCryptographicHash::Md5).toHex();
 }
 
-QString errorReason(const TestHttpClient::Reply &reply)
+// The "message" of an error answer, or the "reason" of its first detail.
+QString errorPart(const TestHttpClient::Reply &reply, const char *part)
 {
-    return reply.json()
-            .value(QStringLiteral("error"))
-            .toObject()
-            .value(QStringLiteral("errors"))
-            .toArray()
-            .at(0)
-            .toObject()
-            .value(QStringLiteral("reason"))
-            .toString();
-}
-
-QString errorMessage(const TestHttpClient::Reply &reply)
-{
-    return reply.json()
-            .value(QStringLiteral("error"))
-            .toObject()
-            .value(QStringLiteral("message"))
-            .toString();
+    QJsonObject error = reply.json().value(QLatin1String("error")).toObject();
+    if (qstrcmp(part, "message") != 0)
+        error = error.value(QLatin1String("errors")).toArray().at(0).toObject();
+    return error.value(QLatin1String(part)).toString();
 }
 
 QStringList names(const QJsonObject &list)
@@ -62,27 +48,13 @@ private slots:
     void listShapes();
     void listFiltersInCreationOrder();
     void listPages();
-    void listRejects_data();
-    void listRejects();
     void getMetadataAndContent();
-    void getErrors();
     void rangeDownload();
-    void createFoldersAndEmptyFiles();
-    void createRejects_data();
-    void createRejects();
-    void renameWithAnEmptyQuery();
-    void updateRejects_data();
-    void updateRejects();
     void moveBetweenFolders();
-    void deleteTakesDescendants();
-    void deleteRejects();
-    void copyLandsBesideItsSource();
-    void copyRejects();
     void multipartUpload_data();
     void multipartUpload();
-    void mediaUploadCreatesAndReplaces();
-    void uploadRejects_data();
-    void uploadRejects();
+    void rejects_data();
+    void rejects();
     void requestLogKeepsTheShape();
 
 private:
@@ -148,7 +120,7 @@ void TestEmulatorDrive::authentication()
         headers.append({ "Authorization", authorization });
     const auto reply = m_http.get(m_emulator.url(QStringLiteral("/drive/v3/files")), headers);
     QCOMPARE(reply.status, 401);
-    QTEST(errorReason(reply), "reason");
+    QTEST(errorPart(reply, "reason"), "reason");
     QVERIFY(reply.header("WWW-Authenticate").startsWith("Bearer"));
     QCOMPARE(reply.json()
                      .value(QStringLiteral("error"))
@@ -181,8 +153,12 @@ void TestEmulatorDrive::listShapes_data()
             << QStringList { "files" }
             << QStringList { "id",   "md5Checksum", "mimeType", "modifiedTime",
                              "name", "parents",     "size" };
-    QTest::newRow("everything") << "*" << QStringList { "files", "incompleteSearch", "kind" }
-                                << QStringList();
+    QTest::newRow("everything")
+            << "*" << QStringList { "files", "incompleteSearch", "kind" }
+            << QStringLiteral("createdTime explicitlyTrashed id kind md5Checksum mimeType "
+                              "modifiedTime name ownedByMe parents quotaBytesUsed size spaces "
+                              "starred trashed version")
+                       .split(QLatin1Char(' '));
 }
 
 void TestEmulatorDrive::listShapes()
@@ -199,27 +175,32 @@ void TestEmulatorDrive::listShapes()
     QCOMPARE(reply.status, 200);
     QCOMPARE(reply.json().keys(), topKeys);
     const QJsonObject file = reply.json().value(QStringLiteral("files")).toArray().at(0).toObject();
-    if (!fileKeys.isEmpty())
-        QCOMPARE(file.keys(), fileKeys);
-    if (file.contains(QStringLiteral("size"))) {
-        QCOMPARE(file.value(QStringLiteral("size")), QJsonValue(QStringLiteral("3")));
-        QCOMPARE(file.value(QStringLiteral("md5Checksum")).toString(),
-                 QString::fromLatin1(md5("abc")));
-        const QString modified = file.value(QStringLiteral("modifiedTime")).toString();
-        QVERIFY2(QRegularExpression(
-                         QStringLiteral("^\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{3}Z$"))
-                         .match(modified)
-                         .hasMatch(),
-                 qPrintable(modified));
-        QCOMPARE(file.value(QStringLiteral("parents")).toArray(),
-                 QJsonArray { QStringLiteral("appDataFolder") });
+    QCOMPARE(file.keys(), fileKeys);
+
+    // The values the plug-in reads, in every row that selects them.
+    const QJsonObject expected {
+        { QStringLiteral("name"), QStringLiteral("a.txt") },
+        { QStringLiteral("size"), QStringLiteral("3") },
+        { QStringLiteral("md5Checksum"), QString::fromLatin1(md5("abc")) },
+        { QStringLiteral("parents"), QJsonArray { QStringLiteral("appDataFolder") } },
+    };
+    for (auto it = expected.begin(); it != expected.end(); ++it) {
+        if (fileKeys.contains(it.key()))
+            QCOMPARE(file.value(it.key()), it.value());
     }
+    const QString modified = file.value(QStringLiteral("modifiedTime")).toString();
+    QVERIFY2(!fileKeys.contains(QStringLiteral("modifiedTime"))
+                     || QRegularExpression(
+                                QStringLiteral(
+                                        "^\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{3}Z$"))
+                                .match(modified)
+                                .hasMatch(),
+             qPrintable(modified));
 }
 
 void TestEmulatorDrive::listFiltersInCreationOrder()
 {
-    const QString docs =
-            m_emulator.seedFolder(QStringLiteral("/docs")).value(QStringLiteral("id")).toString();
+    const QString docs = idOf(m_emulator.seedFolder(QStringLiteral("/docs")));
     m_emulator.seedFile(QStringLiteral("/docs/b.txt"), "1");
     m_emulator.seedFile(QStringLiteral("/docs/a.txt"), "2");
     m_emulator.seedFile(QStringLiteral("/docs/a.txt"), "3"); // same name again
@@ -233,10 +214,6 @@ void TestEmulatorDrive::listFiltersInCreationOrder()
              (QStringList { "b.txt", "a.txt", "a.txt", "sub" }));
     QCOMPARE(names(list(inDocs).json()),
              (QStringList { "b.txt", "a.txt", "a.txt", "gone.txt", "sub" }));
-    QCOMPARE(names(list(inDocs + QStringLiteral(" and name='a.txt'")).json()),
-             (QStringList { "a.txt", "a.txt" }));
-    QCOMPARE(names(list(inDocs + QStringLiteral(" and mimeType='%1'").arg(Folder)).json()),
-             QStringList { "sub" });
     QCOMPARE(names(list(QStringLiteral("'appDataFolder' in parents and trashed=false")).json()),
              (QStringList { "docs", "top.txt" }));
     // Listing with no condition shows the whole space, trash included.
@@ -273,65 +250,10 @@ void TestEmulatorDrive::listPages()
                     .contains(QStringLiteral("nextPageToken")));
 }
 
-void TestEmulatorDrive::listRejects_data()
-{
-    QTest::addColumn<QString>("q");
-    QTest::addColumn<QString>("extra");
-    QTest::addColumn<QString>("location");
-
-    QTest::newRow("apostrophe in a name") << "name='it's'" << QString() << "q";
-    QTest::newRow("unknown term") << "title='a'" << QString() << "q";
-    QTest::newRow("page size zero") << ""
-                                    << "&pageSize=0"
-                                    << "pageSize";
-    QTest::newRow("page size too big") << ""
-                                       << "&pageSize=1001"
-                                       << "pageSize";
-    QTest::newRow("foreign page token") << ""
-                                        << "&pageToken=abc"
-                                        << "pageToken";
-    QTest::newRow("unknown space") << ""
-                                   << "&spaces=nowhere"
-                                   << "spaces";
-    QTest::newRow("bad order") << ""
-                               << "&orderBy=size"
-                               << "orderBy";
-    QTest::newRow("bad alt") << ""
-                             << "&alt=xml"
-                             << "alt";
-}
-
-void TestEmulatorDrive::listRejects()
-{
-    QFETCH(QString, q);
-    QFETCH(QString, extra);
-    const auto reply = list(q, extra);
-    QCOMPARE(reply.status, 400);
-    QCOMPARE(errorReason(reply), QStringLiteral("invalid"));
-    QCOMPARE(errorMessage(reply), QStringLiteral("Invalid Value"));
-    const QJsonObject detail = reply.json()
-                                       .value(QStringLiteral("error"))
-                                       .toObject()
-                                       .value(QStringLiteral("errors"))
-                                       .toArray()
-                                       .at(0)
-                                       .toObject();
-    QTEST(detail.value(QStringLiteral("location")).toString(), "location");
-    QCOMPARE(detail.value(QStringLiteral("locationType")).toString(), QStringLiteral("parameter"));
-    QCOMPARE(reply.json()
-                     .value(QStringLiteral("error"))
-                     .toObject()
-                     .value(QStringLiteral("code"))
-                     .toInt(),
-             400);
-}
-
 void TestEmulatorDrive::getMetadataAndContent()
 {
     const QByteArray content("some content\n");
-    const QString id = m_emulator.seedFile(QStringLiteral("/a.txt"), content)
-                               .value(QStringLiteral("id"))
-                               .toString();
+    const QString id = idOf(m_emulator.seedFile(QStringLiteral("/a.txt"), content));
 
     const auto metadata = drive("GET", QStringLiteral("/drive/v3/files/") + id);
     QCOMPARE(metadata.status, 200);
@@ -339,19 +261,9 @@ void TestEmulatorDrive::getMetadataAndContent()
     QCOMPARE(metadata.json().value(QStringLiteral("kind")).toString(),
              QStringLiteral("drive#file"));
 
-    const auto selected =
-            drive("GET", QStringLiteral("/drive/v3/files/%1?fields=size,md5Checksum").arg(id));
-    QCOMPARE(selected.json().value(QStringLiteral("size")).toString(),
-             QString::number(content.size()));
-    QCOMPARE(selected.json().value(QStringLiteral("md5Checksum")).toString(),
-             QString::fromLatin1(md5(content)));
-
     const auto media = drive("GET", QStringLiteral("/drive/v3/files/%1?alt=media").arg(id));
     QCOMPARE(media.status, 200);
     QCOMPARE(media.body, content);
-    const auto prefixed =
-            drive("GET", QStringLiteral("/download/drive/v3/files/%1?alt=media").arg(id));
-    QCOMPARE(prefixed.body, content);
     // The root alias answers too.
     QCOMPARE(drive("GET", QStringLiteral("/drive/v3/files/appDataFolder?fields=id"))
                      .json()
@@ -360,31 +272,9 @@ void TestEmulatorDrive::getMetadataAndContent()
              QStringLiteral("appDataFolder"));
 }
 
-void TestEmulatorDrive::getErrors()
-{
-    const auto missing = drive("GET", QStringLiteral("/drive/v3/files/nope"));
-    QCOMPARE(missing.status, 404);
-    QCOMPARE(errorReason(missing), QStringLiteral("notFound"));
-    QCOMPARE(errorMessage(missing), QStringLiteral("File not found: nope."));
-
-    const QString folder =
-            m_emulator.seedFolder(QStringLiteral("/docs")).value(QStringLiteral("id")).toString();
-    const auto notDownloadable =
-            drive("GET", QStringLiteral("/drive/v3/files/%1?alt=media").arg(folder));
-    QCOMPARE(notDownloadable.status, 403);
-    QCOMPARE(errorReason(notDownloadable), QStringLiteral("fileNotDownloadable"));
-
-    const auto badFields =
-            drive("GET", QStringLiteral("/drive/v3/files/%1?fields=nosuch").arg(folder));
-    QCOMPARE(badFields.status, 400);
-    QCOMPARE(errorMessage(badFields), QStringLiteral("Invalid field selection nosuch"));
-}
-
 void TestEmulatorDrive::rangeDownload()
 {
-    const QString id = m_emulator.seedFile(QStringLiteral("/r.bin"), "0123456789")
-                               .value(QStringLiteral("id"))
-                               .toString();
+    const QString id = idOf(m_emulator.seedFile(QStringLiteral("/r.bin"), "0123456789"));
     const QUrl url = m_emulator.url(QStringLiteral("/drive/v3/files/%1?alt=media").arg(id));
     const TestHttpClient::Headers auth { { "Authorization", "Bearer " + m_token.toUtf8() } };
     const auto part = m_http.get(url, auth + TestHttpClient::Headers { { "Range", "bytes=2-4" } });
@@ -398,99 +288,11 @@ void TestEmulatorDrive::rangeDownload()
     QCOMPARE(beyond.status, 416);
 }
 
-void TestEmulatorDrive::createFoldersAndEmptyFiles()
-{
-    const auto folder = drive(
-            "POST", QStringLiteral("/drive/v3/files"),
-            R"({"name":"Notes","mimeType":"application/vnd.google-apps.folder","parents":["appDataFolder"]})");
-    QCOMPARE(folder.status, 200);
-    QCOMPARE(folder.json().value(QStringLiteral("mimeType")).toString(), Folder);
-    const QString folderId = folder.json().value(QStringLiteral("id")).toString();
-    QVERIFY(QRegularExpression(QStringLiteral("^[A-Za-z0-9_-]{20,}$")).match(folderId).hasMatch());
-
-    const auto file =
-            drive("POST", QStringLiteral("/drive/v3/files?fields=id,size,md5Checksum,parents"),
-                  QStringLiteral(R"({"name":"empty.txt","mimeType":"text/plain","parents":["%1"]})")
-                          .arg(folderId)
-                          .toUtf8());
-    QCOMPARE(file.status, 200);
-    QCOMPARE(file.json().value(QStringLiteral("size")).toString(), QStringLiteral("0"));
-    QCOMPARE(file.json().value(QStringLiteral("md5Checksum")).toString(),
-             QString::fromLatin1(md5("")));
-    QCOMPARE(file.json().value(QStringLiteral("parents")).toArray(), QJsonArray { folderId });
-    QCOMPARE(m_emulator.fileAt(QStringLiteral("/Notes/empty.txt")).value(QStringLiteral("id")),
-             file.json().value(QStringLiteral("id")));
-}
-
-void TestEmulatorDrive::createRejects_data()
-{
-    QTest::addColumn<QByteArray>("body");
-    QTest::addColumn<int>("status");
-    QTest::addColumn<QString>("reason");
-
-    QTest::newRow("two parents") << QByteArray(R"({"name":"x","parents":["appDataFolder","root"]})")
-                                 << 403 << "cannotAddParent";
-    QTest::newRow("unknown parent")
-            << QByteArray(R"({"name":"x","parents":["nope"]})") << 404 << "notFound";
-    QTest::newRow("document in the app folder") << QByteArray(
-            R"({"name":"x","mimeType":"application/vnd.google-apps.spreadsheet","parents":["appDataFolder"]})")
-                                                << 403 << "notSupportedForAppDataFolderFiles";
-    QTest::newRow("not JSON") << QByteArray("{name") << 400 << "parseError";
-}
-
-void TestEmulatorDrive::createRejects()
-{
-    QFETCH(QByteArray, body);
-    const auto reply = drive("POST", QStringLiteral("/drive/v3/files"), body);
-    QTEST(reply.status, "status");
-    QTEST(errorReason(reply), "reason");
-}
-
-void TestEmulatorDrive::renameWithAnEmptyQuery()
-{
-    const QJsonObject seeded = m_emulator.seedFile(QStringLiteral("/old.txt"), "x");
-    const QString id = seeded.value(QStringLiteral("id")).toString();
-    const auto reply = drive("PATCH", QStringLiteral("/drive/v3/files/%1?").arg(id),
-                             "{\n    \"name\": \"new.txt\"\n}\n");
-    QCOMPARE(reply.status, 200);
-    QCOMPARE(reply.json().value(QStringLiteral("name")).toString(), QStringLiteral("new.txt"));
-    const QJsonObject renamed = m_emulator.fileAt(QStringLiteral("/new.txt"));
-    QCOMPARE(renamed.value(QStringLiteral("id")).toString(), id);
-    QCOMPARE(renamed.value(QStringLiteral("version")).toString(), QStringLiteral("2"));
-    QVERIFY(m_emulator.fileAt(QStringLiteral("/old.txt")).isEmpty());
-}
-
-void TestEmulatorDrive::updateRejects_data()
-{
-    QTest::addColumn<QByteArray>("body");
-    QTest::addColumn<QString>("reason");
-
-    QTest::newRow("parents") << QByteArray(R"({"parents":["root"]})") << "fieldNotWritable";
-    QTest::newRow("read-only field") << QByteArray(R"({"size":"3"})") << "fieldNotWritable";
-    QTest::newRow("trash in the app folder")
-            << QByteArray(R"({"trashed":true})") << "notSupportedForAppDataFolderFiles";
-}
-
-void TestEmulatorDrive::updateRejects()
-{
-    QFETCH(QByteArray, body);
-    const QString id = m_emulator.seedFile(QStringLiteral("/a.txt"), "x")
-                               .value(QStringLiteral("id"))
-                               .toString();
-    const auto reply = drive("PATCH", QStringLiteral("/drive/v3/files/") + id, body);
-    QCOMPARE(reply.status, 403);
-    QTEST(errorReason(reply), "reason");
-    QCOMPARE(drive("PATCH", QStringLiteral("/drive/v3/files/nope"), "{}").status, 404);
-}
-
 void TestEmulatorDrive::moveBetweenFolders()
 {
-    const QString a =
-            m_emulator.seedFolder(QStringLiteral("/a")).value(QStringLiteral("id")).toString();
-    const QString b =
-            m_emulator.seedFolder(QStringLiteral("/b")).value(QStringLiteral("id")).toString();
-    const QString file =
-            m_emulator.seedFile(QStringLiteral("/a/f"), "x").value(QStringLiteral("id")).toString();
+    const QString a = idOf(m_emulator.seedFolder(QStringLiteral("/a")));
+    const QString b = idOf(m_emulator.seedFolder(QStringLiteral("/b")));
+    const QString file = idOf(m_emulator.seedFile(QStringLiteral("/a/f"), "x"));
     const auto moved =
             drive("PATCH",
                   QStringLiteral("/drive/v3/files/%1?addParents=%2&removeParents=%3&fields=parents")
@@ -508,71 +310,6 @@ void TestEmulatorDrive::moveBetweenFolders()
             QStringLiteral("/drive/v3/files/%1?addParents=%1&removeParents=appDataFolder").arg(b),
             "{}");
     QCOMPARE(cycle.status, 400);
-}
-
-void TestEmulatorDrive::deleteTakesDescendants()
-{
-    const QString docs =
-            m_emulator.seedFolder(QStringLiteral("/docs")).value(QStringLiteral("id")).toString();
-    m_emulator.seedFile(QStringLiteral("/docs/sub/deep.txt"), "x");
-    m_emulator.seedFile(QStringLiteral("/keep.txt"), "y");
-    const auto reply = drive("DELETE", QStringLiteral("/drive/v3/files/") + docs);
-    QCOMPARE(reply.status, 204);
-    QVERIFY(reply.body.isEmpty());
-    const QJsonArray left = m_emulator.files();
-    QCOMPARE(left.size(), 1);
-    QCOMPARE(left.at(0).toObject().value(QStringLiteral("path")).toString(),
-             QStringLiteral("/keep.txt"));
-}
-
-void TestEmulatorDrive::deleteRejects()
-{
-    const auto root = drive("DELETE", QStringLiteral("/drive/v3/files/appDataFolder"));
-    QCOMPARE(root.status, 403);
-    const auto unknown = drive("DELETE", QStringLiteral("/drive/v3/files/nope"));
-    QCOMPARE(unknown.status, 404);
-    const auto empty = drive("DELETE", QStringLiteral("/drive/v3/files/"));
-    QCOMPARE(empty.status, 404);
-    QCOMPARE(errorMessage(empty), QStringLiteral("File not found: ."));
-}
-
-void TestEmulatorDrive::copyLandsBesideItsSource()
-{
-    const QJsonObject source =
-            m_emulator.seedFile(QStringLiteral("/docs/a.txt"), "payload",
-                                { { QStringLiteral("mimeType"), QStringLiteral("text/plain") } });
-    const QString id = source.value(QStringLiteral("id")).toString();
-    const QString docs = source.value(QStringLiteral("parents")).toArray().at(0).toString();
-
-    const auto named = drive(
-            "POST",
-            QStringLiteral("/drive/v3/files/%1/copy?fields=id,name,parents,mimeType,md5Checksum")
-                    .arg(id),
-            QStringLiteral(R"({"name":"b.txt","parents":["%1"],"mimeType":"text/plain"})")
-                    .arg(docs)
-                    .toUtf8());
-    QCOMPARE(named.status, 200);
-    QCOMPARE(named.json().value(QStringLiteral("name")).toString(), QStringLiteral("b.txt"));
-    QCOMPARE(named.json().value(QStringLiteral("parents")).toArray(), QJsonArray { docs });
-    QCOMPARE(named.json().value(QStringLiteral("md5Checksum")).toString(),
-             QString::fromLatin1(md5("payload")));
-    QVERIFY(named.json().value(QStringLiteral("id")).toString() != id);
-
-    const auto unnamed =
-            drive("POST", QStringLiteral("/drive/v3/files/%1/copy?fields=name,parents").arg(id));
-    QCOMPARE(unnamed.json().value(QStringLiteral("name")).toString(),
-             QStringLiteral("Copy of a.txt"));
-    QCOMPARE(unnamed.json().value(QStringLiteral("parents")).toArray(), QJsonArray { docs });
-}
-
-void TestEmulatorDrive::copyRejects()
-{
-    const QString folder =
-            m_emulator.seedFolder(QStringLiteral("/f")).value(QStringLiteral("id")).toString();
-    const auto ofFolder = drive("POST", QStringLiteral("/drive/v3/files/%1/copy").arg(folder));
-    QCOMPARE(ofFolder.status, 403);
-    QCOMPARE(errorMessage(ofFolder), QStringLiteral("This file cannot be copied by the user."));
-    QCOMPARE(drive("POST", QStringLiteral("/drive/v3/files/nope/copy")).status, 404);
 }
 
 void TestEmulatorDrive::multipartUpload_data()
@@ -631,59 +368,100 @@ void TestEmulatorDrive::multipartUpload()
     QCOMPARE(m_emulator.content(stored.value(QStringLiteral("id")).toString()), content);
 }
 
-void TestEmulatorDrive::mediaUploadCreatesAndReplaces()
+namespace {
+// A refused request, "METHOD TARGET", with what the service answers; the body is JSON unless a
+// content type is given.
+void refusal(const char *name, const char *request, int status, const char *reason,
+             const char *message = "", const QByteArray &body = QByteArray(),
+             const QByteArray &contentType = "application/json")
 {
-    const auto created = drive("POST", QStringLiteral("/upload/drive/v3/files?uploadType=media"),
-                               "raw", "text/plain");
-    QCOMPARE(created.status, 200);
-    QCOMPARE(created.json().value(QStringLiteral("name")).toString(), QStringLiteral("Untitled"));
-
-    const QJsonObject seeded =
-            m_emulator.seedFile(QStringLiteral("/keep-name.txt"), "old",
-                                { { QStringLiteral("mimeType"), QStringLiteral("text/plain") } });
-    const QString id = seeded.value(QStringLiteral("id")).toString();
-    // Large enough to be hashed while it arrives.
-    const QByteArray content = QByteArray("new content ").repeated(300000);
-    const auto replaced =
-            drive("PATCH", QStringLiteral("/upload/drive/v3/files/%1?&uploadType=media").arg(id),
-                  content, "application/octet-stream");
-    QCOMPARE(replaced.status, 200);
-    const QJsonObject after = m_emulator.fileAt(QStringLiteral("/keep-name.txt"));
-    QCOMPARE(after.value(QStringLiteral("id")).toString(), id);
-    QCOMPARE(after.value(QStringLiteral("mimeType")).toString(), QStringLiteral("text/plain"));
-    QCOMPARE(after.value(QStringLiteral("md5Checksum")).toString(),
-             QString::fromLatin1(md5(content)));
-    QCOMPARE(m_emulator.content(id), content);
+    QTest::newRow(name) << QString::fromLatin1(request) << body << contentType << status
+                        << QString::fromLatin1(reason) << QString::fromUtf8(message);
 }
+} // namespace
 
-void TestEmulatorDrive::uploadRejects_data()
+// Requests the service refuses, with its status and error reason ("" when any), and nothing
+// changed. In the targets, {file} and {folder} stand for the identifiers of /a.txt and /docs.
+void TestEmulatorDrive::rejects_data()
 {
-    QTest::addColumn<QString>("query");
-    QTest::addColumn<QByteArray>("contentType");
+    QTest::addColumn<QString>("request");
     QTest::addColumn<QByteArray>("body");
+    QTest::addColumn<QByteArray>("contentType");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QString>("reason");
+    QTest::addColumn<QString>("message");
 
-    QTest::newRow("no upload type") << "" << QByteArray("text/plain") << QByteArray("x");
-    QTest::newRow("multipart without boundary")
-            << "?uploadType=multipart" << QByteArray("multipart/related")
-            << QByteArray("--b\n\n{}\n--b\n\nx\n--b--\n");
-    QTest::newRow("multipart of another kind")
-            << "?uploadType=multipart" << QByteArray("multipart/form-data; boundary=b")
-            << QByteArray("--b\n\n{}\n--b\n\nx\n--b--\n");
-    QTest::newRow("truncated multipart")
-            << "?uploadType=multipart" << QByteArray("multipart/related; boundary=b")
-            << QByteArray("--b\n\n{}\n--b\n\nx");
+    const char *const invalid = "Invalid Value";
+    refusal("list: quote in a name", "GET /drive/v3/files?spaces=appDataFolder&q=name%3D'it's'",
+            400, "invalid", invalid);
+    refusal("list: page size zero", "GET /drive/v3/files?pageSize=0", 400, "invalid", invalid);
+    refusal("list: page size too big", "GET /drive/v3/files?pageSize=1001", 400, "invalid");
+    refusal("list: foreign page token", "GET /drive/v3/files?pageToken=abc", 400, "invalid");
+    refusal("list: unknown space", "GET /drive/v3/files?spaces=nowhere", 400, "invalid");
+    refusal("list: bad order", "GET /drive/v3/files?orderBy=size", 400, "invalid");
+    refusal("list: bad alt", "GET /drive/v3/files?alt=xml", 400, "invalid");
+    refusal("get: unknown", "GET /drive/v3/files/nope", 404, "notFound", "File not found: nope.");
+    refusal("get: media of a folder", "GET /drive/v3/files/{folder}?alt=media", 403,
+            "fileNotDownloadable");
+    refusal("get: unknown field", "GET /drive/v3/files/{folder}?fields=nosuch", 400, "",
+            "Invalid field selection nosuch");
+    refusal("create: two parents", "POST /drive/v3/files", 403, "cannotAddParent", "",
+            R"({"name":"x","parents":["appDataFolder","root"]})");
+    refusal("create: unknown parent", "POST /drive/v3/files", 404, "notFound", "",
+            R"({"name":"x","parents":["nope"]})");
+    refusal("create: document in the app folder", "POST /drive/v3/files", 403,
+            "notSupportedForAppDataFolderFiles", "",
+            R"({"name":"x","mimeType":"application/vnd.google-apps.spreadsheet",)"
+            R"("parents":["appDataFolder"]})");
+    refusal("create: not JSON", "POST /drive/v3/files", 400, "parseError", "", "{name");
+    refusal("update: parents", "PATCH /drive/v3/files/{file}", 403, "fieldNotWritable", "",
+            R"({"parents":["root"]})");
+    refusal("update: read-only field", "PATCH /drive/v3/files/{file}", 403, "fieldNotWritable", "",
+            R"({"size":"3"})");
+    refusal("update: trash in the app folder", "PATCH /drive/v3/files/{file}", 403,
+            "notSupportedForAppDataFolderFiles", "", R"({"trashed":true})");
+    refusal("update: unknown", "PATCH /drive/v3/files/nope", 404, "notFound", "", "{}");
+    refusal("delete: the root", "DELETE /drive/v3/files/appDataFolder", 403, "");
+    refusal("delete: unknown", "DELETE /drive/v3/files/nope", 404, "notFound");
+    refusal("delete: empty identifier", "DELETE /drive/v3/files/", 404, "notFound",
+            "File not found: .");
+    refusal("copy: a folder", "POST /drive/v3/files/{folder}/copy", 403, "cannotCopyFile",
+            "This file cannot be copied by the user.");
+    refusal("copy: unknown", "POST /drive/v3/files/nope/copy", 404, "notFound");
+    const QByteArray parts("--b\n\n{}\n--b\n\nx\n--b--\n");
+    refusal("upload: no upload type", "POST /upload/drive/v3/files", 400, "", "", "x",
+            "text/plain");
+    refusal("upload: multipart without boundary",
+            "POST /upload/drive/v3/files?uploadType=multipart", 400, "", "", parts,
+            "multipart/related");
+    refusal("upload: multipart of another kind", "POST /upload/drive/v3/files?uploadType=multipart",
+            400, "", "", parts, "multipart/form-data; boundary=b");
 }
 
-void TestEmulatorDrive::uploadRejects()
+void TestEmulatorDrive::rejects()
 {
-    QFETCH(QString, query);
-    QFETCH(QByteArray, contentType);
+    QFETCH(QString, request);
     QFETCH(QByteArray, body);
-    const auto reply =
-            drive("POST", QStringLiteral("/upload/drive/v3/files") + query, body, contentType);
-    QCOMPARE(reply.status, 400);
-    QVERIFY(reply.json().contains(QStringLiteral("error")));
-    QCOMPARE(m_emulator.files().size(), 0);
+    QFETCH(QByteArray, contentType);
+    QFETCH(int, status);
+    QFETCH(QString, reason);
+    QFETCH(QString, message);
+
+    const QString file = idOf(m_emulator.seedFile(QStringLiteral("/a.txt"), "x"));
+    const QString folder = idOf(m_emulator.seedFolder(QStringLiteral("/docs")));
+    const QJsonArray before = m_emulator.files();
+    request.replace(QLatin1String("{file}"), file).replace(QLatin1String("{folder}"), folder);
+
+    const auto reply = drive(request.section(QLatin1Char(' '), 0, 0).toLatin1(),
+                             request.section(QLatin1Char(' '), 1), body, contentType);
+    QCOMPARE(reply.status, status);
+    const QJsonObject error = reply.json().value(QStringLiteral("error")).toObject();
+    QCOMPARE(error.value(QStringLiteral("code")).toInt(), status);
+    if (!reason.isEmpty())
+        QCOMPARE(errorPart(reply, "reason"), reason);
+    if (!message.isEmpty())
+        QCOMPARE(errorPart(reply, "message"), message);
+    QCOMPARE(m_emulator.files(), before);
 }
 
 void TestEmulatorDrive::requestLogKeepsTheShape()
@@ -699,26 +477,21 @@ void TestEmulatorDrive::requestLogKeepsTheShape()
     QVERIFY(finished.wait());
     reply->deleteLater();
 
-    const QJsonArray log = m_emulator.requests();
+    const QList<LoggedRequest> log = LoggedRequest::list(m_emulator.requests());
     QCOMPARE(log.size(), 1);
-    const QJsonObject entry = log.at(0).toObject();
-    QCOMPARE(entry.value(QStringLiteral("method")).toString(), QStringLiteral("PATCH"));
-    QCOMPARE(entry.value(QStringLiteral("path")).toString(), QStringLiteral("/drive/v3/files/x"));
-    QCOMPARE(entry.value(QStringLiteral("target")).toString(),
-             QStringLiteral("/drive/v3/files/x?"));
-    QVERIFY(entry.value(QStringLiteral("hasQuery")).toBool());
-    QCOMPARE(entry.value(QStringLiteral("query")).toString(), QString());
-    QCOMPARE(entry.value(QStringLiteral("status")).toInt(), 404);
-    QCOMPARE(QByteArray::fromBase64(entry.value(QStringLiteral("body")).toString().toLatin1()),
-             QByteArray("{}"));
-    QStringList headerNames;
-    for (const QJsonValue &header : entry.value(QStringLiteral("headers")).toArray())
-        headerNames.append(header.toArray().at(0).toString());
+    const LoggedRequest &entry = log.first();
+    QCOMPARE(entry.method(), QStringLiteral("PATCH"));
+    QCOMPARE(entry.path(), QStringLiteral("/drive/v3/files/x"));
+    QCOMPARE(entry.target(), QStringLiteral("/drive/v3/files/x?"));
+    QCOMPARE(entry.queryItems(), (QList<QPair<QString, QString>> { { QString(), QString() } }));
+    QCOMPARE(entry.status(), 404);
+    QCOMPARE(entry.body(), QByteArray("{}"));
     // Set by the client first, in the order it set them.
-    QVERIFY(headerNames.indexOf(QStringLiteral("User-Agent"))
-            < headerNames.indexOf(QStringLiteral("Authorization")));
-    QVERIFY(headerNames.indexOf(QStringLiteral("Authorization"))
-            < headerNames.indexOf(QStringLiteral("Content-Type")));
+    const QStringList names = entry.headerNames();
+    QVERIFY(names.indexOf(QStringLiteral("user-agent"))
+            < names.indexOf(QStringLiteral("authorization")));
+    QVERIFY(names.indexOf(QStringLiteral("authorization"))
+            < names.indexOf(QStringLiteral("content-type")));
 }
 
 QTEST_GUILESS_MAIN(TestEmulatorDrive)

@@ -17,13 +17,6 @@ const QByteArray Remote = QByteArray("remote content\n").repeated(20000);
 const QByteArray Previous = "what the buffer held before";
 const QByteArray Replacement = QByteArray("replacement\n").repeated(20000);
 
-QJsonObject fault(std::initializer_list<QPair<QString, QJsonValue>> keys)
-{
-    QJsonObject rule;
-    for (const auto &key : keys)
-        rule.insert(key.first, key.second);
-    return rule;
-}
 } // namespace
 
 class TestFaultInjection : public QObject
@@ -39,7 +32,7 @@ private slots:
     void download();
     void upload_data();
     void upload();
-    void answersWithoutContentLength();
+    void slowAndChunkedAnswersAreReadWhole();
 
 private:
     void addFaultsOn(const QString &path, const QString &query, QJsonObject rule);
@@ -71,39 +64,34 @@ void TestFaultInjection::addFaultsOn(const QString &path, const QString &query, 
     m_emulator.addFault(rule);
 }
 
-// Error codes, or -1 when the transfer must succeed. A cut body is either reported by Qt or,
-// when Qt takes the short body as complete, caught by the checksum (and then the received bytes
-// stay in the buffer, as for any checksum failure).
+// A cut body is either reported by Qt or, when Qt takes the short body as complete, caught by the
+// checksum (and then the received bytes stay in the buffer, as for any checksum failure).
 void TestFaultInjection::download_data()
 {
     QTest::addColumn<QJsonObject>("rule");
     QTest::addColumn<QList<int>>("codes");
-    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("text"); // a pattern the error text matches
 
-    QTest::newRow("500") << fault({ { QStringLiteral("status"), 500 } })
-                         << QList<int> { QNetworkReply::InternalServerError } << "server replied";
-    QTest::newRow("503") << fault({ { QStringLiteral("status"), 503 } })
+    QTest::newRow("500") << json(R"({"status": 500})")
+                         << QList<int> { QNetworkReply::InternalServerError }
+                         << "server replied: Internal Server Error";
+    QTest::newRow("503") << json(R"({"status": 503})")
                          << QList<int> { QNetworkReply::ServiceUnavailableError }
-                         << "server replied";
-    QTest::newRow("401") << fault({ { QStringLiteral("status"), 401 } })
-                         << QList<int> { QNetworkReply::AuthenticationRequiredError } << "";
-    QTest::newRow("404") << fault({ { QStringLiteral("status"), 404 } })
-                         << QList<int> { QNetworkReply::ContentNotFoundError } << "server replied";
+                         << "server replied: Service Unavailable";
+    QTest::newRow("401") << json(R"({"status": 401})")
+                         << QList<int> { QNetworkReply::AuthenticationRequiredError }
+                         << "requires authentication";
+    QTest::newRow("404") << json(R"({"status": 404})")
+                         << QList<int> { QNetworkReply::ContentNotFoundError }
+                         << "server replied: Not Found";
     // Qt resends an idempotent request on a closed connection: every attempt fails.
-    QTest::newRow("dropped") << fault({ { QStringLiteral("action"), QStringLiteral("drop") },
-                                        { QStringLiteral("count"), -1 } })
+    QTest::newRow("dropped") << json(R"({"action": "drop", "count": -1})")
                              << QList<int> { QNetworkReply::RemoteHostClosedError } << "closed";
-    QTest::newRow("cut mid-body") << fault(
-            { { QStringLiteral("action"), QStringLiteral("truncate") },
-              { QStringLiteral("count"), -1 } })
-                                  << QList<int> { QNetworkReply::RemoteHostClosedError, 299 } << "";
-    QTest::newRow("corrupted") << fault({ { QStringLiteral("action"), QStringLiteral("corrupt") } })
-                               << QList<int> { 299 } << "Les données reçues sont corrompues";
-    QTest::newRow("very slow") << fault({ { QStringLiteral("delayMs"), 2000 } })
-                               << QList<int> { -1 } << "";
-    QTest::newRow("chunked, no length")
-            << fault({ { QStringLiteral("action"), QStringLiteral("chunked") } })
-            << QList<int> { -1 } << "";
+    QTest::newRow("cut mid-body") << json(R"({"action": "truncate", "count": -1})")
+                                  << QList<int> { QNetworkReply::RemoteHostClosedError, 299 }
+                                  << "closed|^Les données reçues sont corrompues$";
+    QTest::newRow("corrupted") << json(R"({"action": "corrupt"})") << QList<int> { 299 }
+                               << "^Les données reçues sont corrompues$";
 }
 
 void TestFaultInjection::download()
@@ -112,9 +100,7 @@ void TestFaultInjection::download()
     QFETCH(QList<int>, codes);
     QFETCH(QString, text);
 
-    const QString id = m_emulator.seedFile(QStringLiteral("/f.bin"), Remote)
-                               .value(QStringLiteral("id"))
-                               .toString();
+    const QString id = idOf(m_emulator.seedFile(QStringLiteral("/f.bin"), Remote));
     ProbedFile file(m_drive.flow(), QStringLiteral("gdapp:/f.bin"));
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.write(Previous);
@@ -122,18 +108,10 @@ void TestFaultInjection::download()
     addFaultsOn(QStringLiteral("/drive/v3/files/") + id, QStringLiteral("alt=media"), rule);
 
     MessageCapture messages;
-    const bool opened = file.open(QIODevice::ReadOnly);
-    QCOMPARE(file.isOpen(), true); // open even when the fetch failed
-    if (codes == QList<int> { -1 }) {
-        QVERIFY(opened);
-        QCOMPARE(file.errorCode(), 0);
-        QCOMPARE(file.buffer(), Remote);
-        return;
-    }
-    QVERIFY(!opened);
+    QVERIFY(!file.open(QIODevice::ReadOnly));
+    QVERIFY(file.isOpen()); // open even when the fetch failed
     QVERIFY2(codes.contains(file.errorCode()), QByteArray::number(file.errorCode()).constData());
-    QVERIFY(!file.errorString().isEmpty());
-    QVERIFY2(file.errorString().contains(text), qPrintable(file.errorString()));
+    QVERIFY2(file.errorString().contains(QRegularExpression(text)), qPrintable(file.errorString()));
     QCOMPARE(messages.debugLines(),
              QStringList(QStringLiteral("virtual bool GoogleFile::getFile() \"%1\"")
                                  .arg(file.errorString())));
@@ -149,18 +127,15 @@ void TestFaultInjection::upload_data()
     QTest::addColumn<QJsonObject>("rule");
     QTest::addColumn<int>("code");
 
-    QTest::newRow("500") << fault({ { QStringLiteral("status"), 500 } })
-                         << int(QNetworkReply::InternalServerError);
-    QTest::newRow("401") << fault({ { QStringLiteral("status"), 401 } })
+    QTest::newRow("500") << json(R"({"status": 500})") << int(QNetworkReply::InternalServerError);
+    QTest::newRow("401") << json(R"({"status": 401})")
                          << int(QNetworkReply::AuthenticationRequiredError);
-    QTest::newRow("404") << fault({ { QStringLiteral("status"), 404 } })
-                         << int(QNetworkReply::ContentNotFoundError);
+    QTest::newRow("404") << json(R"({"status": 404})") << int(QNetworkReply::ContentNotFoundError);
     // Qt resends even an upload when the connection closes before any answer: every attempt
     // is dropped.
-    QTest::newRow("dropped") << fault({ { QStringLiteral("action"), QStringLiteral("drop") },
-                                        { QStringLiteral("count"), -1 } })
+    QTest::newRow("dropped") << json(R"({"action": "drop", "count": -1})")
                              << int(QNetworkReply::RemoteHostClosedError);
-    QTest::newRow("very slow") << fault({ { QStringLiteral("delayMs"), 2000 } }) << 0;
+    QTest::newRow("very slow") << json(R"({"delayMs": 2000})") << 0;
 }
 
 void TestFaultInjection::upload()
@@ -168,9 +143,7 @@ void TestFaultInjection::upload()
     QFETCH(QJsonObject, rule);
     QFETCH(int, code);
 
-    const QString id = m_emulator.seedFile(QStringLiteral("/f.bin"), Remote)
-                               .value(QStringLiteral("id"))
-                               .toString();
+    const QString id = idOf(m_emulator.seedFile(QStringLiteral("/f.bin"), Remote));
     ProbedFile file(m_drive.flow(), QStringLiteral("gdapp:/f.bin"));
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.write(Replacement);
@@ -193,13 +166,14 @@ void TestFaultInjection::upload()
     QCOMPARE(m_emulator.files().size(), 1);
 }
 
-// Answers may come chunked, without a Content-Length: lookups, listings and downloads read them
-// all the same.
-void TestFaultInjection::answersWithoutContentLength()
+// Answers may come slowly, or chunked without a Content-Length: lookups, listings and downloads
+// read them all the same, and nothing times out.
+void TestFaultInjection::slowAndChunkedAnswersAreReadWhole()
 {
-    m_emulator.seedFile(QStringLiteral("/docs/a.txt"), Remote);
-    m_emulator.addFault(fault({ { QStringLiteral("action"), QStringLiteral("chunked") },
-                                { QStringLiteral("count"), -1 } }));
+    const QString id = idOf(m_emulator.seedFile(QStringLiteral("/docs/a.txt"), Remote));
+    addFaultsOn(QStringLiteral("/drive/v3/files/") + id, QStringLiteral("alt=media"),
+                json(R"({"action": "chunked", "delayMs": 2000})"));
+    m_emulator.addFault(json(R"({"action": "chunked", "count": -1})"));
     ProbedFile file(m_drive.flow(), QStringLiteral("gdapp:/docs/a.txt"));
     QVERIFY(file.open(QIODevice::ReadOnly));
     QCOMPARE(file.buffer(), Remote);

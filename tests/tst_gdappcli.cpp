@@ -4,14 +4,15 @@
 
 #include "emulatorprocess.h"
 #include "gdapprunner.h"
+#include "loggedrequest.h"
 
 #include <QCryptographicHash>
 #include <QLibraryInfo>
 #include <QNetworkInterface>
 #include <QSettings>
+#include <QStandardPaths>
 #include <QTcpServer>
 #include <QTcpSocket>
-#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -22,9 +23,18 @@ QByteArray md5(const QByteArray &data)
 {
     return QCryptographicHash::hash(data, QCryptographicHash::Md5).toHex();
 }
+
+// One command of a session: what the user types, and the exit status and words that follow.
+struct Step
+{
+    const char *line;
+    int exitCode;
+    const char *says = "";
+};
 } // namespace
 
-// gdapp, the command-line host, run as a user runs it, against the emulator.
+// gdapp, the command-line host, run as a user runs it, against the emulator. Commands are
+// written as a user types them; they run in a scratch folder of their own.
 class TestGdappCli : public QObject
 {
     Q_OBJECT
@@ -38,8 +48,8 @@ private slots:
     void usageErrors_data();
     void usageErrors();
     void session();
+    void listingAndStat();
     void transfersThroughStandardStreams();
-    void folders();
     void notFound_data();
     void notFound();
     void failedGetLeavesNoFile_data();
@@ -60,11 +70,21 @@ private slots:
     void listenerAnswersOnLoopbackOnly();
 
 private:
-    Run gdapp(const QStringList &arguments, const QByteArray &input = QByteArray(),
-              const QProcessEnvironment &environment = QProcessEnvironment());
-    QProcessEnvironment environmentFor(const EmulatorProcess &emulator) const;
-    int authorisations(int since);
+    Run gdapp(const QString &line, const QByteArray &input = QByteArray(),
+              const QProcessEnvironment &environment = QProcessEnvironment())
+    {
+        return m_gdapp.run(QProcess::splitCommand(line), input, environment);
+    }
+    void runSteps(std::initializer_list<Step> steps);
+    QProcessEnvironment environmentFor(const EmulatorProcess &emulator) const
+    {
+        return GdappRunner::environmentFor(emulator.url(), m_config.path());
+    }
     int requestsTo(const QString &path, int since);
+    QString local(const QString &name) const { return QDir(m_work.path()).filePath(name); }
+    void writeLocal(const QString &name, const QByteArray &content);
+    QByteArray readLocal(const QString &name) const;
+    QStringList remotePaths();
 
     EmulatorProcess m_emulator;
     QTemporaryDir m_config;
@@ -86,32 +106,46 @@ void TestGdappCli::init()
     m_emulator.control("DELETE", QStringLiteral("faults"));
 }
 
-QProcessEnvironment TestGdappCli::environmentFor(const EmulatorProcess &emulator) const
+void TestGdappCli::runSteps(std::initializer_list<Step> steps)
 {
-    return GdappRunner::environmentFor(emulator.url(), m_config.path());
-}
-
-Run TestGdappCli::gdapp(const QStringList &arguments, const QByteArray &input,
-                        const QProcessEnvironment &environment)
-{
-    return m_gdapp.run(arguments, input, environment);
-}
-
-int TestGdappCli::authorisations(int since)
-{
-    int count = 0;
-    for (const QJsonValue &entry : m_emulator.requests(since))
-        count += entry.toObject().value(QStringLiteral("path")).toString()
-                == QLatin1String("/o/oauth2/v2/auth");
-    return count;
+    for (const Step &step : steps) {
+        const Run run = gdapp(QString::fromUtf8(step.line));
+        QVERIFY2(run.exitCode == step.exitCode && run.err.contains(step.says),
+                 qPrintable(QStringLiteral("%1: exit %2: %3")
+                                    .arg(QString::fromUtf8(step.line))
+                                    .arg(run.exitCode)
+                                    .arg(QString::fromUtf8(run.err))));
+    }
 }
 
 int TestGdappCli::requestsTo(const QString &path, int since)
 {
     int count = 0;
-    for (const QJsonValue &entry : m_emulator.requests(since))
-        count += entry.toObject().value(QStringLiteral("path")).toString() == path;
+    for (const LoggedRequest &request : LoggedRequest::list(m_emulator.requests(since)))
+        count += request.path() == path;
     return count;
+}
+
+void TestGdappCli::writeLocal(const QString &name, const QByteArray &content)
+{
+    QFile file(local(name));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(content);
+}
+
+QByteArray TestGdappCli::readLocal(const QString &name) const
+{
+    QFile file(local(name));
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<no such file>");
+}
+
+QStringList TestGdappCli::remotePaths()
+{
+    QStringList paths;
+    for (const QJsonValue &file : m_emulator.files())
+        paths.append(file.toObject().value(QStringLiteral("path")).toString());
+    paths.sort();
+    return paths;
 }
 
 void TestGdappCli::helpForEveryCommand_data()
@@ -130,62 +164,81 @@ void TestGdappCli::helpForEveryCommand()
 {
     QFETCH(QString, command);
     QFETCH(QString, synopsis);
-    const Run run = gdapp({ command, QStringLiteral("--help") });
+    const Run run = gdapp(command + QStringLiteral(" --help"));
     QCOMPARE(run.exitCode, 0);
-    QVERIFY2(run.out.contains("Usage:"), run.out.constData());
-    QVERIFY2(run.out.contains(synopsis.toUtf8()), run.out.constData());
-    QVERIFY(run.out.contains("--plugin"));
-
-    const Run overall = gdapp({ QStringLiteral("--help") });
-    QCOMPARE(overall.exitCode, 0);
-    QVERIFY(overall.out.contains(synopsis.toUtf8()));
+    QVERIFY2(run.out.contains("Usage:") && run.out.contains(synopsis.toUtf8())
+                     && run.out.contains("--plugin"),
+             run.out.constData());
+    QVERIFY(gdapp(QStringLiteral("--help")).out.contains(synopsis.toUtf8()));
 }
 
 void TestGdappCli::usageErrors_data()
 {
-    QTest::addColumn<QStringList>("arguments");
-    QTest::newRow("no command") << QStringList {};
-    QTest::newRow("unknown command") << QStringList { "frobnicate" };
-    QTest::newRow("not a gdapp URL") << QStringList { "ls", "http://example.org/x" };
-    QTest::newRow("URL with a host") << QStringList { "stat", "gdapp://host/x" };
-    QTest::newRow("missing argument") << QStringList { "cp", "gdapp:/a" };
-    QTest::newRow("too many arguments") << QStringList { "rm", "gdapp:/a", "gdapp:/b" };
-    QTest::newRow("unknown option") << QStringList { "ls", "--frobnicate" };
-    QTest::newRow("bad consent mode") << QStringList { "ls", "--consent", "telepathy" };
-    QTest::newRow("mv onto itself") << QStringList { "mv", "gdapp:/a.txt", "gdapp:/a.txt" };
-    QTest::newRow("mv across folders") << QStringList { "mv", "gdapp:/a.txt", "gdapp:/b/a.txt" };
-    QTest::newRow("cp across folders") << QStringList { "cp", "gdapp:/a.txt", "gdapp:/b/a.txt" };
-    QTest::newRow("rm of the top folder") << QStringList { "rm", "-r", "gdapp:/" };
+    QTest::addColumn<QString>("line");
+    QTest::newRow("no command") << "";
+    QTest::newRow("unknown command") << "frobnicate";
+    QTest::newRow("not a gdapp URL") << "ls http://example.org/x";
+    QTest::newRow("URL with a host") << "stat gdapp://host/x";
+    QTest::newRow("missing argument") << "cp gdapp:/a";
+    QTest::newRow("too many arguments") << "rm gdapp:/a gdapp:/b";
+    QTest::newRow("unknown option") << "ls --frobnicate";
+    QTest::newRow("bad consent mode") << "ls --consent telepathy";
+    QTest::newRow("mv onto itself") << "mv gdapp:/a.txt gdapp:/a.txt";
+    QTest::newRow("mv across folders") << "mv gdapp:/a.txt gdapp:/b/a.txt";
+    QTest::newRow("cp across folders") << "cp gdapp:/a.txt gdapp:/b/a.txt";
+    QTest::newRow("rm of the top folder") << "rm -r gdapp:/";
 }
 
 void TestGdappCli::usageErrors()
 {
-    QFETCH(QStringList, arguments);
-    const Run run = gdapp(arguments);
+    QFETCH(QString, line);
+    const Run run = gdapp(line);
     QCOMPARE(run.exitCode, 2);
-    QVERIFY2(run.err.startsWith("gdapp: "), run.err.constData());
-    QVERIFY(run.err.contains("--help"));
+    QVERIFY2(run.err.startsWith("gdapp: ") && run.err.contains("--help"), run.err.constData());
 }
 
+// A session as a user types it, the mistakes included.
 void TestGdappCli::session()
 {
     const QByteArray content = QByteArray("Tarnwick document\n").repeated(100);
-    QFile local(m_work.filePath(QStringLiteral("report.txt")));
-    QVERIFY(local.open(QIODevice::WriteOnly));
-    local.write(content);
-    local.close();
+    writeLocal(QStringLiteral("report.txt"), content);
+    QVERIFY(QDir(m_work.path()).mkpath(QStringLiteral("downloads")));
+    runSteps({
+            { "login", 0, "Authorised." },
+            { "mkdir gdapp:/docs", 0 },
+            { "put report.txt gdapp:/docs/", 0 },
+            { "put missing.txt gdapp:/docs/", 1, "missing.txt" },
+            { "get gdapp:/docs/report.txt back.txt", 0 },
+            { "get gdapp:/docs/report.txt downloads", 0 },
+            { "cp gdapp:/docs/report.txt gdapp:/docs/copy.txt", 0 },
+            { "cp gdapp:/docs/report.txt gdapp:/docs/copy.txt", 1, "exists already" },
+            { "mv gdapp:/docs/copy.txt gdapp:/docs/moved.txt", 0 },
+            { "cp gdapp:/docs/report.txt gdapp:/docs/other.txt", 0 },
+            { "mv gdapp:/docs/other.txt gdapp:/docs/moved.txt", 0 }, // replaces it
+            { "rm gdapp:/docs/moved.txt", 0 },
+            { "mkdir gdapp:/a/b/c", 3, "use -p" },
+            { "mkdir -p gdapp:/a/b/c", 0 },
+            { "mkdir -p gdapp:/a/b/c", 0 },
+            { "mkdir gdapp:/a/b", 1, "exists already" },
+            { "mkdir -p gdapp:/docs/report.txt/sub", 1, "gdapp:/docs/report.txt is a file" },
+            { "rm gdapp:/a", 1, "use -r" },
+            { "rm -r gdapp:/a", 0 },
+    });
+    QCOMPARE(remotePaths(),
+             QStringList({ QStringLiteral("/docs"), QStringLiteral("/docs/report.txt") }));
+    QCOMPARE(m_emulator.fileAt(QStringLiteral("/docs/report.txt"))
+                     .value(QStringLiteral("md5Checksum"))
+                     .toString()
+                     .toLatin1(),
+             md5(content));
+    QCOMPARE(readLocal(QStringLiteral("back.txt")), content);
+    QCOMPARE(readLocal(QStringLiteral("downloads/report.txt")), content);
+}
 
-    QCOMPARE(gdapp({ QStringLiteral("login") }).exitCode, 0);
-    QCOMPARE(gdapp({ QStringLiteral("mkdir"), QStringLiteral("gdapp:/docs") }).exitCode, 0);
-    QCOMPARE(gdapp({ QStringLiteral("put"), local.fileName(), QStringLiteral("gdapp:/docs/") })
-                     .exitCode,
-             0);
-    QCOMPARE(m_emulator.content(m_emulator.fileAt(QStringLiteral("/docs/report.txt"))
-                                        .value(QStringLiteral("id"))
-                                        .toString()),
-             content);
-
-    const Run listing = gdapp({ QStringLiteral("ls"), QStringLiteral("gdapp:/docs") });
+void TestGdappCli::listingAndStat()
+{
+    m_emulator.seedFile(QStringLiteral("/docs/report.txt"), QByteArray(1800, 'r'));
+    const Run listing = gdapp(QStringLiteral("ls gdapp:/docs"));
     QCOMPARE(listing.exitCode, 0);
     QVERIFY2(QRegularExpression(
                      QStringLiteral(
@@ -193,55 +246,15 @@ void TestGdappCli::session()
                      .match(QString::fromUtf8(listing.out))
                      .hasMatch(),
              listing.out.constData());
-    const Run top = gdapp({ QStringLiteral("ls") });
+    const Run top = gdapp(QStringLiteral("ls"));
     QVERIFY2(top.out.startsWith("d            -  ") && top.out.endsWith("docs/\n"),
              top.out.constData());
 
-    const Run stat = gdapp({ QStringLiteral("stat"), QStringLiteral("gdapp:/docs/report.txt") });
+    const Run stat = gdapp(QStringLiteral("stat gdapp:/docs/report.txt"));
     QCOMPARE(stat.exitCode, 0);
     QVERIFY(stat.out.contains("type:     file\n"));
     QVERIFY(stat.out.contains("size:     1800\n"));
-    QVERIFY(stat.out.contains("md5:      " + md5(content) + '\n'));
-
-    QCOMPARE(gdapp({ QStringLiteral("get"), QStringLiteral("gdapp:/docs/report.txt"),
-                     QStringLiteral("back.txt") })
-                     .exitCode,
-             0);
-    QFile back(m_work.filePath(QStringLiteral("back.txt")));
-    QVERIFY(back.open(QIODevice::ReadOnly));
-    QCOMPARE(back.readAll(), content);
-
-    QCOMPARE(gdapp({ QStringLiteral("cp"), QStringLiteral("gdapp:/docs/report.txt"),
-                     QStringLiteral("gdapp:/docs/copy.txt") })
-                     .exitCode,
-             0);
-    const Run again = gdapp({ QStringLiteral("cp"), QStringLiteral("gdapp:/docs/report.txt"),
-                              QStringLiteral("gdapp:/docs/copy.txt") });
-    QCOMPARE(again.exitCode, 1);
-    QVERIFY(again.err.contains("exists already"));
-    QCOMPARE(gdapp({ QStringLiteral("mv"), QStringLiteral("gdapp:/docs/copy.txt"),
-                     QStringLiteral("gdapp:/docs/moved.txt") })
-                     .exitCode,
-             0);
-    QVERIFY(m_emulator.fileAt(QStringLiteral("/docs/copy.txt")).isEmpty());
-    QCOMPARE(m_emulator.fileAt(QStringLiteral("/docs/moved.txt"))
-                     .value(QStringLiteral("md5Checksum"))
-                     .toString()
-                     .toLatin1(),
-             md5(content));
-    // mv onto an existing file replaces it.
-    QCOMPARE(gdapp({ QStringLiteral("cp"), QStringLiteral("gdapp:/docs/report.txt"),
-                     QStringLiteral("gdapp:/docs/other.txt") })
-                     .exitCode,
-             0);
-    QCOMPARE(gdapp({ QStringLiteral("mv"), QStringLiteral("gdapp:/docs/other.txt"),
-                     QStringLiteral("gdapp:/docs/moved.txt") })
-                     .exitCode,
-             0);
-    QVERIFY(m_emulator.fileAt(QStringLiteral("/docs/other.txt")).isEmpty());
-    QCOMPARE(gdapp({ QStringLiteral("rm"), QStringLiteral("gdapp:/docs/moved.txt") }).exitCode, 0);
-    QVERIFY(m_emulator.fileAt(QStringLiteral("/docs/moved.txt")).isEmpty());
-    QVERIFY(!m_emulator.fileAt(QStringLiteral("/docs/report.txt")).isEmpty());
+    QVERIFY(stat.out.contains("md5:      " + md5(QByteArray(1800, 'r')) + '\n'));
 }
 
 void TestGdappCli::transfersThroughStandardStreams()
@@ -249,73 +262,33 @@ void TestGdappCli::transfersThroughStandardStreams()
     QByteArray binary(300000, Qt::Uninitialized);
     for (int i = 0; i < binary.size(); ++i)
         binary[i] = char(i * 13 + (i >> 8));
-    QCOMPARE(gdapp({ QStringLiteral("put"), QStringLiteral("-"),
-                     QStringLiteral("gdapp:/piped.bin") },
-                   binary)
-                     .exitCode,
-             0);
-    const Run fetched = gdapp(
-            { QStringLiteral("get"), QStringLiteral("gdapp:/piped.bin"), QStringLiteral("-") });
+    QCOMPARE(gdapp(QStringLiteral("put - gdapp:/piped.bin"), binary).exitCode, 0);
+    const Run fetched = gdapp(QStringLiteral("get gdapp:/piped.bin -"));
     QCOMPARE(fetched.exitCode, 0);
     QCOMPARE(fetched.out, binary);
 
     // Replacing keeps the file and its identifier.
-    const QString id =
-            m_emulator.fileAt(QStringLiteral("/piped.bin")).value(QStringLiteral("id")).toString();
-    QCOMPARE(gdapp({ QStringLiteral("put"), QStringLiteral("-"),
-                     QStringLiteral("gdapp:/piped.bin") },
-                   "short")
-                     .exitCode,
-             0);
+    const QString id = idOf(m_emulator.fileAt(QStringLiteral("/piped.bin")));
+    QCOMPARE(gdapp(QStringLiteral("put - gdapp:/piped.bin"), "short").exitCode, 0);
     QCOMPARE(m_emulator.content(id), QByteArray("short"));
     QCOMPARE(m_emulator.files().size(), 1);
 }
 
-void TestGdappCli::folders()
-{
-    const Run missingParent = gdapp({ QStringLiteral("mkdir"), QStringLiteral("gdapp:/a/b/c") });
-    QCOMPARE(missingParent.exitCode, 3);
-    QCOMPARE(
-            gdapp({ QStringLiteral("mkdir"), QStringLiteral("-p"), QStringLiteral("gdapp:/a/b/c") })
-                    .exitCode,
-            0);
-    QVERIFY(!m_emulator.fileAt(QStringLiteral("/a/b/c")).isEmpty());
-    QCOMPARE(
-            gdapp({ QStringLiteral("mkdir"), QStringLiteral("-p"), QStringLiteral("gdapp:/a/b/c") })
-                    .exitCode,
-            0);
-    QCOMPARE(gdapp({ QStringLiteral("mkdir"), QStringLiteral("gdapp:/a/b") }).exitCode, 1);
-
-    QCOMPARE(gdapp({ QStringLiteral("put"), QStringLiteral("-"),
-                     QStringLiteral("gdapp:/a/b/c/f.txt") },
-                   "f")
-                     .exitCode,
-             0);
-    const Run refused = gdapp({ QStringLiteral("rm"), QStringLiteral("gdapp:/a") });
-    QCOMPARE(refused.exitCode, 1);
-    QVERIFY(refused.err.contains("use -r"));
-    QCOMPARE(gdapp({ QStringLiteral("rm"), QStringLiteral("-r"), QStringLiteral("gdapp:/a") })
-                     .exitCode,
-             0);
-    QVERIFY(m_emulator.files().isEmpty());
-}
-
 void TestGdappCli::notFound_data()
 {
-    QTest::addColumn<QStringList>("arguments");
-    QTest::newRow("get") << QStringList { "get", "gdapp:/missing.txt" };
-    QTest::newRow("stat") << QStringList { "stat", "gdapp:/missing/deeper.txt" };
-    QTest::newRow("ls") << QStringList { "ls", "gdapp:/missing" };
-    QTest::newRow("rm") << QStringList { "rm", "gdapp:/missing.txt" };
-    QTest::newRow("mv") << QStringList { "mv", "gdapp:/missing.txt", "gdapp:/other.txt" };
-    QTest::newRow("put into a missing folder")
-            << QStringList { "put", "-", "gdapp:/missing/x.txt" };
+    QTest::addColumn<QString>("line");
+    QTest::newRow("get") << "get gdapp:/missing.txt";
+    QTest::newRow("stat") << "stat gdapp:/missing/deeper.txt";
+    QTest::newRow("ls") << "ls gdapp:/missing";
+    QTest::newRow("rm") << "rm gdapp:/missing.txt";
+    QTest::newRow("mv") << "mv gdapp:/missing.txt gdapp:/other.txt";
+    QTest::newRow("put into a missing folder") << "put - gdapp:/missing/x.txt";
 }
 
 void TestGdappCli::notFound()
 {
-    QFETCH(QStringList, arguments);
-    const Run run = gdapp(arguments, "x");
+    QFETCH(QString, line);
+    const Run run = gdapp(line, "x");
     QCOMPARE(run.exitCode, 3);
     QVERIFY2(run.err.contains("no such file or folder [error 403]"), run.err.constData());
 }
@@ -326,26 +299,21 @@ void TestGdappCli::failedGetLeavesNoFile_data()
     QTest::addColumn<QJsonObject>("seed");
     QTest::addColumn<QList<int>>("exitCodes");
 
-    const QJsonObject media { { QStringLiteral("method"), QStringLiteral("GET") },
-                              { QStringLiteral("query"), QStringLiteral("alt=media") } };
-    QJsonObject serverError = media;
-    serverError.insert(QStringLiteral("status"), 500);
-    QJsonObject cut = media;
-    cut.insert(QStringLiteral("action"), QStringLiteral("truncate"));
     // Every attempt is cut. Depending on when it notices the close, Qt either reports it,
     // resends the GET, or takes the short body as complete: the checksum catches the last.
-    cut.insert(QStringLiteral("count"), -1);
-    QTest::newRow("service error") << serverError << QJsonObject() << QList<int> { 5 };
-    QTest::newRow("connection cut mid-body") << cut << QJsonObject() << QList<int> { 5, 6 };
+    QTest::newRow("connection cut mid-body")
+            << json(R"({"query": "alt=media", "action": "truncate", "count": -1})") << QJsonObject()
+            << QList<int> { 5, 6 };
+    QTest::newRow("service error") << json(R"({"query": "alt=media", "status": 500})")
+                                   << QJsonObject() << QList<int> { 5 };
+    QTest::newRow("credentials refused") << json(R"({"query": "alt=media", "status": 401})")
+                                         << QJsonObject() << QList<int> { 4 };
     QTest::newRow("corrupted") << QJsonObject()
-                               << QJsonObject { { QStringLiteral("md5Checksum"),
-                                                  QString(32, QLatin1Char('0')) } }
+                               << json(R"({"md5Checksum": "00000000000000000000000000000000"})")
                                << QList<int> { 6 };
-    QJsonObject unauthorised = media;
-    unauthorised.insert(QStringLiteral("status"), 401);
-    QTest::newRow("credentials refused") << unauthorised << QJsonObject() << QList<int> { 4 };
 }
 
+// Nothing is left behind, and an existing file is left as it was.
 void TestGdappCli::failedGetLeavesNoFile()
 {
     QFETCH(QJsonObject, fault);
@@ -354,30 +322,21 @@ void TestGdappCli::failedGetLeavesNoFile()
 
     m_emulator.seedFile(QStringLiteral("/f.bin"), QByteArray("remote content").repeated(10000),
                         seed);
-    if (!fault.isEmpty())
-        m_emulator.addFault(fault);
-    const QString target = m_work.filePath(QStringLiteral("failed.bin"));
-    QFile::remove(target);
-    const Run run = gdapp({ QStringLiteral("get"), QStringLiteral("gdapp:/f.bin"), target });
-    QVERIFY2(exitCodes.contains(run.exitCode), QByteArray::number(run.exitCode).constData());
-    QVERIFY2(run.err.contains("[error "), run.err.constData());
-    QVERIFY(!QFile::exists(target));
-    QCOMPARE(QDir(m_work.path())
-                     .entryList({ QStringLiteral("failed.bin*"), QStringLiteral(".failed.bin*") },
-                                QDir::Files | QDir::Hidden),
-             QStringList());
-
-    // An existing file is left as it was.
-    QFile previous(target);
-    QVERIFY(previous.open(QIODevice::WriteOnly));
-    previous.write("previous");
-    previous.close();
-    if (!fault.isEmpty() && fault.value(QStringLiteral("count")).toInt(1) > 0)
-        m_emulator.addFault(fault);
-    QVERIFY(exitCodes.contains(
-            gdapp({ QStringLiteral("get"), QStringLiteral("gdapp:/f.bin"), target }).exitCode));
-    QVERIFY(previous.open(QIODevice::ReadOnly));
-    QCOMPARE(previous.readAll(), QByteArray("previous"));
+    QFile::remove(local(QStringLiteral("failed.bin")));
+    for (const QByteArray &before : { QByteArray(), QByteArray("previous") }) {
+        if (!before.isEmpty())
+            writeLocal(QStringLiteral("failed.bin"), before);
+        if (!fault.isEmpty() && (before.isEmpty() || fault.value(QStringLiteral("count")) != -1))
+            m_emulator.addFault(fault);
+        const Run run = gdapp(QStringLiteral("get gdapp:/f.bin failed.bin"));
+        QVERIFY2(exitCodes.contains(run.exitCode) && run.err.contains("[error "),
+                 run.err.constData());
+        QCOMPARE(QDir(m_work.path())
+                         .entryList({ QStringLiteral("*failed.bin*") }, QDir::Files | QDir::Hidden),
+                 before.isEmpty() ? QStringList() : QStringList(QStringLiteral("failed.bin")));
+        if (!before.isEmpty())
+            QCOMPARE(readLocal(QStringLiteral("failed.bin")), before);
+    }
 }
 
 void TestGdappCli::notAuthorisedWithoutAnswer()
@@ -387,7 +346,7 @@ void TestGdappCli::notAuthorisedWithoutAnswer()
     QTemporaryDir config;
     QProcessEnvironment environment = environmentFor(manual);
     environment.insert(QStringLiteral("XDG_CONFIG_HOME"), config.path());
-    const Run run = gdapp({ QStringLiteral("ls") }, QByteArray(), environment);
+    const Run run = gdapp(QStringLiteral("ls"), QByteArray(), environment);
     QCOMPARE(run.exitCode, 4);
     QVERIFY2(run.err.contains("needs a person") || run.err.contains("asks for a person"),
              run.err.constData());
@@ -396,55 +355,51 @@ void TestGdappCli::notAuthorisedWithoutAnswer()
 
 void TestGdappCli::logoutThenFreshConsent()
 {
-    QCOMPARE(gdapp({ QStringLiteral("ls") }).exitCode, 0);
+    const QString consent = QStringLiteral("/o/oauth2/v2/auth");
+    QCOMPARE(gdapp(QStringLiteral("ls")).exitCode, 0);
     int mark = m_emulator.nextRequest();
-    QCOMPARE(gdapp({ QStringLiteral("ls") }).exitCode, 0);
-    QCOMPARE(authorisations(mark), 0); // the stored refresh token did
+    QCOMPARE(gdapp(QStringLiteral("ls")).exitCode, 0);
+    QCOMPARE(requestsTo(consent, mark), 0); // the stored refresh token did
 
-    const Run logout = gdapp({ QStringLiteral("logout") });
-    QCOMPARE(logout.exitCode, 0);
-    const QString settings = m_config.filePath(QStringLiteral("Tarnwick/gdapp.conf"));
-    QFile file(settings);
-    QVERIFY(!file.open(QIODevice::ReadOnly) || !file.readAll().contains("gdapp"));
+    QCOMPARE(gdapp(QStringLiteral("logout")).exitCode, 0);
+    QVERIFY(!readLocal(m_config.filePath(QStringLiteral("Tarnwick/gdapp.conf"))).contains("gdapp"));
 
     mark = m_emulator.nextRequest();
-    const Run after = gdapp({ QStringLiteral("ls") });
+    const Run after = gdapp(QStringLiteral("ls"));
     QCOMPARE(after.exitCode, 0);
-    QCOMPARE(authorisations(mark), 1);
+    QCOMPARE(requestsTo(consent, mark), 1);
     QVERIFY(after.err.contains("Authorisation needed"));
 }
 
 void TestGdappCli::pluginLookup()
 {
-    const Run missing = gdapp({ QStringLiteral("ls"), QStringLiteral("--plugin"),
-                                QStringLiteral("/nonexistent/libgdrive.so") });
+    const Run missing = gdapp(QStringLiteral("ls --plugin /nonexistent/libgdrive.so"));
     QCOMPARE(missing.exitCode, 1);
     QVERIFY2(missing.err.contains("no plug-in found")
                      && missing.err.contains("/nonexistent/libgdrive.so"),
              missing.err.constData());
 
-    const QString other = QLibraryInfo::path(QLibraryInfo::PluginsPath)
-            + QStringLiteral("/platforms/libqminimal.so");
-    const Run foreign = gdapp({ QStringLiteral("ls"), QStringLiteral("--plugin"), other });
+    const Run foreign =
+            gdapp(QStringLiteral("ls --plugin ") + QLibraryInfo::path(QLibraryInfo::PluginsPath)
+                  + QStringLiteral("/platforms/libqminimal.so"));
     QCOMPARE(foreign.exitCode, 1);
     QVERIFY2(foreign.err.contains("is not a storage provider plug-in"), foreign.err.constData());
 
     QProcessEnvironment environment = environmentFor(m_emulator);
     environment.insert(QStringLiteral("GDAPP_PLUGIN_PATH"),
                        QStringLiteral("/elsewhere/libgdrive.so"));
-    const Run fromEnvironment = gdapp({ QStringLiteral("ls") }, QByteArray(), environment);
+    const Run fromEnvironment = gdapp(QStringLiteral("ls"), QByteArray(), environment);
     QCOMPARE(fromEnvironment.exitCode, 1);
     QVERIFY(fromEnvironment.err.contains("/elsewhere/libgdrive.so"));
 
     environment.insert(QStringLiteral("GDAPP_PLUGIN_PATH"), QStringLiteral(GDAPP_PLUGIN_PATH));
-    QCOMPARE(gdapp({ QStringLiteral("ls") }, QByteArray(), environment).exitCode, 0);
+    QCOMPARE(gdapp(QStringLiteral("ls"), QByteArray(), environment).exitCode, 0);
 }
 
 void TestGdappCli::progressOnlyOnATerminal()
 {
     m_emulator.seedFile(QStringLiteral("/big.bin"), QByteArray(2 * 1024 * 1024, 'x'));
-    const Run piped =
-            gdapp({ QStringLiteral("get"), QStringLiteral("gdapp:/big.bin"), QStringLiteral("-") });
+    const Run piped = gdapp(QStringLiteral("get gdapp:/big.bin -"));
     QCOMPARE(piped.exitCode, 0);
     QVERIFY(!piped.err.contains('%'));
 
@@ -467,7 +422,7 @@ void TestGdappCli::progressOnlyOnATerminal()
 
 void TestGdappCli::chooserNeedsADisplay()
 {
-    const Run run = gdapp({ QStringLiteral("open-dialog") });
+    const Run run = gdapp(QStringLiteral("open-dialog"));
     QCOMPARE(run.exitCode, 1);
     QVERIFY(run.err.contains("needs a display"));
 }
@@ -477,55 +432,48 @@ void TestGdappCli::chooserNeedsADisplay()
 // upload onto a folder would send it content.
 void TestGdappCli::refusedBeforeAnyChange_data()
 {
-    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("line");
     QTest::addColumn<QByteArray>("saying");
 
     QTest::newRow("mv onto a folder")
-            << QStringList { "mv", "gdapp:/a.txt", "gdapp:/Reports" } << QByteArray("is a folder");
+            << "mv gdapp:/a.txt gdapp:/Reports" << QByteArray("is a folder");
     QTest::newRow("cp onto a folder")
-            << QStringList { "cp", "gdapp:/a.txt", "gdapp:/Reports" } << QByteArray("is a folder");
+            << "cp gdapp:/a.txt gdapp:/Reports" << QByteArray("is a folder");
     QTest::newRow("standard input onto a folder")
-            << QStringList { "put", "-", "gdapp:/Reports" } << QByteArray("is a folder");
+            << "put - gdapp:/Reports" << QByteArray("is a folder");
     QTest::newRow("into a folder, where a folder has the local name")
-            << QStringList { "put", "in.txt", "gdapp:/Reports/" } << QByteArray("is a folder");
-    QTest::newRow("local file of 2 GiB")
-            << QStringList { "put", "huge.bin", "gdapp:/huge.bin" } << QByteArray("2 GiB");
-    QTest::newRow("remote file of 2 GiB")
-            << QStringList { "get", "gdapp:/reported-huge.bin" } << QByteArray("2 GiB");
+            << "put in.txt gdapp:/Reports/" << QByteArray("is a folder");
+    QTest::newRow("local file of 2 GiB") << "put huge.bin gdapp:/huge.bin" << QByteArray("2 GiB");
+    QTest::newRow("remote file of 2 GiB") << "get gdapp:/reported-huge.bin" << QByteArray("2 GiB");
 }
 
 void TestGdappCli::refusedBeforeAnyChange()
 {
-    QFETCH(QStringList, arguments);
+    QFETCH(QString, line);
     QFETCH(QByteArray, saying);
 
     m_emulator.seedFile(QStringLiteral("/a.txt"), "a");
     m_emulator.seedFolder(QStringLiteral("/Reports/in.txt"));
     m_emulator.seedFile(QStringLiteral("/reported-huge.bin"), "small",
                         { { QStringLiteral("size"), 2147483648.0 } });
-    QFile local(m_work.filePath(QStringLiteral("in.txt")));
-    QVERIFY(local.open(QIODevice::WriteOnly));
-    local.write("local");
-    local.close();
-    QFile huge(m_work.filePath(QStringLiteral("huge.bin")));
+    writeLocal(QStringLiteral("in.txt"), "local");
+    QFile huge(local(QStringLiteral("huge.bin")));
     QVERIFY(huge.open(QIODevice::WriteOnly));
     QVERIFY(huge.resize(qint64(2) * 1024 * 1024 * 1024)); // sparse: nothing is written
     huge.close();
     const QJsonArray before = m_emulator.files();
     const int mark = m_emulator.nextRequest();
 
-    const Run run = gdapp(arguments, "piped");
+    const Run run = gdapp(line, "piped");
     huge.remove();
     QCOMPARE(run.exitCode, 1);
     QVERIFY2(run.err.contains(saying), run.err.constData());
-    for (const QJsonValue &request : m_emulator.requests(mark)) {
-        const QJsonObject object = request.toObject();
-        if (object.value(QStringLiteral("path")).toString().startsWith(QLatin1String("/o/")))
-            continue; // the token's refresh
-        QCOMPARE(object.value(QStringLiteral("method")).toString(), QStringLiteral("GET"));
-        QVERIFY(!object.value(QStringLiteral("query"))
-                         .toString()
-                         .contains(QLatin1String("alt=media")));
+    // Lookups only, and the token's refresh.
+    for (const LoggedRequest &request : LoggedRequest::list(m_emulator.requests(mark))) {
+        QVERIFY2((request.method() == QLatin1String("GET")
+                  && !request.target().contains(QLatin1String("alt=media")))
+                         || request.path().startsWith(QLatin1String("/o/")),
+                 qPrintable(request.method() + QLatin1Char(' ') + request.target()));
     }
     QCOMPARE(m_emulator.files(), before);
 }
@@ -533,9 +481,8 @@ void TestGdappCli::refusedBeforeAnyChange()
 // Error texts carry URLs, and URLs carry percent signs.
 void TestGdappCli::serviceTextIsShownAsItIs()
 {
-    m_emulator.addFault({ { QStringLiteral("path"), QStringLiteral("/drive/v3/files") },
-                          { QStringLiteral("status"), 500 } });
-    const Run run = gdapp({ QStringLiteral("ls"), QStringLiteral("gdapp:/x") });
+    m_emulator.addFault(json(R"({"path": "/drive/v3/files", "status": 500})"));
+    const Run run = gdapp(QStringLiteral("ls gdapp:/x"));
     QCOMPARE(run.exitCode, 5);
     QVERIFY2(run.err.contains("name%3D'x' and trashed%3Dfalse"), run.err.constData());
     QVERIFY2(run.err.endsWith("Internal Server Error [error 403]\n"), run.err.constData());
@@ -547,7 +494,7 @@ void TestGdappCli::settingsAreForTheOwnerOnly()
     QTemporaryDir config;
     QProcessEnvironment environment = environmentFor(m_emulator);
     environment.insert(QStringLiteral("XDG_CONFIG_HOME"), config.filePath(QStringLiteral("new")));
-    QCOMPARE(gdapp({ QStringLiteral("login") }, QByteArray(), environment).exitCode, 0);
+    QCOMPARE(gdapp(QStringLiteral("login"), QByteArray(), environment).exitCode, 0);
 
     const QString folder = config.filePath(QStringLiteral("new/Tarnwick"));
     const QString file = folder + QStringLiteral("/gdapp.conf");
@@ -561,7 +508,7 @@ void TestGdappCli::settingsAreForTheOwnerOnly()
 
     // Loosened by hand, it is private again once the next command has written the tokens.
     QVERIFY(QFile::setPermissions(file, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther));
-    QCOMPARE(gdapp({ QStringLiteral("ls") }, QByteArray(), environment).exitCode, 0);
+    QCOMPARE(gdapp(QStringLiteral("ls"), QByteArray(), environment).exitCode, 0);
     QCOMPARE(QFile::permissions(file) & Mask, QFile::ReadOwner | QFile::WriteOwner);
 }
 
@@ -578,11 +525,11 @@ void TestGdappCli::loopbackPortTaken()
     QFETCH(QString, consent);
     QTcpServer other;
     QVERIFY(other.listen(QHostAddress::LocalHost, 5479));
-    const Run run = gdapp({ QStringLiteral("--consent"), consent, QStringLiteral("login") });
+    const Run run = gdapp(QStringLiteral("--consent %1 login").arg(consent));
     QCOMPARE(run.exitCode, 4);
-    QVERIFY2(run.err.contains("cannot listen on 127.0.0.1:5479") && run.err.contains("end it"),
+    QVERIFY2(run.err.contains("cannot listen on 127.0.0.1:5479") && run.err.contains("end it")
+                     && !run.err.contains("Open this address"),
              run.err.constData());
-    QVERIFY(!run.err.contains("Open this address"));
 }
 
 // The plug-in consents again, once, when the service refuses the code (a code can go stale);
@@ -607,18 +554,16 @@ void TestGdappCli::refusedTokenRequests()
 {
     QFETCH(int, status);
     QFETCH(int, count);
-    QFETCH(int, exitCode);
-    QFETCH(int, tokenRequests);
     QFETCH(QByteArray, saying);
 
     m_emulator.addFault({ { QStringLiteral("path"), QStringLiteral("/o/oauth2/token") },
                           { QStringLiteral("status"), status },
                           { QStringLiteral("count"), count } });
     const int mark = m_emulator.nextRequest();
-    const Run run = gdapp({ QStringLiteral("login") });
-    QCOMPARE(run.exitCode, exitCode);
+    const Run run = gdapp(QStringLiteral("login"));
+    QTEST(run.exitCode, "exitCode");
     QVERIFY2(run.err.contains(saying), run.err.constData());
-    QCOMPARE(requestsTo(QStringLiteral("/o/oauth2/token"), mark), tokenRequests);
+    QTEST(requestsTo(QStringLiteral("/o/oauth2/token"), mark), "tokenRequests");
 }
 
 // While a consent waits, the plug-in's listener takes connections on 127.0.0.1 and on no other

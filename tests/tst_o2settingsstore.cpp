@@ -5,7 +5,6 @@
 #include "o2settingsstore.h"
 
 #include <QSettings>
-#include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -24,12 +23,10 @@ private slots:
     void missingKeyGivesTheDefault();
     void roundTrip_data();
     void roundTrip();
-    void twoWritesOfOneValueDiffer();
     void clearTextReadsEmpty();
     void keyDerivationReadsTheDigestAsDecimalText();
     void groupKeyPrefixesKeys_data();
     void groupKeyPrefixesKeys();
-    void groupKeyChangedOnlyOnChange();
     void defaultSettingsAreTheApplications();
     void storeWithoutSettingsIsHarmless();
 
@@ -86,19 +83,6 @@ void TestO2SettingsStore::roundTrip()
     QCOMPARE(store.value(QStringLiteral("gdapp/token"), QStringLiteral("x")), value);
     QSettings raw(m_dir->filePath(QStringLiteral("settings.ini")), QSettings::IniFormat);
     QVERIFY(raw.value(QStringLiteral("gdapp/token")).toString() != value);
-}
-
-void TestO2SettingsStore::twoWritesOfOneValueDiffer()
-{
-    QSettings *settings = newSettings();
-    O2SettingsStore store(settings, PassPhrase, nullptr);
-    QSet<QString> stored;
-    for (int i = 0; i < 8; ++i) {
-        store.setValue(QStringLiteral("k"), QStringLiteral("same"));
-        stored.insert(settings->value(QStringLiteral("k")).toString());
-        QCOMPARE(store.value(QStringLiteral("k"), QString()), QStringLiteral("same"));
-    }
-    QVERIFY(stored.size() > 1);
 }
 
 void TestO2SettingsStore::clearTextReadsEmpty()
@@ -164,20 +148,6 @@ void TestO2SettingsStore::groupKeyPrefixesKeys()
     store.setValue(key, QStringLiteral("v"));
     QCOMPARE(settings->allKeys(), QStringList(storedAs));
     QCOMPARE(store.value(key, QString()), QStringLiteral("v"));
-}
-
-void TestO2SettingsStore::groupKeyChangedOnlyOnChange()
-{
-    O2SettingsStore store(newSettings(), PassPhrase, nullptr);
-    QSignalSpy spy(&store, &O2SettingsStore::groupKeyChanged);
-    store.setGroupKey(QString());
-    QCOMPARE(spy.count(), 0);
-    store.setGroupKey(QStringLiteral("g"));
-    QCOMPARE(spy.count(), 1);
-    QCOMPARE(store.groupKey(), QStringLiteral("g"));
-    QCOMPARE(store.property("groupKey").toString(), QStringLiteral("g"));
-    store.setGroupKey(QStringLiteral("g"));
-    QCOMPARE(spy.count(), 1);
 }
 
 void TestO2SettingsStore::defaultSettingsAreTheApplications()

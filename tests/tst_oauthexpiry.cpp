@@ -5,7 +5,6 @@
 #include "consentbrowser.h"
 #include "emulatorprocess.h"
 #include "oauthgoogle.h"
-#include "testsettings.h"
 
 #include <QSettings>
 #include <QtTest>
@@ -27,10 +26,8 @@ private:
 
 void TestOAuthExpiry::initTestCase()
 {
-    TestSettings::isolate(QStringLiteral("tst_oauthexpiry"));
-    QVERIFY(m_emulator.start({ QStringLiteral("--auto-approve"), QStringLiteral("--token-ttl"),
-                               QStringLiteral("1") }));
-    m_emulator.exportEnvironment();
+    QVERIFY(m_emulator.startForTheFlow(QStringLiteral("tst_oauthexpiry"),
+                                       { QStringLiteral("--token-ttl"), QStringLiteral("1") }));
 }
 
 void TestOAuthExpiry::cleanupTestCase()

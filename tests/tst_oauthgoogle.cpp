@@ -4,10 +4,12 @@
 
 #include "consentbrowser.h"
 #include "emulatorprocess.h"
+#include "loggedrequest.h"
 #include "o2settingsstore.h"
 #include "oauthgoogle.h"
-#include "testsettings.h"
 
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
 #include <QSettings>
 #include <QtTest>
 
@@ -21,22 +23,17 @@ QString stored(const QString &key)
     return O2SettingsStore(PassPhrase, nullptr).value(key, QStringLiteral("<absent>"));
 }
 
-QUrlQuery formOf(const QJsonObject &logged)
+QUrlQuery formOf(const LoggedRequest &request)
 {
-    QByteArray body =
-            QByteArray::fromBase64(logged.value(QStringLiteral("body")).toString().toLatin1());
-    body.replace('+', ' ');
-    return QUrlQuery(QString::fromUtf8(body));
+    return QUrlQuery(QString::fromUtf8(request.body().replace('+', ' ')));
 }
 
-QList<QJsonObject> tokenRequests(const QJsonArray &log)
+QList<LoggedRequest> tokenRequests(const QJsonArray &log)
 {
-    QList<QJsonObject> requests;
-    for (const QJsonValue &entry : log) {
-        if (entry.toObject().value(QStringLiteral("path")).toString()
-            == QLatin1String("/o/oauth2/token"))
-            requests.append(entry.toObject());
-    }
+    QList<LoggedRequest> requests = LoggedRequest::list(log);
+    requests.removeIf([](const LoggedRequest &request) {
+        return request.path() != QLatin1String("/o/oauth2/token");
+    });
     return requests;
 }
 
@@ -73,6 +70,7 @@ private slots:
     void secondRunOnlyRefreshes();
     void refusedRefreshEmptiesTheTokenAndConsents();
     void deniedConsentEndsTheWait();
+    void redirectWithAnotherStateIsIgnored();
     void isAuthenticatedWithinTheMargin();
     void brokenTokenAnswersNeverCrash_data();
     void brokenTokenAnswersNeverCrash();
@@ -86,9 +84,7 @@ private:
 
 void TestOAuthGoogle::initTestCase()
 {
-    TestSettings::isolate(QStringLiteral("tst_oauthgoogle"));
-    QVERIFY(m_emulator.start({ QStringLiteral("--auto-approve") }));
-    m_emulator.exportEnvironment();
+    QVERIFY(m_emulator.startForTheFlow(QStringLiteral("tst_oauthgoogle")));
 }
 
 void TestOAuthGoogle::init()
@@ -129,12 +125,8 @@ void TestOAuthGoogle::firstRunConsentsAndStoresTokens()
              QStringLiteral("https://www.googleapis.com/auth/drive.appfolder"));
 
     // Three entries, enciphered, that the store's key reads back.
-    QSettings settings;
-    for (const QString &key : Keys) {
-        const QString raw = settings.value(key).toString();
-        QVERIFY2(QRegularExpression(QStringLiteral("^[A-Za-z0-9+/]+=*$")).match(raw).hasMatch(),
-                 qPrintable(key + QLatin1String(": ") + raw));
-    }
+    for (const QString &key : Keys)
+        QVERIFY(!QSettings().value(key).toString().contains(stored(key)));
     QCOMPARE(stored(QStringLiteral("gdapp/token")), flow.token());
     QCOMPARE(stored(QStringLiteral("gdapp/refreshtoken")), flow.refreshToken());
     QVERIFY(flow.refreshToken().startsWith(QLatin1String("1//")));
@@ -147,21 +139,14 @@ void TestOAuthGoogle::firstRunConsentsAndStoresTokens()
     const QString encodedCode =
             QUrlQuery(redirected).queryItemValue(QStringLiteral("code"), QUrl::FullyEncoded);
     QVERIFY2(encodedCode.startsWith(QLatin1String("4%2F")), qPrintable(encodedCode));
-    const QList<QJsonObject> requests = tokenRequests(m_emulator.requests());
+    const QList<LoggedRequest> requests = tokenRequests(m_emulator.requests());
     QCOMPARE(requests.size(), 1);
-    QCOMPARE(requests.first().value(QStringLiteral("status")).toInt(), 200);
+    QCOMPARE(requests.first().status(), 200);
     const QUrlQuery form = formOf(requests.first());
     QCOMPARE(form.queryItemValue(QStringLiteral("grant_type")),
              QStringLiteral("authorization_code"));
     QCOMPARE(form.queryItemValue(QStringLiteral("code"), QUrl::FullyDecoded),
              QUrl::fromPercentEncoding(encodedCode.toLatin1()));
-
-    // The token opens the Drive endpoints.
-    TestHttpClient http;
-    QCOMPARE(http.get(m_emulator.url(QStringLiteral("/drive/v3/files")),
-                      { { "Authorization", "Bearer " + flow.token().toUtf8() } })
-                     .status,
-             200);
 }
 
 void TestOAuthGoogle::secondRunOnlyRefreshes()
@@ -174,9 +159,9 @@ void TestOAuthGoogle::secondRunOnlyRefreshes()
     QVERIFY(flow.isAuthenticated());
     QVERIFY(browser.opened().isEmpty());
 
-    const QJsonArray log = m_emulator.requests(mark);
+    const QList<LoggedRequest> log = LoggedRequest::list(m_emulator.requests(mark));
     QCOMPARE(log.size(), 1);
-    const QUrlQuery form = formOf(log.at(0).toObject());
+    const QUrlQuery form = formOf(log.first());
     QCOMPARE(form.queryItemValue(QStringLiteral("grant_type")), QStringLiteral("refresh_token"));
     QCOMPARE(form.queryItemValue(QStringLiteral("refresh_token"), QUrl::FullyDecoded),
              refreshToken);
@@ -233,6 +218,38 @@ void TestOAuthGoogle::deniedConsentEndsTheWait()
     QVERIFY(!QSettings().contains(QStringLiteral("gdapp/token")));
 }
 
+// The listener takes only the redirect that carries the state the flow sent: another one, forged
+// or stale, is never exchanged for a token, and the wait goes on.
+void TestOAuthGoogle::redirectWithAnotherStateIsIgnored()
+{
+    ConsentBrowser browser;
+    OAuthGoogle flow(QStringLiteral("gdapp"), nullptr);
+    m_emulator.control("POST", QStringLiteral("tokens/revoke"));
+
+    QNetworkAccessManager manager;
+    QUrl forged;
+    browser.setAnswer(ConsentBrowser::Ignore);
+    browser.onOpen = [&](const QUrl &consent) {
+        const QString state = QUrlQuery(consent).queryItemValue(QStringLiteral("state"));
+        forged =
+                QUrl(QStringLiteral("http://127.0.0.1:5479/?state=%1x&code=4%2Fforged").arg(state));
+        manager.get(QNetworkRequest(forged));
+    };
+    const int mark = m_emulator.nextRequest();
+    Watchdog watchdog(&flow, 1500);
+    flow.grant();
+    QVERIFY(watchdog.fired());
+    QCOMPARE(browser.opened().size(), 2);
+    QVERIFY(forged.isValid());
+
+    // Only the refused refresh reached the token endpoint.
+    const QList<LoggedRequest> requests = tokenRequests(m_emulator.requests(mark));
+    QCOMPARE(requests.size(), 1);
+    QCOMPARE(formOf(requests.first()).queryItemValue(QStringLiteral("grant_type")),
+             QStringLiteral("refresh_token"));
+    QCOMPARE(stored(QStringLiteral("gdapp/refreshtoken")), QString());
+}
+
 void TestOAuthGoogle::isAuthenticatedWithinTheMargin()
 {
     m_emulator.setSettings({ { QStringLiteral("tokenTtl"), 1 } });
@@ -252,33 +269,18 @@ void TestOAuthGoogle::brokenTokenAnswersNeverCrash_data()
     QTest::addColumn<QJsonObject>("fault");
     QTest::addColumn<bool>("refreshTokenKept");
 
-    auto rule = [](const QJsonObject &more) {
-        QJsonObject fault { { QStringLiteral("path"), QStringLiteral("/o/oauth2/token") } };
-        for (auto it = more.begin(); it != more.end(); ++it)
-            fault.insert(it.key(), it.value());
-        return fault;
-    };
-    QTest::newRow("garbage") << rule(
-            { { QStringLiteral("status"), 200 },
-              { QStringLiteral("body"), QStringLiteral("\x01\x02garbage{") },
-              { QStringLiteral("contentType"), QStringLiteral("application/json") } })
+    QTest::newRow("garbage") << json(R"({"status": 200, "body": "\u0001\u0002garbage{",
+                                         "contentType": "application/json"})")
                              << true;
-    QTest::newRow("HTML") << rule(
-            { { QStringLiteral("status"), 200 },
-              { QStringLiteral("body"), QStringLiteral("<html><body>hello</body></html>") },
-              { QStringLiteral("contentType"), QStringLiteral("text/html") } })
+    QTest::newRow("HTML") << json(R"({"status": 200, "body": "<html><body>hello</body></html>",
+                                      "contentType": "text/html"})")
                           << true;
-    QTest::newRow("empty body") << rule(
-            { { QStringLiteral("status"), 200 },
-              { QStringLiteral("contentType"), QStringLiteral("application/json") },
-              { QStringLiteral("body"), QString() } })
+    QTest::newRow("empty body") << json(
+            R"({"status": 200, "body": "", "contentType": "application/json"})")
                                 << true;
-    QTest::newRow("server error") << rule({ { QStringLiteral("status"), 500 } }) << false;
-    QTest::newRow("truncated") << rule({ { QStringLiteral("action"), QStringLiteral("truncate") } })
-                               << false;
-    QTest::newRow("dropped") << rule({ { QStringLiteral("action"), QStringLiteral("drop") },
-                                       { QStringLiteral("count"), 3 } })
-                             << false;
+    QTest::newRow("server error") << json(R"({"status": 500})") << false;
+    QTest::newRow("truncated") << json(R"({"action": "truncate"})") << false;
+    QTest::newRow("dropped") << json(R"({"action": "drop", "count": 3})") << false;
 }
 
 void TestOAuthGoogle::brokenTokenAnswersNeverCrash()
@@ -289,6 +291,7 @@ void TestOAuthGoogle::brokenTokenAnswersNeverCrash()
     ConsentBrowser browser;
     OAuthGoogle flow(QStringLiteral("gdapp"), nullptr);
     const QString refreshToken = flow.refreshToken();
+    fault.insert(QStringLiteral("path"), QStringLiteral("/o/oauth2/token"));
     m_emulator.addFault(fault);
 
     // These answers do not end the wait: the watchdog does.

@@ -8,7 +8,6 @@
 #include "googlefile.h"
 #include "messagecapture.h"
 #include "oauthgoogle.h"
-#include "testsettings.h"
 
 #include <QProcess>
 #include <QRegularExpression>
@@ -39,9 +38,7 @@ private:
 
 void TestSecrets::initTestCase()
 {
-    TestSettings::isolate(QStringLiteral("tst_secrets"));
-    QVERIFY(m_emulator.start({ QStringLiteral("--auto-approve") }));
-    m_emulator.exportEnvironment();
+    QVERIFY(m_emulator.startForTheFlow(QStringLiteral("tst_secrets")));
 }
 
 void TestSecrets::cleanupTestCase()
@@ -111,8 +108,7 @@ void TestSecrets::pluginSessionKeepsTokensOutOfMessages()
     QVERIFY(!missing.open(QIODevice::ReadOnly));
     GoogleFile renamed(QStringLiteral("gdapp"), &flow, QUrl(QStringLiteral("gdapp:/renamed.txt")),
                        nullptr);
-    m_emulator.addFault({ { QStringLiteral("path"), QStringLiteral("/drive/v3/files/*") },
-                          { QStringLiteral("status"), 401 } });
+    m_emulator.addFault(json(R"({"path": "/drive/v3/files/*", "status": 401})"));
     QVERIFY(!renamed.remove());
     m_emulator.control("DELETE", QStringLiteral("faults"));
 

@@ -4,7 +4,6 @@
 
 #include "simplecrypt.h"
 
-#include <QCryptographicHash>
 #include <QRandomGenerator>
 #include <QtTest>
 
@@ -13,124 +12,38 @@ Q_DECLARE_METATYPE(SimpleCrypt::IntegrityPolicy)
 Q_DECLARE_METATYPE(SimpleCrypt::CipherStatus)
 
 namespace {
-// A forged compressed body makes the decompression allocate the size its header claims, which
-// costs nothing here but a lot under AddressSanitizer, which poisons every byte of it.
-#if defined(__SANITIZE_ADDRESS__)
-constexpr int GarbageRounds = 400;
-#else
-constexpr int GarbageRounds = 20000;
-#endif
 constexpr quint64 Key = 0x0123456789ABCDEFULL;
 const char *const NoKeyWarning = "No key set.";
 const char *const VersionWarning = "Invalid version or not a cyphertext.";
-
-// The cipher-text format written out independently of the class: version, flags, then the
-// random byte, integrity field and payload chained with the key bytes and the previous byte.
-QByteArray referenceCipher(quint64 key, char flags, char random, const QByteArray &field,
-                           const QByteArray &payload)
-{
-    QByteArray body = random + field + payload;
-    char previous = 0;
-    for (int i = 0; i < body.size(); ++i) {
-        const char keyByte = char(key >> (8 * (i % 8)));
-        body[i] = char(body[i] ^ keyByte ^ previous);
-        previous = body[i];
-    }
-    return QByteArray(1, 0x03) + flags + body;
-}
-
-// Undoes the chain of a cipher text: the random byte, field and payload in clear.
-QByteArray referenceBody(quint64 key, const QByteArray &cipher)
-{
-    QByteArray body = cipher.mid(2);
-    char previous = 0;
-    for (int i = 0; i < body.size(); ++i) {
-        const char c = body[i];
-        body[i] = char(c ^ previous ^ char(key >> (8 * (i % 8))));
-        previous = c;
-    }
-    return body;
-}
-
-QByteArray crcField(const QByteArray &payload)
-{
-    const quint16 crc = qChecksum(QByteArrayView(payload), Qt::ChecksumIso3309);
-    QByteArray field;
-    field.append(char(crc >> 8));
-    field.append(char(crc & 0xFF));
-    return field;
-}
-
-QByteArray swapped(const QByteArray &pair)
-{
-    return pair.right(1) + pair.left(1);
-}
-
-QByteArray sha1(const QByteArray &payload)
-{
-    return QCryptographicHash::hash(payload, QCryptographicHash::Sha1);
-}
+// Long enough that the key's bytes come round more than once.
+const QByteArray Text("the key byte index restarts every eight body bytes");
 
 QByteArray repetitive()
 {
     return QByteArray("abc").repeated(200);
 }
-
-// Swallows the warnings of a loop over garbage input.
-class QuietMessages
-{
-public:
-    QuietMessages() : m_previous(qInstallMessageHandler(quiet)) { }
-    ~QuietMessages() { qInstallMessageHandler(m_previous); }
-
-private:
-    static void quiet(QtMsgType, const QMessageLogContext &, const QString &) { }
-    QtMessageHandler m_previous;
-};
 } // namespace
 
+// The token cipher. Stored tokens were written with it, so its format is binding: cipher texts
+// written once are read back byte for byte.
 class TestSimpleCrypt : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void crcIsIso3309();
     void roundTrip_data();
     void roundTrip();
-    void encryptionFollowsTheFormat_data();
-    void encryptionFollowsTheFormat();
-    void decryptsFixedCipherTexts_data();
-    void decryptsFixedCipherTexts();
-    void decryptsReferenceCipherTexts_data();
-    void decryptsReferenceCipherTexts();
-    void emptyPlaintext();
-    void flagsByte_data();
-    void flagsByte();
+    void cipherShape_data();
+    void cipherShape();
+    void decrypts_data();
+    void decrypts();
     void compressionThatDoesNotShortenIsDropped();
     void twoEncryptionsDiffer();
-    void keyZeroIsAKey();
-    void setKeyReplacesTheKey();
-    void noKey();
-    void emptyCipherText();
-    void badVersion_data();
-    void badVersion();
-    void versionByteAlone();
+    void keys();
     void everyBodyByteFlipIsDetected_data();
     void everyBodyByteFlipIsDetected();
-    void wrongKey();
-    void integrityFieldTooShort_data();
-    void integrityFieldTooShort();
-    void corruptCompressedPayload();
-    void lenientBase64();
     void textAndByteFormsAreNotInverse();
-    void garbageNeverCrashes();
 };
-
-void TestSimpleCrypt::crcIsIso3309()
-{
-    // The X.25 check value: a different CRC-16 variant would change every stored token.
-    QCOMPARE(qChecksum(QByteArrayView("123456789"), Qt::ChecksumIso3309), quint16(0x906E));
-}
 
 void TestSimpleCrypt::roundTrip_data()
 {
@@ -173,168 +86,156 @@ void TestSimpleCrypt::roundTrip()
     SimpleCrypt crypt(Key);
     crypt.setCompressionPolicy(compression);
     crypt.setIntegrityPolicy(integrity);
-
     const QByteArray cipher = crypt.encryptToByteArray(plaintext);
     QCOMPARE(crypt.lastStatus(), SimpleCrypt::CipherOk);
-    QCOMPARE(crypt.decryptToByteArray(cipher), plaintext);
-    QCOMPARE(crypt.lastStatus(), SimpleCrypt::CipherOk);
-
-    // A reader with default policies understands every combination.
+    // A reader with the default policies understands every combination.
     SimpleCrypt reader(Key);
     QCOMPARE(reader.decryptToByteArray(cipher), plaintext);
-
+    QCOMPARE(reader.lastStatus(), SimpleCrypt::CipherOk);
     const QString text = QString::fromUtf8(plaintext);
     QCOMPARE(reader.decryptToString(crypt.encryptToString(text)), text);
 }
 
-void TestSimpleCrypt::encryptionFollowsTheFormat_data()
+// Version, flags, then the random byte, the integrity field and the payload.
+void TestSimpleCrypt::cipherShape_data()
 {
     QTest::addColumn<SimpleCrypt::CompressionPolicy>("compression");
     QTest::addColumn<SimpleCrypt::IntegrityPolicy>("integrity");
     QTest::addColumn<QByteArray>("plaintext");
     QTest::addColumn<int>("flags");
+    QTest::addColumn<int>("size");
 
     const QByteArray token("ya29.a0AfH6SMBx");
-    QTest::newRow("defaults, short")
-            << SimpleCrypt::CompressIfSmaller << SimpleCrypt::IntegrityCrc16 << token << 0x02;
-    QTest::newRow("defaults, repetitive") << SimpleCrypt::CompressIfSmaller
-                                          << SimpleCrypt::IntegrityCrc16 << repetitive() << 0x03;
+    QTest::newRow("defaults, short token")
+            << SimpleCrypt::CompressIfSmaller << SimpleCrypt::IntegrityCrc16 << token << 0x02
+            << 2 + 1 + 2 + int(token.size());
+    QTest::newRow("defaults, repetitive")
+            << SimpleCrypt::CompressIfSmaller << SimpleCrypt::IntegrityCrc16 << repetitive() << 0x03
+            << 2 + 1 + 2 + int(qCompress(repetitive(), 9).size());
+    QTest::newRow("defaults, empty") << SimpleCrypt::CompressIfSmaller
+                                     << SimpleCrypt::IntegrityCrc16 << QByteArray() << 0x02 << 5;
     QTest::newRow("always, sha1") << SimpleCrypt::CompressAlways << SimpleCrypt::IntegritySha1
-                                  << token << 0x05;
+                                  << token << 0x05 << 2 + 1 + 20 + int(qCompress(token, 9).size());
     QTest::newRow("never, off") << SimpleCrypt::CompressNever << SimpleCrypt::IntegrityOff
-                                << repetitive() << 0x00;
-    QTest::newRow("never, crc") << SimpleCrypt::CompressNever << SimpleCrypt::IntegrityCrc16
-                                << token << 0x02;
+                                << repetitive() << 0x00 << 2 + 1 + int(repetitive().size());
 }
 
-void TestSimpleCrypt::encryptionFollowsTheFormat()
+void TestSimpleCrypt::cipherShape()
 {
     QFETCH(SimpleCrypt::CompressionPolicy, compression);
     QFETCH(SimpleCrypt::IntegrityPolicy, integrity);
     QFETCH(QByteArray, plaintext);
-    QFETCH(int, flags);
 
     SimpleCrypt crypt(Key);
     crypt.setCompressionPolicy(compression);
     crypt.setIntegrityPolicy(integrity);
     const QByteArray cipher = crypt.encryptToByteArray(plaintext);
-
     QCOMPARE(int(cipher.at(0)), 0x03);
-    QCOMPARE(int(uchar(cipher.at(1))), flags);
-
-    QByteArray body = referenceBody(Key, cipher).mid(1); // past the random byte
-    QByteArray field;
-    if (flags & SimpleCrypt::FlagCrc16)
-        field = body.left(2);
-    else if (flags & SimpleCrypt::FlagSha1)
-        field = body.left(20);
-    const QByteArray payload = body.mid(field.size());
-    if (flags & SimpleCrypt::FlagCrc16)
-        QCOMPARE(field, crcField(payload));
-    if (flags & SimpleCrypt::FlagSha1)
-        QCOMPARE(field, sha1(payload));
-
-    if (flags & SimpleCrypt::FlagCompressed) {
-        QCOMPARE(payload, qCompress(plaintext, 9));
-        QCOMPARE(qUncompress(payload), plaintext);
-    } else {
-        QCOMPARE(payload, plaintext);
-    }
+    QTEST(int(uchar(cipher.at(1))), "flags");
+    QTEST(int(cipher.size()), "size");
 }
 
-void TestSimpleCrypt::decryptsFixedCipherTexts_data()
-{
-    QTest::addColumn<QString>("cipher");
-    QTest::addColumn<QByteArray>("plaintext");
-
-    // Written by an implementation outside this code base, key 0x0123456789ABCDEF.
-    const QByteArray token = QStringLiteral("ya29.token-ü").toUtf8();
-    QTest::newRow("crc16") << "AwJKYMs7PUpQf+RGhmpjC+tW" << token;
-    QTest::newRow("sha1") << "AwTT1Oj+ORGXDdNPV5tviIwpaQuHkGFdHyz6GcYgLAxBbUEw" << token;
-    QTest::newRow("compressed crc16")
-            << "AwPvFbsyVREeZ1LUM/DZgOYj7SADx9JO" << repetitive().left(300);
-}
-
-void TestSimpleCrypt::decryptsFixedCipherTexts()
-{
-    QFETCH(QString, cipher);
-    QFETCH(QByteArray, plaintext);
-
-    SimpleCrypt crypt(Key);
-    QCOMPARE(crypt.decryptToByteArray(cipher), plaintext);
-    QCOMPARE(crypt.lastStatus(), SimpleCrypt::CipherOk);
-    QCOMPARE(crypt.decryptToString(cipher), QString::fromUtf8(plaintext));
-}
-
-void TestSimpleCrypt::decryptsReferenceCipherTexts_data()
+// Cipher texts written once, with the key above unless said otherwise, and what reading them
+// gives: the plaintext, or nothing with the status (and the warning) that says why.
+void TestSimpleCrypt::decrypts_data()
 {
     QTest::addColumn<QByteArray>("cipher");
+    QTest::addColumn<quint64>("key");
     QTest::addColumn<QByteArray>("plaintext");
     QTest::addColumn<SimpleCrypt::CipherStatus>("status");
+    QTest::addColumn<QByteArray>("warning");
 
-    const QByteArray text("the key byte index restarts every eight body bytes");
-    const QByteArray compressed = qCompress(text, 9);
     using S = SimpleCrypt;
-    QTest::newRow("no flags") << referenceCipher(Key, 0x00, 'r', {}, text) << text << S::CipherOk;
-    QTest::newRow("crc") << referenceCipher(Key, 0x02, 'r', crcField(text), text) << text
-                         << S::CipherOk;
-    QTest::newRow("sha1") << referenceCipher(Key, 0x04, 'r', sha1(text), text) << text
-                          << S::CipherOk;
-    QTest::newRow("compressed") << referenceCipher(Key, 0x01, 'r', {}, compressed) << text
-                                << S::CipherOk;
-    QTest::newRow("compressed crc")
-            << referenceCipher(Key, 0x03, 'r', crcField(compressed), compressed) << text
-            << S::CipherOk;
+    const auto base64 = [](const char *text) { return QByteArray::fromBase64(text); };
+    const QByteArray token = QStringLiteral("ya29.token-ü").toUtf8();
+    const QByteArray none;
+
+    // Written by an implementation outside this code base.
+    QTest::newRow("crc16, outside")
+            << base64("AwJKYMs7PUpQf+RGhmpjC+tW") << Key << token << S::CipherOk << none;
+    QTest::newRow("sha1, outside") << base64("AwTT1Oj+ORGXDdNPV5tviIwpaQuHkGFdHyz6GcYgLAxBbUEw")
+                                   << Key << token << S::CipherOk << none;
+    QTest::newRow("compressed crc16, outside") << base64("AwPvFbsyVREeZ1LUM/DZgOYj7SADx9JO") << Key
+                                               << repetitive().left(300) << S::CipherOk << none;
+    // Every combination of the flags.
+    QTest::newRow("no flags") << base64(
+            "AwCdJOcLTGIkXJM87hMRdD5R2nKhCB09bRiWKfYMS2s+Wsdz+BQaOHMGyWaiT1E0dQ2WPuY=")
+                              << Key << Text << S::CipherOk << none;
+    QTest::newRow("crc") << base64(
+            "AwKdtEC9spKR+3HFTqW7iszta8gH6/SRwKQ4gUuwo5WW8mvDGuqtjcehJp8U//fWjK0glEunsw==")
+                         << Key << Text << S::CipherOk << none;
+    QTest::newRow("sha1") << base64("AwSdqzouiCb2N+FjXcr/I6cOboVvFPbHjOgngU+/+N+F8HqXVbKxkcrrdt4G"
+                                    "+/3Kne8giFW5rJCT93HbGOWihcmsOtce7v3djQ==")
+                          << Key << Text << S::CipherOk << none;
+    QTest::newRow("compressed") << base64("AwGdUPtyJxrjx+LuTMWCy+sqkO/eNYLl7lv11Ik+5VcdDHA0Ba6l1aiR"
+                                          "PTWL4iRGDXGWLjIkoeUaqFV4")
+                                << Key << Text << S::CipherOk << none;
     QTest::newRow("compressed sha1")
-            << referenceCipher(Key, 0x05, 'r', sha1(compressed), compressed) << text << S::CipherOk;
+            << base64("AwWddMhiiT0flOaFLdp68olJI33MjzVwU1KPOkvnSs7k5SrrQwo4z3YVKsVGe130IR5Nd7Us2"
+                      "BStjg31ALGVFSPCjGalUT4OmgQJxbKI/Vg=")
+            << Key << Text << S::CipherOk << none;
     // With both integrity bits the CRC is read and checked, the SHA-1 never.
-    QTest::newRow("crc and sha1, crc field")
-            << referenceCipher(Key, 0x06, 'r', crcField(text), text) << text << S::CipherOk;
-    QTest::newRow("crc and sha1, sha1 field") << referenceCipher(Key, 0x06, 'r', sha1(text), text)
-                                              << QByteArray() << S::CipherIntegrityMismatch;
-    QTest::newRow("all flags") << referenceCipher(Key, 0x07, 'r', crcField(compressed), compressed)
-                               << text << S::CipherOk;
-    // Unknown bits are ignored.
-    QTest::newRow("unknown bits") << referenceCipher(Key, char(0xFA), 'r', crcField(text), text)
-                                  << text << S::CipherOk;
-    QTest::newRow("crc in little-endian order")
-            << referenceCipher(Key, 0x02, 'r', swapped(crcField(text)), text) << QByteArray()
-            << S::CipherIntegrityMismatch;
+    QTest::newRow("crc and sha1, crc field") << base64(
+            "AwadtEC9spKR+3HFTqW7iszta8gH6/SRwKQ4gUuwo5WW8mvDGuqtjcehJp8U//fWjK0glEunsw==")
+                                             << Key << Text << S::CipherOk << none;
+    QTest::newRow("crc and sha1, sha1 field")
+            << base64("AwadqzouiCb2N+FjXcr/I6cOboVvFPbHjOgngU+/+N+F8HqXVbKxkcrrdt4G+/3Kne8giFW5rJCT"
+                      "93HbGOWihcmsOtce7v3djQ==")
+            << Key << QByteArray() << S::CipherIntegrityMismatch << none;
+    QTest::newRow("all flags") << base64("AwedBw6H4KW0zfgQcTlXEhEc8P0DOMXiETL1jGYDkul2gAbb4+MeeTYC"
+                                         "s0au4pA1t5EWpgX5KfMyMgF/xq8=")
+                               << Key << Text << S::CipherOk << none;
+    QTest::newRow("unknown bits ignored") << base64(
+            "A/qdtEC9spKR+3HFTqW7iszta8gH6/SRwKQ4gUuwo5WW8mvDGuqtjcehJp8U//fWjK0glEunsw==")
+                                          << Key << Text << S::CipherOk << none;
+    QTest::newRow("key zero") << base64("AwJyW6/VsMKtjeaD+g==") << quint64(0)
+                              << QByteArray("zero key") << S::CipherOk << none;
+    QTest::newRow("empty plaintext")
+            << base64("AwKdUPs=") << Key << QByteArray() << S::CipherOk << none;
+    // Damaged, foreign or not cipher texts at all.
+    QTest::newRow("crc in little-endian order") << base64(
+            "AwKdD0C9spKR+3HFTqW7iszta8gH6/SRwKQ4gUuwo5WW8mvDGuqtjcehJp8U//fWjK0glEunsw==")
+                                                << Key << QByteArray() << S::CipherIntegrityMismatch
+                                                << none;
+    QTest::newRow("another key") << base64("AwKCgTKKwqj5nQu0eoCP57DeRe0o") << Key << QByteArray()
+                                 << S::CipherIntegrityMismatch << none;
+    QTest::newRow("crc field of one byte")
+            << base64("AwKdKA==") << Key << QByteArray() << S::CipherIntegrityMismatch << none;
+    QTest::newRow("crc field missing")
+            << base64("AwKd") << Key << QByteArray() << S::CipherIntegrityMismatch << none;
+    QTest::newRow("sha1 field of 19 bytes") << base64("AwSdKPsKFShzCp0o+woVKHMKnSj7Cg==") << Key
+                                            << QByteArray() << S::CipherIntegrityMismatch << none;
+    QTest::newRow("version and flags only") << QByteArray("\x03\x02", 2) << Key << QByteArray()
+                                            << S::CipherIntegrityMismatch << none;
+    QTest::newRow("version byte alone")
+            << QByteArray(1, 0x03) << Key << QByteArray() << S::CipherOk << none;
+    QTest::newRow("nothing") << QByteArray() << Key << QByteArray() << S::CipherBadFormat << none;
+    // A valid CRC over a payload that does not decompress: the status stays Ok.
+    QTest::newRow("payload not zlib") << base64("AwOd8AyF4qeU+3vCSbqxndw=") << Key << QByteArray()
+                                      << S::CipherOk << QByteArray("qUncompress");
+    for (const char version : { '\x00', '\x02', '\x04' })
+        QTest::addRow("version %d", version)
+                << QByteArray(1, version) + base64("AwJKYMs7PUpQf+RGhmpjC+tW").mid(1) << Key
+                << QByteArray() << S::CipherBadFormat << QByteArray(VersionWarning);
 }
 
-void TestSimpleCrypt::decryptsReferenceCipherTexts()
+void TestSimpleCrypt::decrypts()
 {
     QFETCH(QByteArray, cipher);
-    SimpleCrypt crypt(Key);
-    QTEST(crypt.decryptToByteArray(cipher), "plaintext");
-    QTEST(crypt.lastStatus(), "status");
-}
-
-void TestSimpleCrypt::emptyPlaintext()
-{
-    SimpleCrypt crypt(Key);
-    const QByteArray cipher = crypt.encryptToByteArray(QByteArray());
-    QCOMPARE(cipher.size(), 5);
-    QCOMPARE(cipher.left(2), QByteArray("\x03\x02"));
-    QCOMPARE(referenceBody(Key, cipher).mid(1), crcField(QByteArray()));
-    QCOMPARE(crypt.decryptToByteArray(cipher), QByteArray());
-    QCOMPARE(crypt.lastStatus(), SimpleCrypt::CipherOk);
-}
-
-void TestSimpleCrypt::flagsByte_data()
-{
-    QTest::addColumn<QByteArray>("plaintext");
-    QTest::addColumn<int>("flags");
-
-    QTest::newRow("short token") << QByteArray("1//0gAbCdEf") << 0x02;
-    QTest::newRow("long repetitive") << repetitive() << 0x03;
-}
-
-void TestSimpleCrypt::flagsByte()
-{
+    QFETCH(quint64, key);
     QFETCH(QByteArray, plaintext);
-    SimpleCrypt crypt(Key);
-    QTEST(int(crypt.encryptToByteArray(plaintext).at(1)), "flags");
+    QFETCH(QByteArray, warning);
+
+    SimpleCrypt crypt(key);
+    if (!warning.isEmpty())
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QString::fromLatin1(warning)));
+    QCOMPARE(crypt.decryptToByteArray(cipher), plaintext);
+    QTEST(crypt.lastStatus(), "status");
+    // The text form reads the base64 rendering of the same bytes.
+    if (!warning.isEmpty())
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QString::fromLatin1(warning)));
+    QCOMPARE(crypt.decryptToString(QString::fromLatin1(cipher.toBase64())),
+             QString::fromUtf8(plaintext));
 }
 
 void TestSimpleCrypt::compressionThatDoesNotShortenIsDropped()
@@ -355,7 +256,8 @@ void TestSimpleCrypt::compressionThatDoesNotShortenIsDropped()
     SimpleCrypt crypt(Key);
     const QByteArray cipher = crypt.encryptToByteArray(plaintext);
     QCOMPARE(int(cipher.at(1)), 0x02);
-    QCOMPARE(referenceBody(Key, cipher).mid(3), plaintext);
+    QCOMPARE(cipher.size(), 2 + 1 + 2 + plaintext.size());
+    QCOMPARE(crypt.decryptToByteArray(cipher), plaintext);
 }
 
 void TestSimpleCrypt::twoEncryptionsDiffer()
@@ -372,81 +274,25 @@ void TestSimpleCrypt::twoEncryptionsDiffer()
     QVERIFY(ciphers.size() > 1);
 }
 
-void TestSimpleCrypt::keyZeroIsAKey()
-{
-    SimpleCrypt crypt(0);
-    QVERIFY(crypt.hasKey());
-    const QByteArray plain("zero key");
-    const QByteArray cipher = crypt.encryptToByteArray(plain);
-    QCOMPARE(crypt.lastStatus(), SimpleCrypt::CipherOk);
-    QCOMPARE(referenceBody(0, cipher).mid(3), plain);
-    QCOMPARE(crypt.decryptToByteArray(cipher), plain);
-}
-
-void TestSimpleCrypt::setKeyReplacesTheKey()
+// Only the parameterless constructor leaves the cipher without a key; key 0 is a key.
+void TestSimpleCrypt::keys()
 {
     SimpleCrypt crypt;
-    crypt.setKey(Key);
-    const QByteArray cipher = crypt.encryptToByteArray(QByteArray("first"));
-    crypt.setKey(~Key);
-    QCOMPARE(crypt.key(), ~Key);
-    QCOMPARE(crypt.decryptToByteArray(cipher), QByteArray());
-    QCOMPARE(crypt.lastStatus(), SimpleCrypt::CipherIntegrityMismatch);
-    crypt.setKey(Key);
-    QCOMPARE(crypt.decryptToByteArray(cipher), QByteArray("first"));
-}
-
-void TestSimpleCrypt::noKey()
-{
-    SimpleCrypt crypt;
-    QVERIFY(!crypt.hasKey());
     QTest::ignoreMessage(QtWarningMsg, NoKeyWarning);
     QCOMPARE(crypt.encryptToByteArray(QByteArray("x")), QByteArray());
     QCOMPARE(crypt.lastStatus(), SimpleCrypt::CipherNoKey);
-
-    SimpleCrypt other(Key);
-    const QByteArray cipher = other.encryptToByteArray(QByteArray("x"));
     QTest::ignoreMessage(QtWarningMsg, NoKeyWarning);
-    QCOMPARE(crypt.decryptToByteArray(cipher), QByteArray());
+    QCOMPARE(crypt.decryptToString(QStringLiteral("AwKdUPs=")), QString());
     QCOMPARE(crypt.lastStatus(), SimpleCrypt::CipherNoKey);
 
-    QTest::ignoreMessage(QtWarningMsg, NoKeyWarning);
-    QCOMPARE(crypt.encryptToString(QStringLiteral("x")), QString());
-}
-
-void TestSimpleCrypt::emptyCipherText()
-{
-    SimpleCrypt crypt(Key);
-    QCOMPARE(crypt.decryptToByteArray(QByteArray()), QByteArray());
-    QCOMPARE(crypt.lastStatus(), SimpleCrypt::CipherBadFormat);
-    QCOMPARE(crypt.decryptToString(QString()), QString());
-    QCOMPARE(crypt.lastStatus(), SimpleCrypt::CipherBadFormat);
-}
-
-void TestSimpleCrypt::badVersion_data()
-{
-    QTest::addColumn<char>("version");
-    QTest::newRow("0x02") << char(0x02);
-    QTest::newRow("0x04") << char(0x04);
-    QTest::newRow("0x00") << char(0x00);
-}
-
-void TestSimpleCrypt::badVersion()
-{
-    QFETCH(char, version);
-    SimpleCrypt crypt(Key);
-    QByteArray cipher = crypt.encryptToByteArray(QByteArray("otherwise valid"));
-    cipher[0] = version;
-    QTest::ignoreMessage(QtWarningMsg, VersionWarning);
-    QCOMPARE(crypt.decryptToByteArray(cipher), QByteArray());
-    QCOMPARE(crypt.lastStatus(), SimpleCrypt::CipherBadFormat);
-}
-
-void TestSimpleCrypt::versionByteAlone()
-{
-    SimpleCrypt crypt(Key);
-    QCOMPARE(crypt.decryptToByteArray(QByteArray(1, 0x03)), QByteArray());
+    crypt.setKey(0);
+    const QByteArray cipher = crypt.encryptToByteArray(QByteArray("first"));
     QCOMPARE(crypt.lastStatus(), SimpleCrypt::CipherOk);
+    crypt.setKey(Key);
+    QCOMPARE(crypt.decryptToByteArray(cipher), QByteArray());
+    QCOMPARE(crypt.lastStatus(), SimpleCrypt::CipherIntegrityMismatch);
+    crypt.setKey(0);
+    QCOMPARE(crypt.decryptToByteArray(cipher), QByteArray("first"));
 }
 
 void TestSimpleCrypt::everyBodyByteFlipIsDetected_data()
@@ -471,54 +317,6 @@ void TestSimpleCrypt::everyBodyByteFlipIsDetected()
     }
 }
 
-void TestSimpleCrypt::wrongKey()
-{
-    SimpleCrypt writer(Key);
-    SimpleCrypt reader(Key + 1);
-    const QString cipher = writer.encryptToString(QStringLiteral("1//refresh-token"));
-    QCOMPARE(reader.decryptToString(cipher), QString());
-    QCOMPARE(reader.lastStatus(), SimpleCrypt::CipherIntegrityMismatch);
-}
-
-void TestSimpleCrypt::integrityFieldTooShort_data()
-{
-    QTest::addColumn<QByteArray>("cipher");
-    QTest::newRow("crc, one byte") << referenceCipher(Key, 0x02, 'r', {}, QByteArray("x"));
-    QTest::newRow("crc, nothing") << referenceCipher(Key, 0x02, 'r', {}, {});
-    QTest::newRow("sha1, 19 bytes") << referenceCipher(Key, 0x04, 'r', {}, QByteArray(19, 'x'));
-    QTest::newRow("version and flags only") << QByteArray("\x03\x02", 2);
-}
-
-void TestSimpleCrypt::integrityFieldTooShort()
-{
-    QFETCH(QByteArray, cipher);
-    SimpleCrypt crypt(Key);
-    QCOMPARE(crypt.decryptToByteArray(cipher), QByteArray());
-    QCOMPARE(crypt.lastStatus(), SimpleCrypt::CipherIntegrityMismatch);
-}
-
-void TestSimpleCrypt::corruptCompressedPayload()
-{
-    // A valid CRC over a payload that does not decompress: the status stays Ok.
-    const QByteArray payload("\x00\x00\x00\x10not zlib", 12);
-    SimpleCrypt crypt(Key);
-    QuietMessages quiet;
-    QCOMPARE(crypt.decryptToByteArray(referenceCipher(Key, 0x03, 'r', crcField(payload), payload)),
-             QByteArray());
-    QCOMPARE(crypt.lastStatus(), SimpleCrypt::CipherOk);
-}
-
-void TestSimpleCrypt::lenientBase64()
-{
-    SimpleCrypt crypt(Key);
-    const QString cipher = crypt.encryptToString(QStringLiteral("ya29.token"));
-    QString noisy;
-    for (const QChar c : cipher)
-        noisy += c + QStringLiteral(" \n!");
-    QCOMPARE(crypt.decryptToString(noisy), QStringLiteral("ya29.token"));
-    QCOMPARE(crypt.lastStatus(), SimpleCrypt::CipherOk);
-}
-
 void TestSimpleCrypt::textAndByteFormsAreNotInverse()
 {
     SimpleCrypt crypt(Key);
@@ -531,45 +329,6 @@ void TestSimpleCrypt::textAndByteFormsAreNotInverse()
 
     const QByteArray raw = crypt.encryptToByteArray(QStringLiteral("bytes"));
     QCOMPARE(crypt.decryptToString(raw), QStringLiteral("bytes"));
-}
-
-void TestSimpleCrypt::garbageNeverCrashes()
-{
-    SimpleCrypt crypt(Key);
-    QRandomGenerator random(20261123);
-    const QByteArray valid = crypt.encryptToByteArray(repetitive());
-    QuietMessages quiet;
-    for (int round = 0; round < GarbageRounds; ++round) {
-        QByteArray input;
-        switch (round % 4) {
-        case 0: // random bytes
-            input.resize(random.bounded(40));
-            for (char &c : input)
-                c = char(random.generate());
-            break;
-        case 1: // random bytes behind a valid version
-            input.resize(1 + random.bounded(40));
-            for (char &c : input)
-                c = char(random.generate());
-            input[0] = 0x03;
-            break;
-        case 2: // a valid cipher text, truncated
-            input = valid.left(random.bounded(valid.size()));
-            break;
-        case 3: // a valid cipher text, mutated
-            input = valid;
-            for (int n = 0, count = 1 + random.bounded(4); n < count; ++n)
-                input[random.bounded(input.size())] = char(random.generate());
-            break;
-        }
-        const QByteArray plain = crypt.decryptToByteArray(input);
-        const SimpleCrypt::CipherStatus status = crypt.lastStatus();
-        if (status != SimpleCrypt::CipherOk)
-            QVERIFY(plain.isEmpty());
-        if (input.isEmpty() || input.at(0) != 0x03)
-            QCOMPARE(status, SimpleCrypt::CipherBadFormat);
-        crypt.decryptToString(QString::fromLatin1(input));
-    }
 }
 
 QTEST_GUILESS_MAIN(TestSimpleCrypt)

@@ -166,15 +166,12 @@ void TestTls::faultsThroughTheFrontEnd_data()
     QTest::addColumn<QList<int>>("exitCodes");
 
     QTest::newRow("service error on an upload")
-            << QJsonObject { { QStringLiteral("path"), QStringLiteral("/upload/drive/v3/files") },
-                             { QStringLiteral("status"), 500 } }
+            << json(R"({"path": "/upload/drive/v3/files", "status": 500})")
             << QStringList { "put", "big.bin", "gdapp:/new.bin" } << QList<int> { 5 };
     // Depending on when it notices the close, Qt reports it or takes the short body, which the
     // checksum then refuses.
     QTest::newRow("download cut short")
-            << QJsonObject { { QStringLiteral("query"), QStringLiteral("alt=media") },
-                             { QStringLiteral("action"), QStringLiteral("truncate") },
-                             { QStringLiteral("count"), -1 } }
+            << json(R"({"query": "alt=media", "action": "truncate", "count": -1})")
             << QStringList { "get", "gdapp:/seeded.bin", "cut.bin" } << QList<int> { 5, 6 };
 }
 

@@ -17,7 +17,7 @@ GDAPP_BUILD_PACKAGES=(
 
 # What the tests use besides: the TLS front end and its throwaway certificates; the package's
 # dependencies, its checker and its manual pages; the licence checker.
-GDAPP_TEST_PACKAGES=(nginx-light openssl dpkg-dev lintian man-db reuse)
+GDAPP_TEST_PACKAGES=(nginx-light openssl dpkg-dev lintian man-db reuse xvfb xdotool)
 
 say() { printf '==> %s\n' "$*" >&2; }
 

@@ -5,7 +5,6 @@
 #include "authoriseddrive.h"
 
 #include "oauthgoogle.h"
-#include "testsettings.h"
 
 #include <QSettings>
 
@@ -18,10 +17,8 @@ AuthorisedDrive::~AuthorisedDrive()
 
 bool AuthorisedDrive::start(const QString &applicationName)
 {
-    TestSettings::isolate(applicationName);
-    if (!m_emulator.start({ QStringLiteral("--auto-approve") }))
+    if (!m_emulator.startForTheFlow(applicationName))
         return false;
-    m_emulator.exportEnvironment();
     m_browser = std::make_unique<ConsentBrowser>();
     m_flow = std::make_unique<OAuthGoogle>(QStringLiteral("gdapp"), nullptr);
     return m_flow->isAuthenticated();

@@ -4,7 +4,10 @@
 
 #include "emulatorprocess.h"
 
+#include "testsettings.h"
+
 #include <QDeadlineTimer>
+#include <QJsonDocument>
 #include <QRegularExpression>
 
 EmulatorProcess::EmulatorProcess()
@@ -47,6 +50,15 @@ bool EmulatorProcess::start(const QStringList &arguments)
         return false;
     }
     m_port = quint16(match.captured(1).toUInt());
+    return true;
+}
+
+bool EmulatorProcess::startForTheFlow(const QString &applicationName, const QStringList &arguments)
+{
+    TestSettings::isolate(applicationName);
+    if (!start(QStringList { QStringLiteral("--auto-approve") } + arguments))
+        return false;
+    exportEnvironment();
     return true;
 }
 
@@ -183,4 +195,13 @@ void EmulatorProcess::addFault(const QJsonObject &rule)
 void EmulatorProcess::setSettings(const QJsonObject &settings)
 {
     control("POST", QStringLiteral("settings"), settings);
+}
+
+QJsonObject json(const char *text)
+{
+    QJsonParseError error;
+    const QJsonObject object = QJsonDocument::fromJson(text, &error).object();
+    if (error.error != QJsonParseError::NoError)
+        qFatal("not a JSON object: %s", text);
+    return object;
 }

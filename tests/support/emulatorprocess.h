@@ -24,6 +24,9 @@ public:
     ~EmulatorProcess();
 
     bool start(const QStringList &arguments = {});
+    // Where a test program of the authorisation flow starts: settings of its own (TestSettings),
+    // this emulator approving consents by itself, and the plug-in pointed at it.
+    bool startForTheFlow(const QString &applicationName, const QStringList &arguments = {});
     void stop();
     void kill();
     bool isRunning() const;
@@ -59,5 +62,14 @@ private:
     quint16 m_port = 0;
     TestHttpClient m_http;
 };
+
+// The identifier of an entry that seedFile(), seedFolder() or fileAt() gave.
+inline QString idOf(const QJsonObject &entry)
+{
+    return entry.value(QLatin1String("id")).toString();
+}
+
+// An object written out in JSON, as for a fault rule: json(R"({"status": 500, "count": 2})").
+QJsonObject json(const char *text);
 
 #endif // EMULATORPROCESS_H
