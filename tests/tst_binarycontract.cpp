@@ -8,6 +8,7 @@
 // framework is linked into this test.
 #include "consentbrowser.h"
 #include "emulatorprocess.h"
+#include "testsettings.h"
 
 #include <QCryptographicHash>
 #include <QDateTime>
@@ -115,7 +116,7 @@ private:
 
 void TestBinaryContract::initTestCase()
 {
-    QVERIFY(m_emulator.startForTheFlow(QStringLiteral("tst_binarycontract")));
+    QVERIFY(TestSettings::startForTheFlow(m_emulator, QStringLiteral("tst_binarycontract")));
 }
 
 void TestBinaryContract::cleanupTestCase()

@@ -15,7 +15,7 @@ QByteArray md5(const QByteArray &data)
 }
 
 // The "message" of an error answer, or the "reason" of its first detail.
-QString errorPart(const TestHttpClient::Reply &reply, const char *part)
+QString errorPart(const BlockingHttpClient::Reply &reply, const char *part)
 {
     QJsonObject error = reply.json().value(QLatin1String("error")).toObject();
     if (qstrcmp(part, "message") != 0)
@@ -48,9 +48,6 @@ private slots:
     void listShapes();
     void listFiltersInCreationOrder();
     void listPages();
-    void getMetadataAndContent();
-    void rangeDownload();
-    void moveBetweenFolders();
     void multipartUpload_data();
     void multipartUpload();
     void rejects_data();
@@ -58,13 +55,13 @@ private slots:
     void requestLogKeepsTheShape();
 
 private:
-    TestHttpClient::Reply drive(const QByteArray &method, const QString &pathAndQuery,
-                                const QByteArray &body = QByteArray(),
-                                const QByteArray &contentType = "application/json");
-    TestHttpClient::Reply list(const QString &q, const QString &extra = QString());
+    BlockingHttpClient::Reply drive(const QByteArray &method, const QString &pathAndQuery,
+                                    const QByteArray &body = QByteArray(),
+                                    const QByteArray &contentType = "application/json");
+    BlockingHttpClient::Reply list(const QString &q, const QString &extra = QString());
 
     EmulatorProcess m_emulator;
-    TestHttpClient m_http;
+    BlockingHttpClient m_http;
     QString m_token;
 };
 
@@ -80,17 +77,18 @@ void TestEmulatorDrive::init()
     QVERIFY(!m_token.isEmpty());
 }
 
-TestHttpClient::Reply TestEmulatorDrive::drive(const QByteArray &method,
-                                               const QString &pathAndQuery, const QByteArray &body,
-                                               const QByteArray &contentType)
+BlockingHttpClient::Reply TestEmulatorDrive::drive(const QByteArray &method,
+                                                   const QString &pathAndQuery,
+                                                   const QByteArray &body,
+                                                   const QByteArray &contentType)
 {
-    TestHttpClient::Headers headers { { "Authorization", "Bearer " + m_token.toUtf8() } };
+    BlockingHttpClient::Headers headers { { "Authorization", "Bearer " + m_token.toUtf8() } };
     if (!body.isEmpty())
         headers.append({ "Content-Type", contentType });
     return m_http.send(method, m_emulator.url(pathAndQuery), headers, body);
 }
 
-TestHttpClient::Reply TestEmulatorDrive::list(const QString &q, const QString &extra)
+BlockingHttpClient::Reply TestEmulatorDrive::list(const QString &q, const QString &extra)
 {
     QUrlQuery query;
     if (!extra.contains(QLatin1String("spaces=")))
@@ -115,7 +113,7 @@ void TestEmulatorDrive::authentication_data()
 void TestEmulatorDrive::authentication()
 {
     QFETCH(QByteArray, authorization);
-    TestHttpClient::Headers headers;
+    BlockingHttpClient::Headers headers;
     if (!authorization.isEmpty())
         headers.append({ "Authorization", authorization });
     const auto reply = m_http.get(m_emulator.url(QStringLiteral("/drive/v3/files")), headers);
@@ -248,68 +246,6 @@ void TestEmulatorDrive::listPages()
     QVERIFY(list(QStringLiteral("trashed=false"), QStringLiteral("&pageSize=3"))
                     .json()
                     .contains(QStringLiteral("nextPageToken")));
-}
-
-void TestEmulatorDrive::getMetadataAndContent()
-{
-    const QByteArray content("some content\n");
-    const QString id = idOf(m_emulator.seedFile(QStringLiteral("/a.txt"), content));
-
-    const auto metadata = drive("GET", QStringLiteral("/drive/v3/files/") + id);
-    QCOMPARE(metadata.status, 200);
-    QCOMPARE(metadata.json().keys(), (QStringList { "id", "kind", "mimeType", "name" }));
-    QCOMPARE(metadata.json().value(QStringLiteral("kind")).toString(),
-             QStringLiteral("drive#file"));
-
-    const auto media = drive("GET", QStringLiteral("/drive/v3/files/%1?alt=media").arg(id));
-    QCOMPARE(media.status, 200);
-    QCOMPARE(media.body, content);
-    // The root alias answers too.
-    QCOMPARE(drive("GET", QStringLiteral("/drive/v3/files/appDataFolder?fields=id"))
-                     .json()
-                     .value(QStringLiteral("id"))
-                     .toString(),
-             QStringLiteral("appDataFolder"));
-}
-
-void TestEmulatorDrive::rangeDownload()
-{
-    const QString id = idOf(m_emulator.seedFile(QStringLiteral("/r.bin"), "0123456789"));
-    const QUrl url = m_emulator.url(QStringLiteral("/drive/v3/files/%1?alt=media").arg(id));
-    const TestHttpClient::Headers auth { { "Authorization", "Bearer " + m_token.toUtf8() } };
-    const auto part = m_http.get(url, auth + TestHttpClient::Headers { { "Range", "bytes=2-4" } });
-    QCOMPARE(part.status, 206);
-    QCOMPARE(part.body, QByteArray("234"));
-    QCOMPARE(part.header("Content-Range"), QByteArray("bytes 2-4/10"));
-    const auto suffix = m_http.get(url, auth + TestHttpClient::Headers { { "Range", "bytes=-3" } });
-    QCOMPARE(suffix.body, QByteArray("789"));
-    const auto beyond =
-            m_http.get(url, auth + TestHttpClient::Headers { { "Range", "bytes=20-" } });
-    QCOMPARE(beyond.status, 416);
-}
-
-void TestEmulatorDrive::moveBetweenFolders()
-{
-    const QString a = idOf(m_emulator.seedFolder(QStringLiteral("/a")));
-    const QString b = idOf(m_emulator.seedFolder(QStringLiteral("/b")));
-    const QString file = idOf(m_emulator.seedFile(QStringLiteral("/a/f"), "x"));
-    const auto moved =
-            drive("PATCH",
-                  QStringLiteral("/drive/v3/files/%1?addParents=%2&removeParents=%3&fields=parents")
-                          .arg(file, b, a),
-                  "{}");
-    QCOMPARE(moved.status, 200);
-    QCOMPARE(moved.json().value(QStringLiteral("parents")).toArray(), QJsonArray { b });
-    // Adding a second parent is refused.
-    const auto twice =
-            drive("PATCH", QStringLiteral("/drive/v3/files/%1?addParents=%2").arg(file, a), "{}");
-    QCOMPARE(twice.status, 403);
-    // A folder cannot go into itself.
-    const auto cycle = drive(
-            "PATCH",
-            QStringLiteral("/drive/v3/files/%1?addParents=%1&removeParents=appDataFolder").arg(b),
-            "{}");
-    QCOMPARE(cycle.status, 400);
 }
 
 void TestEmulatorDrive::multipartUpload_data()

@@ -52,7 +52,6 @@ private slots:
     void malformedRequests_data();
     void malformedRequests();
     void oversizedBodyIsRefusedUnread();
-    void concurrentClients();
     void chunkedAnswers();
     void faultCountsDown();
     void faultGivenAtStart();
@@ -65,7 +64,7 @@ private:
                           const QString &token, const QString &name, const QByteArray &content);
 
     EmulatorProcess m_emulator;
-    TestHttpClient m_http;
+    BlockingHttpClient m_http;
     QString m_token;
 };
 
@@ -193,29 +192,6 @@ void TestEmulatorServer::oversizedBodyIsRefusedUnread()
     QVERIFY(socket.state() == QAbstractSocket::UnconnectedState
             || socket.waitForDisconnected(10000));
     QCOMPARE(small.files().size(), 0);
-}
-
-void TestEmulatorServer::concurrentClients()
-{
-    // Separate managers, so the requests really overlap on separate connections.
-    QList<QNetworkAccessManager *> managers;
-    QList<QNetworkReply *> replies;
-    for (int i = 0; i < 12; ++i) {
-        managers.append(new QNetworkAccessManager(this));
-        replies.append(upload(*managers.last(), m_emulator, m_token, QStringLiteral("c%1").arg(i),
-                              QByteArray(100000 + i, char('a' + i))));
-    }
-    for (QNetworkReply *reply : replies) {
-        if (!reply->isFinished())
-            QVERIFY(QSignalSpy(reply, &QNetworkReply::finished).wait(30000));
-        QCOMPARE(reply->error(), QNetworkReply::NoError);
-    }
-    for (int i = 0; i < 12; ++i) {
-        const QJsonObject file = m_emulator.fileAt(QStringLiteral("/c%1").arg(i));
-        QCOMPARE(file.value(QStringLiteral("md5Checksum")).toString().toLatin1(),
-                 md5(QByteArray(100000 + i, char('a' + i))));
-    }
-    qDeleteAll(managers);
 }
 
 // The "chunked" fault: the answer comes without a Content-Length, in chunks.

@@ -5,6 +5,7 @@
 #include "consentbrowser.h"
 #include "emulatorprocess.h"
 #include "oauthgoogle.h"
+#include "testsettings.h"
 
 #include <QSettings>
 #include <QtTest>
@@ -26,8 +27,8 @@ private:
 
 void TestOAuthExpiry::initTestCase()
 {
-    QVERIFY(m_emulator.startForTheFlow(QStringLiteral("tst_oauthexpiry"),
-                                       { QStringLiteral("--token-ttl"), QStringLiteral("1") }));
+    QVERIFY(TestSettings::startForTheFlow(m_emulator, QStringLiteral("tst_oauthexpiry"),
+                                          { QStringLiteral("--token-ttl"), QStringLiteral("1") }));
 }
 
 void TestOAuthExpiry::cleanupTestCase()

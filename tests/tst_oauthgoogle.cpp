@@ -7,6 +7,7 @@
 #include "loggedrequest.h"
 #include "o2settingsstore.h"
 #include "oauthgoogle.h"
+#include "testsettings.h"
 
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
@@ -84,7 +85,7 @@ private:
 
 void TestOAuthGoogle::initTestCase()
 {
-    QVERIFY(m_emulator.startForTheFlow(QStringLiteral("tst_oauthgoogle")));
+    QVERIFY(TestSettings::startForTheFlow(m_emulator, QStringLiteral("tst_oauthgoogle")));
 }
 
 void TestOAuthGoogle::init()

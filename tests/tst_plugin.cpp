@@ -7,6 +7,7 @@
 #include "consentbrowser.h"
 #include "emulatorprocess.h"
 #include "serverinterface.h"
+#include "testsettings.h"
 
 #include <QFile>
 #include <QIcon>
@@ -59,7 +60,7 @@ void TestPlugin::initTestCase()
     qRegisterMetaType<CloudObject *>("CloudObject*");
     qRegisterMetaType<QList<CloudObject *>>("QList<CloudObject*>");
     qRegisterMetaType<QOAuth2AuthorizationCodeFlow *>();
-    QVERIFY(m_emulator.startForTheFlow(QStringLiteral("tst_plugin")));
+    QVERIFY(TestSettings::startForTheFlow(m_emulator, QStringLiteral("tst_plugin")));
 }
 
 void TestPlugin::cleanup()

@@ -8,6 +8,7 @@
 #include "googlefile.h"
 #include "messagecapture.h"
 #include "oauthgoogle.h"
+#include "testsettings.h"
 
 #include <QProcess>
 #include <QRegularExpression>
@@ -38,7 +39,7 @@ private:
 
 void TestSecrets::initTestCase()
 {
-    QVERIFY(m_emulator.startForTheFlow(QStringLiteral("tst_secrets")));
+    QVERIFY(TestSettings::startForTheFlow(m_emulator, QStringLiteral("tst_secrets")));
 }
 
 void TestSecrets::cleanupTestCase()

@@ -5,6 +5,7 @@
 #include "authoriseddrive.h"
 
 #include "oauthgoogle.h"
+#include "testsettings.h"
 
 #include <QSettings>
 
@@ -17,7 +18,7 @@ AuthorisedDrive::~AuthorisedDrive()
 
 bool AuthorisedDrive::start(const QString &applicationName)
 {
-    if (!m_emulator.startForTheFlow(applicationName))
+    if (!TestSettings::startForTheFlow(m_emulator, applicationName))
         return false;
     m_browser = std::make_unique<ConsentBrowser>();
     m_flow = std::make_unique<OAuthGoogle>(QStringLiteral("gdapp"), nullptr);

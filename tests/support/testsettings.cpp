@@ -4,6 +4,8 @@
 
 #include "testsettings.h"
 
+#include "emulatorprocess.h"
+
 #include <QCoreApplication>
 #include <QSettings>
 #include <QStandardPaths>
@@ -14,4 +16,14 @@ void TestSettings::isolate(const QString &applicationName)
     QCoreApplication::setOrganizationName(QStringLiteral("gdapp-tests"));
     QCoreApplication::setApplicationName(applicationName);
     QSettings().clear();
+}
+
+bool TestSettings::startForTheFlow(EmulatorProcess &emulator, const QString &applicationName,
+                                   const QStringList &arguments)
+{
+    isolate(applicationName);
+    if (!emulator.start(QStringList { QStringLiteral("--auto-approve") } + arguments))
+        return false;
+    emulator.exportEnvironment();
+    return true;
 }

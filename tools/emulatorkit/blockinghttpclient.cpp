@@ -2,14 +2,14 @@
 //
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-#include "testhttpclient.h"
+#include "blockinghttpclient.h"
 
 #include <QEventLoop>
 #include <QJsonObject>
 #include <QNetworkReply>
 #include <QNetworkRequest>
 
-QByteArray TestHttpClient::Reply::header(const QByteArray &name) const
+QByteArray BlockingHttpClient::Reply::header(const QByteArray &name) const
 {
     for (const auto &pair : headers) {
         if (pair.first.compare(name, Qt::CaseInsensitive) == 0)
@@ -18,13 +18,13 @@ QByteArray TestHttpClient::Reply::header(const QByteArray &name) const
     return QByteArray();
 }
 
-QJsonObject TestHttpClient::Reply::json() const
+QJsonObject BlockingHttpClient::Reply::json() const
 {
     return QJsonDocument::fromJson(body).object();
 }
 
-TestHttpClient::Reply TestHttpClient::send(const QByteArray &method, const QUrl &url,
-                                           const Headers &headers, const QByteArray &body)
+BlockingHttpClient::Reply BlockingHttpClient::send(const QByteArray &method, const QUrl &url,
+                                                   const Headers &headers, const QByteArray &body)
 {
     QNetworkRequest request(url);
     // Redirects are part of what tests look at.

@@ -5,7 +5,7 @@
 #ifndef EMULATORPROCESS_H
 #define EMULATORPROCESS_H
 
-#include "testhttpclient.h"
+#include "blockinghttpclient.h"
 
 #include <QJsonArray>
 #include <QJsonObject>
@@ -24,9 +24,6 @@ public:
     ~EmulatorProcess();
 
     bool start(const QStringList &arguments = {});
-    // Where a test program of the authorisation flow starts: settings of its own (TestSettings),
-    // this emulator approving consents by itself, and the plug-in pointed at it.
-    bool startForTheFlow(const QString &applicationName, const QStringList &arguments = {});
     void stop();
     void kill();
     bool isRunning() const;
@@ -37,8 +34,8 @@ public:
     // Points the plug-in of this process at the emulator (GDAPP_DRIVE_URL, GDAPP_OAUTH_URL).
     void exportEnvironment() const;
 
-    TestHttpClient::Reply control(const QByteArray &method, const QString &what,
-                                  const QJsonValue &body = QJsonValue());
+    BlockingHttpClient::Reply control(const QByteArray &method, const QString &what,
+                                      const QJsonValue &body = QJsonValue());
     // An access token (and its refresh token) as if a consent had been given.
     QString issueAccessToken(QString *refreshToken = nullptr);
     QJsonObject seedFile(const QString &path, const QByteArray &content,
@@ -60,7 +57,7 @@ public:
 private:
     QProcess m_process;
     quint16 m_port = 0;
-    TestHttpClient m_http;
+    BlockingHttpClient m_http;
 };
 
 // The identifier of an entry that seedFile(), seedFolder() or fileAt() gave.

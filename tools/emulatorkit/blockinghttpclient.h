@@ -2,8 +2,8 @@
 //
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-#ifndef TESTHTTPCLIENT_H
-#define TESTHTTPCLIENT_H
+#ifndef BLOCKINGHTTPCLIENT_H
+#define BLOCKINGHTTPCLIENT_H
 
 #include <QByteArray>
 #include <QJsonDocument>
@@ -12,8 +12,8 @@
 #include <QPair>
 #include <QUrl>
 
-// Blocking HTTP for tests: one call, one answer.
-class TestHttpClient
+// Blocking HTTP: one call, one answer. For control requests and hand-made ones.
+class BlockingHttpClient
 {
 public:
     struct Reply
@@ -37,4 +37,4 @@ private:
     QNetworkAccessManager m_manager;
 };
 
-#endif // TESTHTTPCLIENT_H
+#endif // BLOCKINGHTTPCLIENT_H

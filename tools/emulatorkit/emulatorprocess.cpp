@@ -4,8 +4,6 @@
 
 #include "emulatorprocess.h"
 
-#include "testsettings.h"
-
 #include <QDeadlineTimer>
 #include <QJsonDocument>
 #include <QRegularExpression>
@@ -53,15 +51,6 @@ bool EmulatorProcess::start(const QStringList &arguments)
     return true;
 }
 
-bool EmulatorProcess::startForTheFlow(const QString &applicationName, const QStringList &arguments)
-{
-    TestSettings::isolate(applicationName);
-    if (!start(QStringList { QStringLiteral("--auto-approve") } + arguments))
-        return false;
-    exportEnvironment();
-    return true;
-}
-
 void EmulatorProcess::stop()
 {
     if (m_process.state() == QProcess::NotRunning)
@@ -101,8 +90,8 @@ void EmulatorProcess::exportEnvironment() const
     qputenv("GDAPP_OAUTH_URL", base);
 }
 
-TestHttpClient::Reply EmulatorProcess::control(const QByteArray &method, const QString &what,
-                                               const QJsonValue &body)
+BlockingHttpClient::Reply EmulatorProcess::control(const QByteArray &method, const QString &what,
+                                                   const QJsonValue &body)
 {
     QByteArray data;
     if (body.isObject())
