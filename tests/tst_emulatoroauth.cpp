@@ -30,10 +30,6 @@ private slots:
 
     void authorizeRefusesWithoutRedirect_data();
     void authorizeRefusesWithoutRedirect();
-    void authorizeRedirectsErrors();
-    void consentPage_data();
-    void consentPage();
-    void exchangeCode_data();
     void exchangeCode();
     void tokenErrors_data();
     void tokenErrors();
@@ -46,8 +42,7 @@ private:
     QUrl authorizeUrl(const QList<QPair<QString, QString>> &override = {}) const;
     QString approvedCode(const QList<QPair<QString, QString>> &extra = {});
     static QList<QPair<QString, QString>> codeGrant(const QString &code);
-    BlockingHttpClient::Reply token(const QList<QPair<QString, QString>> &parameters,
-                                    bool json = false);
+    BlockingHttpClient::Reply token(const QList<QPair<QString, QString>> &parameters);
 
     EmulatorProcess m_emulator;
     BlockingHttpClient m_http;
@@ -93,27 +88,14 @@ QString TestEmulatorOAuth::approvedCode(const QList<QPair<QString, QString>> &ex
                     .toLatin1());
 }
 
-BlockingHttpClient::Reply TestEmulatorOAuth::token(const QList<QPair<QString, QString>> &parameters,
-                                                   bool json)
+BlockingHttpClient::Reply TestEmulatorOAuth::token(const QList<QPair<QString, QString>> &parameters)
 {
-    QByteArray body;
-    QByteArray type;
-    if (json) {
-        QJsonObject object;
-        for (const auto &pair : parameters)
-            object.insert(pair.first, pair.second);
-        body = QJsonDocument(object).toJson();
-        type = "application/json";
-    } else {
-        QUrlQuery form;
-        for (const auto &pair : parameters)
-            form.addQueryItem(pair.first,
-                              QString::fromLatin1(QUrl::toPercentEncoding(pair.second)));
-        body = form.query(QUrl::FullyEncoded).toLatin1();
-        type = "application/x-www-form-urlencoded";
-    }
+    QUrlQuery form;
+    for (const auto &pair : parameters)
+        form.addQueryItem(pair.first, QString::fromLatin1(QUrl::toPercentEncoding(pair.second)));
     return m_http.send("POST", m_emulator.url(QStringLiteral("/o/oauth2/token")),
-                       { { "Content-Type", type } }, body);
+                       { { "Content-Type", "application/x-www-form-urlencoded" } },
+                       form.query(QUrl::FullyEncoded).toLatin1());
 }
 
 void TestEmulatorOAuth::authorizeRefusesWithoutRedirect_data()
@@ -148,62 +130,6 @@ void TestEmulatorOAuth::authorizeRefusesWithoutRedirect()
     QVERIFY(reply.body.contains(error.toUtf8()));
 }
 
-void TestEmulatorOAuth::authorizeRedirectsErrors()
-{
-    const auto reply = m_http.get(
-            authorizeUrl({ { QStringLiteral("response_type"), QStringLiteral("token") } }));
-    QCOMPARE(reply.status, 302);
-    const QUrlQuery query = redirectQuery(reply);
-    QCOMPARE(query.queryItemValue(QStringLiteral("error")),
-             QStringLiteral("unsupported_response_type"));
-    QCOMPARE(query.queryItemValue(QStringLiteral("state")), QStringLiteral("st4te"));
-}
-
-// The page shows the scope and both buttons; the decision redirects to the client, once.
-void TestEmulatorOAuth::consentPage_data()
-{
-    QTest::addColumn<QByteArray>("decision");
-    QTest::addColumn<QString>("location"); // a pattern
-
-    QTest::newRow("allow") << QByteArray("allow")
-                           << QRegularExpression::escape(Redirect + "?state=st4te&code=4%2F")
-                    + "\\S+&scope=https%3A%2F%2Fwww.googleapis.com%2Fauth%2Fdrive.appfolder$";
-    QTest::newRow("deny") << QByteArray("deny")
-                          << "^"
-                    + QRegularExpression::escape(Redirect + "?error=access_denied&state=st4te")
-                    + "$";
-}
-
-void TestEmulatorOAuth::consentPage()
-{
-    QFETCH(QByteArray, decision);
-    QFETCH(QString, location);
-
-    const auto page = m_http.get(authorizeUrl());
-    QCOMPARE(page.status, 200);
-    QVERIFY(page.body.contains("id=\"allow\""));
-    QVERIFY(page.body.contains("id=\"deny\""));
-    QVERIFY(page.body.contains(Scope.toUtf8()));
-    const QByteArray consent =
-            QRegularExpression(QStringLiteral("name=\"consent\" value=\"(\\w+)\""))
-                    .match(QString::fromUtf8(page.body))
-                    .captured(1)
-                    .toLatin1();
-    QVERIFY(!consent.isEmpty());
-
-    const auto answer = [&] {
-        return m_http.send("POST", m_emulator.url(QStringLiteral("/o/oauth2/v2/consent")),
-                           { { "Content-Type", "application/x-www-form-urlencoded" } },
-                           "consent=" + consent + "&decision=" + decision);
-    };
-    const auto decided = answer();
-    QCOMPARE(decided.status, 302);
-    const QString redirect = QString::fromUtf8(decided.header("Location"));
-    QVERIFY2(redirect.contains(QRegularExpression(location)), qPrintable(redirect));
-    // An answered consent cannot be answered again.
-    QCOMPARE(answer().status, 400);
-}
-
 QList<QPair<QString, QString>> TestEmulatorOAuth::codeGrant(const QString &code)
 {
     return { { QStringLiteral("grant_type"), QStringLiteral("authorization_code") },
@@ -213,20 +139,12 @@ QList<QPair<QString, QString>> TestEmulatorOAuth::codeGrant(const QString &code)
              { QStringLiteral("redirect_uri"), Redirect } };
 }
 
-void TestEmulatorOAuth::exchangeCode_data()
-{
-    QTest::addColumn<bool>("json");
-    QTest::newRow("form body") << false;
-    QTest::newRow("JSON body") << true;
-}
-
 void TestEmulatorOAuth::exchangeCode()
 {
-    QFETCH(bool, json);
     const QString code = approvedCode();
     // Real codes hold a slash.
     QVERIFY2(code.startsWith(QLatin1String("4/")), qPrintable(code));
-    const auto reply = token(codeGrant(code), json);
+    const auto reply = token(codeGrant(code));
     QCOMPARE(reply.status, 200);
     const QJsonObject answer = reply.json();
     QVERIFY(answer.value(QStringLiteral("access_token"))

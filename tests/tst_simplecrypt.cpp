@@ -157,23 +157,6 @@ void TestSimpleCrypt::decrypts_data()
                                    << Key << token << S::CipherOk << none;
     QTest::newRow("compressed crc16, outside") << base64("AwPvFbsyVREeZ1LUM/DZgOYj7SADx9JO") << Key
                                                << repetitive().left(300) << S::CipherOk << none;
-    // Every combination of the flags.
-    QTest::newRow("no flags") << base64(
-            "AwCdJOcLTGIkXJM87hMRdD5R2nKhCB09bRiWKfYMS2s+Wsdz+BQaOHMGyWaiT1E0dQ2WPuY=")
-                              << Key << Text << S::CipherOk << none;
-    QTest::newRow("crc") << base64(
-            "AwKdtEC9spKR+3HFTqW7iszta8gH6/SRwKQ4gUuwo5WW8mvDGuqtjcehJp8U//fWjK0glEunsw==")
-                         << Key << Text << S::CipherOk << none;
-    QTest::newRow("sha1") << base64("AwSdqzouiCb2N+FjXcr/I6cOboVvFPbHjOgngU+/+N+F8HqXVbKxkcrrdt4G"
-                                    "+/3Kne8giFW5rJCT93HbGOWihcmsOtce7v3djQ==")
-                          << Key << Text << S::CipherOk << none;
-    QTest::newRow("compressed") << base64("AwGdUPtyJxrjx+LuTMWCy+sqkO/eNYLl7lv11Ik+5VcdDHA0Ba6l1aiR"
-                                          "PTWL4iRGDXGWLjIkoeUaqFV4")
-                                << Key << Text << S::CipherOk << none;
-    QTest::newRow("compressed sha1")
-            << base64("AwWddMhiiT0flOaFLdp68olJI33MjzVwU1KPOkvnSs7k5SrrQwo4z3YVKsVGe130IR5Nd7Us2"
-                      "BStjg31ALGVFSPCjGalUT4OmgQJxbKI/Vg=")
-            << Key << Text << S::CipherOk << none;
     // With both integrity bits the CRC is read and checked, the SHA-1 never.
     QTest::newRow("crc and sha1, crc field") << base64(
             "AwadtEC9spKR+3HFTqW7iszta8gH6/SRwKQ4gUuwo5WW8mvDGuqtjcehJp8U//fWjK0glEunsw==")
