@@ -46,16 +46,13 @@ private slots:
     void initTestCase();
     void init();
 
-    void keepAliveUntilClose();
     void chunkedRequestBody();
-    void expectContinue();
     void malformedRequests_data();
     void malformedRequests();
     void oversizedBodyIsRefusedUnread();
     void chunkedAnswers();
     void faultCountsDown();
     void faultGivenAtStart();
-    void controlRequestsAreNotLogged();
     void killDuringWritesLosesNothingAcknowledged();
 
 private:
@@ -90,31 +87,6 @@ QNetworkReply *TestEmulatorServer::upload(QNetworkAccessManager &manager, Emulat
     return manager.post(request, multipartBody(name, content));
 }
 
-void TestEmulatorServer::keepAliveUntilClose()
-{
-    QTcpSocket socket;
-    socket.connectToHost(QHostAddress::LocalHost, m_emulator.port());
-    QVERIFY(socket.waitForConnected());
-    const QByteArray request = "GET /_emulator/health HTTP/1.1\r\nHost: x\r\n\r\n";
-    socket.write(request);
-    const QByteArray first = readUntil(socket, "\"ok\"");
-    QVERIFY(first.startsWith("HTTP/1.1 200 OK\r\n"));
-    QVERIFY(first.contains("Connection: keep-alive"));
-
-    // Three more in one write, with bare LF line ends for one of them.
-    socket.write(request + "GET /_emulator/health HTTP/1.1\nHost: x\n\n" + request);
-    const QByteArray three = readUntil(socket, "\"ok\"", 3);
-    QCOMPARE(three.count("HTTP/1.1 200 OK"), 3);
-    QCOMPARE(socket.state(), QAbstractSocket::ConnectedState);
-
-    // Until the client asks to close.
-    socket.write("GET /_emulator/health HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n");
-    QVERIFY(socket.waitForDisconnected(10000));
-    const QByteArray last = socket.readAll();
-    QVERIFY(last.contains("Connection: close"));
-    QVERIFY(last.endsWith("}\n"));
-}
-
 void TestEmulatorServer::chunkedRequestBody()
 {
     QTcpSocket socket;
@@ -130,19 +102,6 @@ void TestEmulatorServer::chunkedRequestBody()
     QVERIFY2(answer.startsWith("HTTP/1.1 200"), answer.constData());
     QVERIFY(answer.contains("\"size\": \"12\""));
     QVERIFY(answer.contains(md5("hello, world")));
-}
-
-void TestEmulatorServer::expectContinue()
-{
-    QTcpSocket socket;
-    socket.connectToHost(QHostAddress::LocalHost, m_emulator.port());
-    QVERIFY(socket.waitForConnected());
-    socket.write("POST /upload/drive/v3/files?uploadType=media HTTP/1.1\r\nHost: x\r\n"
-                 "Authorization: "
-                 + auth() + "\r\nContent-Length: 4\r\nExpect: 100-continue\r\n\r\n");
-    QCOMPARE(readUntil(socket, "\r\n\r\n"), QByteArray("HTTP/1.1 100 Continue\r\n\r\n"));
-    socket.write("data");
-    QVERIFY(readUntil(socket, "}\n").startsWith("HTTP/1.1 200"));
 }
 
 void TestEmulatorServer::malformedRequests_data()
@@ -238,19 +197,6 @@ void TestEmulatorServer::faultGivenAtStart()
 
     EmulatorProcess refused;
     QVERIFY(!refused.start({ QStringLiteral("--fault"), QStringLiteral("status=abc") }));
-}
-
-void TestEmulatorServer::controlRequestsAreNotLogged()
-{
-    m_emulator.clearRequests();
-    m_emulator.files();
-    m_http.get(m_emulator.url(QStringLiteral("/drive/v3/files?spaces=appDataFolder")),
-               { { "Authorization", auth() } });
-    const QJsonArray log = m_emulator.requests();
-    QCOMPARE(log.size(), 1);
-    QCOMPARE(log.at(0).toObject().value(QStringLiteral("query")).toString(),
-             QStringLiteral("spaces=appDataFolder"));
-    QCOMPARE(log.at(0).toObject().value(QStringLiteral("status")).toInt(), 200);
 }
 
 // What the emulator acknowledged survives its death: files written, a file deleted, the tokens.
