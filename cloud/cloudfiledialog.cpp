@@ -80,6 +80,7 @@ CloudFileDialog::CloudFileDialog(QString filter, bool save, CloudFile *file, QWi
         filters.append(QStringLiteral("*"));
     m_proxy.setFilterList(cleanFilterList(filters.first()));
 
+    //: The one entry of the context menu of the list: removes the file or folder under the cursor.
     m_removeAction =
             new QAction(QIcon::fromTheme(QStringLiteral("list-remove")), tr("&Supprimer"), this);
 
@@ -182,9 +183,10 @@ void CloudFileDialog::onFilterChanged(const QString &text)
 void CloudFileDialog::onMkDir()
 {
     bool ok = false;
-    const QString name =
-            QInputDialog::getText(this, tr("Nouveau répertoire"), tr("Nom du répertoire à créer"),
-                                  QLineEdit::Normal, tr("Nouveau répertoire"), &ok);
+    //: Both the title of the prompt for a new folder's name and the name it proposes.
+    const QString title = tr("Nouveau répertoire");
+    const QString name = QInputDialog::getText(this, title, tr("Nom du répertoire à créer"),
+                                               QLineEdit::Normal, title, &ok);
     if (!ok || name.isEmpty())
         return;
     if (m_file->mkdir(m_current, name)) {
@@ -193,6 +195,7 @@ void CloudFileDialog::onMkDir()
     }
     QMessageBox::critical(this, tr("Création d'un nouveau répertoire"),
                           // Contract: spelt so; translations are keyed on it.
+                          //: %1 is the name typed, %2 the service's error text.
                           tr("Le répertoire %1 n'a pas étét crée.\nErreur: '%2'")
                                   .arg(name, m_file->errorString()),
                           QMessageBox::Ok);
@@ -242,9 +245,15 @@ void CloudFileDialog::slotRmDir()
     CloudObject *object = objectAt(index);
     const QString title = tr("Suppression d'un fichier ou d'un répertoire");
     // Contract: the trailing space stays, and with it the double space of the sentence.
-    const QString kind = object->isFolder() ? tr("répertoire ") : tr("fichier");
+    //: %1 of the question "Le %1 %2 va être supprimés". Keep a trailing space: hosts have always
+    //: shown the sentence with two spaces after this word.
+    const QString folder = tr("répertoire ");
+    //: %1 of the question "Le %1 %2 va être supprimés".
+    const QString file = tr("fichier");
+    const QString kind = object->isFolder() ? folder : file;
     const QMessageBox::StandardButton answer = QMessageBox::warning(
             this, title,
+            //: %1 is "répertoire " or "fichier", %2 the path of what is removed.
             tr("Le %1 %2 va être supprimés\nEtes vous sûr?").arg(kind, object->fullPath()),
             QMessageBox::Yes | QMessageBox::No, QMessageBox::No);
     if (answer == QMessageBox::No)
@@ -254,6 +263,7 @@ void CloudFileDialog::slotRmDir()
         return;
     }
     QMessageBox::warning(this, title,
+                         //: %1 is the path of what was to be removed, %2 the service's error text.
                          tr("Le fichier ou le répertoire %1 n'a pas pu être supprimé.\nErreur: %2")
                                  .arg(object->fullPath(), m_file->errorString()),
                          QMessageBox::Ok);

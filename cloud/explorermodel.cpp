@@ -81,6 +81,7 @@ QVariant ExplorerModel::headerData(int section, Qt::Orientation orientation, int
     case 1:
         return tr("Taille");
     case 2:
+        //: Column header: the date and time of the last change.
         return tr("Dernière modification");
     default:
         return QVariant();
@@ -99,11 +100,13 @@ CloudObject *ExplorerModel::getObject(int row) const
 
 QString ExplorerModel::bytesToHuman(double bytes) const
 {
+    //: Size units, kB to YB: powers of 1024 bytes, written after a number with two decimals.
     const QMap<int, QString> units { { 0, tr("kB") }, { 1, tr("MB") }, { 2, tr("GB") },
                                      { 3, tr("TB") }, { 4, tr("PB") }, { 5, tr("EB") },
                                      { 6, tr("ZB") }, { 7, tr("YB") } };
     const QLocale locale;
     if (bytes < 1024.0)
+        //: A size under 1024 bytes; %1 is the number, always with two decimals ("512.00").
         return tr("%1 Octets").arg(locale.toString(bytes, 'f', 2));
 
     double value = bytes / 1024;
@@ -113,6 +116,7 @@ QString ExplorerModel::bytesToHuman(double bytes) const
         ++unit;
     }
     return QStringLiteral("%1 %2").arg(locale.toString(value, 'f', 2),
+                                       //: In place of a size unit, from 1024 YB up.
                                        units.value(unit, tr("Inconnu")));
 }
 

@@ -23,6 +23,7 @@ QString GoogleDriveServer::providerScheme() const
 
 QString GoogleDriveServer::providerName() const
 {
+    //: The provider as Tarnwick lists it: the part of the user's Drive private to Tarnwick.
     return QObject::tr("Google Drive (Privé Tarnwick)");
 }
 

@@ -298,6 +298,7 @@ bool GoogleFile::getFile()
     const QString digest = QString::fromLatin1(md5.result().toHex());
     if (digest.compare(object->etag(), Qt::CaseInsensitive) != 0) {
         setErrorCode(Cloud::CorruptedData);
+        //: The content downloaded does not match the checksum the service gave for it.
         setErrorString(tr("Les données reçues sont corrompues"));
         reportFailure(signature);
         return false;
@@ -361,6 +362,7 @@ bool GoogleFile::mkdir(CloudObject *parent, const QString &name)
     if (!listed)
         return false;
     if (taken) {
+        //: Something of the name asked for, file or folder, is already in the folder.
         setErrorString(tr("Le répertoire existe déjà"));
         return false;
     }

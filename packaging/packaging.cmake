@@ -3,14 +3,16 @@
 # SPDX-License-Identifier: LGPL-2.1-or-later
 
 # What is installed, and the Debian package cpack makes of it: the plug-in in Qt's plug-in
-# folder, gdapp and drive-emulator with their manual pages, gdapp's bash completion, the
-# copyright and changelog files; stripped, with the debug symbols in a -dbgsym package.
+# folder and its translations, gdapp and drive-emulator with their manual pages, gdapp's bash
+# completion, the copyright and changelog files; stripped, with the debug symbols in a -dbgsym
+# package.
 
 install(TARGETS gdrive LIBRARY DESTINATION ${GDAPP_PLUGIN_INSTALL_DIR})
 install(TARGETS gdapp drive-emulator RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(FILES ${PROJECT_SOURCE_DIR}/tools/gdapp/gdapp.bash-completion
         DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME gdapp)
 install(FILES ${PROJECT_SOURCE_DIR}/packaging/copyright DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES ${GDAPP_QM_FILES} DESTINATION ${GDAPP_TRANSLATIONS_INSTALL_DIR})
 
 # Manual pages and the changelog go compressed, as Debian has them: gzip -9n, no name or time
 # in the header, so that the same sources give the same bytes.
@@ -45,7 +47,8 @@ set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 # back end and the X11 platform plug-in come with libqt6network6 and libqt6gui6, which the
 # binaries need anyway; the other platforms (Wayland's, offscreen) with qt6-qpa-plugins.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "qt6-qpa-plugins")
+# Qt's own catalogues translate the chooser's standard buttons.
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "qt6-qpa-plugins, qt6-translations-l10n")
 # The debug symbols go to a -dbgsym package; the binaries of the main one are stripped.
 set(CPACK_DEBIAN_DEBUGINFO_PACKAGE ON)
 set(CPACK_POST_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/dbgsym.cmake)

@@ -21,7 +21,8 @@ fail() {
 cmake --install "$build" --prefix "$scratch/prefix" >/dev/null
 for file in "$plugin_dir/libgdrive.so" bin/gdapp bin/drive-emulator share/man/man1/gdapp.1.gz \
     share/man/man1/drive-emulator.1.gz share/bash-completion/completions/gdapp \
-    share/doc/gdapp/copyright share/doc/gdapp/changelog.gz; do
+    share/doc/gdapp/copyright share/doc/gdapp/changelog.gz share/gdapp/translations/gdapp_en.qm \
+    share/gdapp/translations/gdapp_de.qm share/gdapp/translations/gdapp_fr.qm; do
     [ -f "$scratch/prefix/$file" ] || fail "missing after install: $file"
 done
 # The installed host finds the installed plug-in by itself.

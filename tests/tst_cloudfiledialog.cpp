@@ -6,6 +6,7 @@
 #include "consentbrowser.h"
 #include "emulatorprocess.h"
 #include "googlefile.h"
+#include "languagescope.h"
 #include "memorycloudfile.h"
 #include "oauthgoogle.h"
 #include "testsettings.h"
@@ -172,6 +173,8 @@ private slots:
     void removeThroughTheContextMenu();
     void removeFailure();
     void contextMenuOnlyOnRows();
+    void speaksTheUsersLanguage_data();
+    void speaksTheUsersLanguage();
 
     void overTheDriveBackEnd();
 
@@ -551,6 +554,95 @@ void TestCloudFileDialog::contextMenuOnlyOnRows()
     tree->setCurrentIndex(QModelIndex());
     made->slotRmDir();
     QVERIFY(m_store->contains(QStringLiteral("/notes.txt")));
+}
+
+// What a user reads in the chooser with each catalogue installed, as a host installs it: labels,
+// headers, sizes with their unit and the locale's decimal mark, the context menu, the question
+// before a removal (its double space after the folder's kind included) and its failure.
+void TestCloudFileDialog::speaksTheUsersLanguage_data()
+{
+    QTest::addColumn<QString>("language");
+    QTest::addColumn<QStringList>("texts");
+
+    QTest::newRow("English") << "en"
+                             << QStringList { "Select a file in the cloud",
+                                              "Path:",
+                                              "Show hidden files",
+                                              "Add the default extension to the file name",
+                                              "Name|Size|Last modified",
+                                              "5.00 bytes",
+                                              "&Delete",
+                                              "Deleting a file or a folder",
+                                              "The folder  /docs will be deleted.\nAre you sure?",
+                                              "The file or folder /docs could not be deleted.\n"
+                                              "Error: cannot remove /docs" };
+    QTest::newRow("German") << "de"
+                            << QStringList { "Datei in der Cloud auswählen",
+                                             "Pfad:",
+                                             "Versteckte Dateien anzeigen",
+                                             "Standarderweiterung an den Dateinamen anhängen",
+                                             "Name|Größe|Zuletzt geändert",
+                                             "5,00 Byte",
+                                             "&Löschen",
+                                             "Datei oder Ordner löschen",
+                                             "Ordner  /docs wird gelöscht.\nSind Sie sicher?",
+                                             "Die Datei oder der Ordner /docs konnte nicht "
+                                             "gelöscht werden.\nFehler: cannot remove /docs" };
+    QTest::newRow("French") << "fr"
+                            << QStringList { "Sélection fichier depuis le cloud",
+                                             "Chemin:",
+                                             "Afficher les fichiers cachés",
+                                             "Ajouter l'extension par défaut au nom de fichier",
+                                             "Nom|Taille|Dernière modification",
+                                             "5,00 Octets",
+                                             "&Supprimer",
+                                             "Suppression d'un fichier ou d'un répertoire",
+                                             "Le répertoire  /docs va être supprimés\nEtes vous "
+                                             "sûr?",
+                                             "Le fichier ou le répertoire /docs n'a pas pu être "
+                                             "supprimé.\nErreur: cannot remove /docs" };
+}
+
+void TestCloudFileDialog::speaksTheUsersLanguage()
+{
+    QFETCH(QString, language);
+    QFETCH(QStringList, texts);
+
+    const LanguageScope scope(language);
+    QVERIFY(scope.isLoaded());
+    m_store->failRemove = true;
+    const auto made = dialog(QString(), true);
+    const QAbstractItemModel *model = treeOf(made.get())->model();
+    QStringList headers;
+    for (int column = 0; column < 3; ++column)
+        headers.append(model->headerData(column, Qt::Horizontal).toString());
+    QString menuText;
+    QString question;
+    QString title;
+    QString failure;
+    whenShown<QMessageBox>([&](QMessageBox *box) {
+        question = box->text();
+        title = box->windowTitle();
+        box->button(QMessageBox::Yes)->click();
+        answerBox(&failure, QMessageBox::Ok);
+    });
+    removeThroughTheMenu(made.get(), QStringLiteral("docs"), &menuText);
+    QTRY_VERIFY(!failure.isEmpty());
+
+    const QStringList seen {
+        made->windowTitle(),
+        child<QLabel>(made.get(), "label")->text(),
+        child<QCheckBox>(made.get(), "showHiddenFiles")->text(),
+        child<QCheckBox>(made.get(), "addExtension")->text(),
+        headers.join(QLatin1Char('|')),
+        rowNamed(made.get(), QStringLiteral("notes.txt")).siblingAtColumn(1).data().toString(),
+        menuText,
+        title,
+        question,
+        failure
+    };
+    for (int i = 0; i < texts.size(); ++i)
+        QCOMPARE(seen.at(i), texts.at(i));
 }
 
 void TestCloudFileDialog::overTheDriveBackEnd()

@@ -68,6 +68,8 @@ private slots:
     void refusedTokenRequests_data();
     void refusedTokenRequests();
     void listenerAnswersOnLoopbackOnly();
+    void pluginTextsInTheUsersLanguage_data();
+    void pluginTextsInTheUsersLanguage();
 
 private:
     Run gdapp(const QString &line, const QByteArray &input = QByteArray(),
@@ -595,6 +597,48 @@ void TestGdappCli::listenerAnswersOnLoopbackOnly()
         QVERIFY2(!reachable(address), qPrintable(address.toString()));
     waiting.kill();
     waiting.waitForFinished();
+}
+
+// gdapp shows the plug-in's texts in the language Qt reads from the environment, French where it
+// has no catalogue, and French too when the user puts it before a language it has.
+void TestGdappCli::pluginTextsInTheUsersLanguage_data()
+{
+    QTest::addColumn<QStringList>("variables");
+    QTest::addColumn<QString>("says");
+
+    const QString english = QStringLiteral("The data received is corrupt [error 299]");
+    const QString german = QStringLiteral("Die empfangenen Daten sind beschädigt [error 299]");
+    const QString french = QStringLiteral("Les données reçues sont corrompues [error 299]");
+    QTest::newRow("LANG") << QStringList { "LANG=en_US.UTF-8" } << english;
+    QTest::newRow("LC_MESSAGES over LANG")
+            << QStringList { "LANG=en_GB.UTF-8", "LC_MESSAGES=de_DE.UTF-8" } << german;
+    QTest::newRow("LC_ALL over LC_MESSAGES")
+            << QStringList { "LC_MESSAGES=de_DE.UTF-8", "LC_ALL=en_US.UTF-8" } << english;
+    QTest::newRow("LANGUAGE first")
+            << QStringList { "LANG=en_US.UTF-8", "LANGUAGE=de:en" } << german;
+    QTest::newRow("French before German")
+            << QStringList { "LANG=de_DE.UTF-8", "LANGUAGE=fr:de" } << french;
+    QTest::newRow("a language without a catalogue") << QStringList { "LANG=it_IT.UTF-8" } << french;
+    QTest::newRow("C") << QStringList { "LANG=C" } << french;
+}
+
+void TestGdappCli::pluginTextsInTheUsersLanguage()
+{
+    QFETCH(QStringList, variables);
+    QFETCH(QString, says);
+
+    m_emulator.seedFile(QStringLiteral("/f.bin"), "content",
+                        json(R"({"md5Checksum": "00000000000000000000000000000000"})"));
+    QProcessEnvironment environment = m_gdapp.environment();
+    environment.remove(QStringLiteral("LC_ALL"));
+    for (const QString &variable : variables)
+        environment.insert(variable.section(QLatin1Char('='), 0, 0),
+                           variable.section(QLatin1Char('='), 1));
+    const Run run = m_gdapp.run(
+            { QStringLiteral("get"), QStringLiteral("gdapp:/f.bin"), QStringLiteral("-") },
+            QByteArray(), environment);
+    QCOMPARE(run.exitCode, 6);
+    QVERIFY2(QString::fromUtf8(run.err).contains(says), run.err.constData());
 }
 
 QTEST_GUILESS_MAIN(TestGdappCli)

@@ -5,6 +5,7 @@
 #include "authoriseddrive.h"
 #include "googlefile.h"
 #include "googlefileobject.h"
+#include "languagescope.h"
 #include "loggedrequest.h"
 #include "messagecapture.h"
 #include "oauthgoogle.h"
@@ -74,6 +75,8 @@ private slots:
     void mkdirCreatesAndMovesDown();
     void mkdirRefuses_data();
     void mkdirRefuses();
+    void errorsInTheUsersLanguage_data();
+    void errorsInTheUsersLanguage();
 
     void copyLandsBesideTheSource_data();
     void copyLandsBesideTheSource();
@@ -551,6 +554,42 @@ void TestGoogleFile::mkdirRefuses()
         QCOMPARE(file.errorString(), errorString);
     QCOMPARE(current->id(), QStringLiteral("appDataFolder"));
     QCOMPARE(m_emulator.files().size(), filesBefore);
+}
+
+// The two texts of the back end's own, with a host's catalogue installed.
+void TestGoogleFile::errorsInTheUsersLanguage_data()
+{
+    QTest::addColumn<QString>("language");
+    QTest::addColumn<QString>("corrupted");
+    QTest::addColumn<QString>("taken");
+
+    QTest::newRow("English") << "en"
+                             << "The data received is corrupt"
+                             << "The folder already exists";
+    QTest::newRow("German") << "de"
+                            << "Die empfangenen Daten sind beschädigt"
+                            << "Der Ordner existiert bereits";
+    QTest::newRow("French") << "fr"
+                            << "Les données reçues sont corrompues"
+                            << "Le répertoire existe déjà";
+}
+
+void TestGoogleFile::errorsInTheUsersLanguage()
+{
+    QFETCH(QString, language);
+
+    const LanguageScope scope(language);
+    QVERIFY(scope.isLoaded());
+    seed(QStringLiteral("/f.bin"), "abc",
+         { { QStringLiteral("md5Checksum"), QString(32, QLatin1Char('0')) } });
+    ProbedFile download(m_drive.flow(), QStringLiteral("gdapp:/f.bin"));
+    QVERIFY(!download.open(QIODevice::ReadOnly));
+    QTEST(download.errorString(), "corrupted");
+
+    ProbedFile folders(m_drive.flow(), QString());
+    std::unique_ptr<CloudObject> top(folders.getCloudObject());
+    QVERIFY(!folders.mkdir(top.get(), QStringLiteral("f.bin")));
+    QTEST(folders.errorString(), "taken");
 }
 
 void TestGoogleFile::copyLandsBesideTheSource_data()

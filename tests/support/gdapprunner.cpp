@@ -24,8 +24,10 @@ QProcessEnvironment GdappRunner::environmentFor(const QUrl &drive, const QString
                        (oauth.isEmpty() ? drive : oauth).toString());
     environment.insert(QStringLiteral("XDG_CONFIG_HOME"), configFolder);
     for (const char *name : { "DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "GDAPP_PLUGIN_PATH",
-                              "GDAPP_CA_FILE", "GDAPP_BROWSER" })
+                              "GDAPP_CA_FILE", "GDAPP_BROWSER", "LANGUAGE", "LC_MESSAGES", "LANG" })
         environment.remove(QLatin1String(name));
+    // The plug-in's own language, French, whatever the machine's.
+    environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
     return environment;
 }
 

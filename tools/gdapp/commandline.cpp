@@ -151,7 +151,10 @@ void CommandLine::addGlobalOptions()
     description += QStringLiteral(
             "\nURLs look like gdapp:/folder/name. \"gdapp COMMAND --help\" tells more about one "
             "command.\nExit status: 0 done, 1 failed, 2 bad usage, 3 not found, 4 not authorised, "
-            "5 network or service error, 6 corrupted data.");
+            "5 network or service error, 6 corrupted data.\nThe plug-in's texts, in the chooser "
+            "and its error messages, follow the user's language (LANGUAGE, LC_ALL, LC_MESSAGES, "
+            "LANG): English, German, else French, the plug-in's own. LANGUAGE=de gdapp ... "
+            "forces German.");
     m_parser.setApplicationDescription(description);
     m_parser.addHelpOption();
     m_parser.addVersionOption();

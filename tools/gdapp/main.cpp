@@ -7,7 +7,11 @@
 
 #include <QApplication>
 #include <QCoreApplication>
+#include <QDir>
+#include <QLibraryInfo>
+#include <QLocale>
 #include <QTextStream>
+#include <QTranslator>
 
 #include <memory>
 
@@ -23,6 +27,31 @@ bool hasDisplay()
 {
     return qEnvironmentVariableIsSet("DISPLAY") || qEnvironmentVariableIsSet("WAYLAND_DISPLAY")
             || qEnvironmentVariableIsSet("QT_QPA_PLATFORM");
+}
+// The plug-in's texts, in the chooser and in its error messages, in the user's language (Qt reads
+// LANGUAGE, LC_ALL, LC_MESSAGES and LANG), from the build tree or beside the installed programs;
+// and Qt's own, for the chooser's standard buttons. French, the plug-in's language, where there
+// is no catalogue.
+void installTranslations(QCoreApplication &application)
+{
+    const QDir programs(QCoreApplication::applicationDirPath());
+    const QStringList folders { QStringLiteral(GDAPP_BUILD_TRANSLATIONS_DIR),
+                                programs.absoluteFilePath(
+                                        QStringLiteral("../" GDAPP_INSTALL_TRANSLATIONS_DIR)) };
+    for (const QString &folder : folders) {
+        auto *plugin = new QTranslator(&application);
+        if (plugin->load(QLocale(), QStringLiteral("gdapp"), QStringLiteral("_"), folder)) {
+            QCoreApplication::installTranslator(plugin);
+            break;
+        }
+        delete plugin;
+    }
+    auto *qt = new QTranslator(&application);
+    if (qt->load(QLocale(), QStringLiteral("qtbase"), QStringLiteral("_"),
+                 QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
+        QCoreApplication::installTranslator(qt);
+    else
+        delete qt;
 }
 } // namespace
 
@@ -53,6 +82,7 @@ int main(int argc, char *argv[])
     QCoreApplication::setOrganizationName(QStringLiteral("Tarnwick"));
     QCoreApplication::setApplicationName(QStringLiteral("gdapp"));
     QCoreApplication::setApplicationVersion(QStringLiteral(GDAPP_VERSION));
+    installTranslations(*application);
 
     return CommandLine(QCoreApplication::arguments()).run();
 }

@@ -1,0 +1,32 @@
+// SPDX-FileCopyrightText: 2026 Tarnwick developers <dev@tarnwick.invalid>
+//
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#ifndef LANGUAGESCOPE_H
+#define LANGUAGESCOPE_H
+
+#include <QLocale>
+#include <QTranslator>
+
+// The plug-in's texts in one language for as long as it lives, as a host shows them to its user:
+// the build's catalogue for the language installed, and the default locale set to it for
+// numbers. "fr", the source language, has a catalogue too, with nothing in it.
+//     const LanguageScope german(QStringLiteral("de"));
+//     QVERIFY(german.isLoaded());
+class LanguageScope
+{
+public:
+    explicit LanguageScope(const QString &language);
+    ~LanguageScope();
+    LanguageScope(const LanguageScope &) = delete;
+    LanguageScope &operator=(const LanguageScope &) = delete;
+
+    bool isLoaded() const { return m_loaded; }
+
+private:
+    QTranslator m_translator;
+    QLocale m_previous;
+    bool m_loaded = false;
+};
+
+#endif // LANGUAGESCOPE_H

@@ -1,0 +1,135 @@
+// SPDX-FileCopyrightText: 2026 Tarnwick developers <dev@tarnwick.invalid>
+//
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QXmlStreamReader>
+#include <QtTest>
+
+namespace {
+struct Message
+{
+    QString context;
+    QString source;
+    QString type; // "unfinished" for a text still to translate
+    QStringList translations; // one, or one per plural form
+
+    bool operator==(const Message &other) const
+    {
+        return context == other.context && source == other.source && type == other.type
+                && translations == other.translations;
+    }
+};
+
+QList<Message> readCatalogue(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    QList<Message> messages;
+    QString context;
+    bool numerus = false;
+    QXmlStreamReader xml(&file);
+    while (!xml.atEnd()) {
+        if (xml.readNext() != QXmlStreamReader::StartElement)
+            continue;
+        const QStringView name = xml.name();
+        if (name == QLatin1String("name")) {
+            context = xml.readElementText();
+        } else if (name == QLatin1String("message")) {
+            numerus = xml.attributes().value(QLatin1String("numerus")) == QLatin1String("yes");
+            messages.append({ context, QString(), QString(), {} });
+        } else if (name == QLatin1String("source")) {
+            messages.last().source = xml.readElementText();
+        } else if (name == QLatin1String("translation")) {
+            messages.last().type = xml.attributes().value(QLatin1String("type")).toString();
+            if (!numerus)
+                messages.last().translations.append(xml.readElementText());
+        } else if (name == QLatin1String("numerusform")) {
+            messages.last().translations.append(xml.readElementText());
+        }
+    }
+    return messages;
+}
+
+// What is wrong with a message of a catalogue, or nothing.
+QString fault(const Message &message)
+{
+    if (message.type == QLatin1String("unfinished") || message.translations.isEmpty())
+        return QStringLiteral("untranslated");
+    static const QRegularExpression argument(QStringLiteral("%(\\d+|n)"));
+    for (const QString &translation : message.translations) {
+        if (translation.isEmpty())
+            return QStringLiteral("a form untranslated");
+        for (const QRegularExpressionMatch &match : argument.globalMatch(message.source)) {
+            if (!translation.contains(match.captured()))
+                return QStringLiteral("%1 lost in \"%2\"").arg(match.captured(), translation);
+        }
+    }
+    return QString();
+}
+} // namespace
+
+// The catalogues cover every text of the plug-in. Each is brought up to date in a scratch copy,
+// as the update_translations target does to the real ones; a text added to the sources since
+// shows there, untranslated, and a catalogue left behind the sources differs from its copy.
+class TestTranslations : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void catalogueIsCompleteAndCurrent_data();
+    void catalogueIsCompleteAndCurrent();
+};
+
+void TestTranslations::catalogueIsCompleteAndCurrent_data()
+{
+    QTest::addColumn<QString>("catalogue");
+    QTest::addColumn<bool>("pluralsOnly");
+
+    QTest::newRow("English") << "gdapp_en.ts" << false;
+    QTest::newRow("German") << "gdapp_de.ts" << false;
+    // French is the sources' language: its catalogue holds their plural forms only.
+    QTest::newRow("French") << "gdapp_fr.ts" << true;
+}
+
+void TestTranslations::catalogueIsCompleteAndCurrent()
+{
+    QFETCH(QString, catalogue);
+    QFETCH(bool, pluralsOnly);
+
+    const QString committed = QStringLiteral(GDAPP_TS_DIR "/") + catalogue;
+    QTemporaryDir scratch;
+    const QString updated = scratch.filePath(catalogue);
+    QVERIFY(QFile::copy(committed, updated));
+    QStringList arguments {
+        QStringLiteral("-locations"),   QStringLiteral("none"),
+        QStringLiteral("-no-obsolete"), QStringLiteral("@" GDAPP_TRANSLATED_SOURCES),
+        QStringLiteral("-ts"),          updated
+    };
+    if (pluralsOnly)
+        arguments.prepend(QStringLiteral("-pluralonly"));
+    QProcess lupdate;
+    lupdate.start(QStringLiteral(GDAPP_LUPDATE), arguments);
+    QVERIFY2(lupdate.waitForFinished(60000) && lupdate.exitCode() == 0,
+             lupdate.readAllStandardError().constData());
+
+    const QList<Message> messages = readCatalogue(updated);
+    QStringList faults;
+    for (const Message &message : messages) {
+        const QString found = fault(message);
+        if (!found.isEmpty())
+            faults.append(
+                    QStringLiteral("%1 \"%2\": %3").arg(message.context, message.source, found));
+    }
+    QVERIFY2(faults.isEmpty(), qPrintable(faults.join(QLatin1Char('\n'))));
+    QVERIFY2(messages == readCatalogue(committed),
+             "the catalogue is behind the sources: build the update_translations target");
+    if (!pluralsOnly)
+        QVERIFY(!messages.isEmpty());
+}
+
+QTEST_GUILESS_MAIN(TestTranslations)
+#include "tst_translations.moc"
