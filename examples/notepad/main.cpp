@@ -1,0 +1,79 @@
+// SPDX-FileCopyrightText: 2026 Tarnwick developers <dev@tarnwick.invalid>
+//
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// A host of the storage provider, as small as it gets: it loads the plug-in the way Tarnwick
+// does and edits text documents kept in the user's Drive.
+
+#include "notepadwindow.h"
+#include "serverinterface.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QLibraryInfo>
+#include <QLocale>
+#include <QMessageBox>
+#include <QPluginLoader>
+#include <QTranslator>
+
+namespace {
+// GDAPP_PLUGIN_PATH, else the build tree's plug-in, else the installed one.
+QString pluginPath()
+{
+    const QString fromEnvironment = qEnvironmentVariable("GDAPP_PLUGIN_PATH");
+    if (!fromEnvironment.isEmpty())
+        return fromEnvironment;
+    if (QFileInfo::exists(QStringLiteral(GDAPP_BUILD_PLUGIN_PATH)))
+        return QStringLiteral(GDAPP_BUILD_PLUGIN_PATH);
+    return QLibraryInfo::path(QLibraryInfo::PluginsPath)
+            + QStringLiteral("/tarnwick/libgdrive.so");
+}
+
+// The plug-in's texts, in its chooser and errors, in the user's language.
+void installTranslations(QApplication &application)
+{
+    const QDir programs(QCoreApplication::applicationDirPath());
+    for (const QString &folder :
+         { QStringLiteral(GDAPP_BUILD_TRANSLATIONS_DIR),
+           programs.absoluteFilePath(QStringLiteral("../" GDAPP_INSTALL_TRANSLATIONS_DIR)) }) {
+        auto *translator = new QTranslator(&application);
+        if (translator->load(QLocale(), QStringLiteral("gdapp"), QStringLiteral("_"), folder)) {
+            QCoreApplication::installTranslator(translator);
+            return;
+        }
+        delete translator;
+    }
+}
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QApplication application(argc, argv);
+    // The plug-in keeps its tokens in the host's settings: these.
+    QCoreApplication::setOrganizationName(QStringLiteral("Tarnwick"));
+    QCoreApplication::setApplicationName(QStringLiteral("gdapp-notepad"));
+    installTranslations(application);
+
+    // Keep the library loaded until the process ends (the loader's default): Qt's type registry
+    // points into it.
+    QPluginLoader loader(pluginPath());
+    auto *provider = qobject_cast<ServerInterface *>(loader.instance());
+    if (!provider) {
+        QMessageBox::critical(nullptr, QStringLiteral("Notepad"),
+                              QStringLiteral("No storage provider in %1: %2")
+                                      .arg(loader.fileName(), loader.errorString()));
+        return 1;
+    }
+
+    int status = 0;
+    {
+        NotepadWindow window(provider);
+        window.show();
+        status = QApplication::exec();
+    } // the window, and every cloud file it held, go before the provider
+    // The root object goes before the application object, while the network thread of its
+    // access manager can still stop; left to Qt it would go only at exit.
+    delete loader.instance();
+    return status;
+}
