@@ -3,12 +3,12 @@
 # SPDX-License-Identifier: LGPL-2.1-or-later
 
 # What is installed, and the Debian package cpack makes of it: the plug-in in Qt's plug-in
-# folder and its translations, gdapp and drive-emulator with their manual pages, gdapp's bash
-# completion, the copyright and changelog files; stripped, with the debug symbols in a -dbgsym
-# package.
+# folder and its translations, gdapp, gdapp-notepad and drive-emulator with their manual pages,
+# gdapp's bash completion, the copyright and changelog files; stripped, with the debug symbols in
+# a -dbgsym package.
 
 install(TARGETS gdrive LIBRARY DESTINATION ${GDAPP_PLUGIN_INSTALL_DIR})
-install(TARGETS gdapp drive-emulator RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(TARGETS gdapp gdapp-notepad drive-emulator RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(FILES ${PROJECT_SOURCE_DIR}/tools/gdapp/gdapp.bash-completion
         DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME gdapp)
 install(FILES ${PROJECT_SOURCE_DIR}/packaging/copyright DESTINATION ${CMAKE_INSTALL_DOCDIR})
@@ -28,6 +28,7 @@ function(gdapp_gzip source destination)
 endfunction()
 gdapp_gzip(${PROJECT_SOURCE_DIR}/tools/gdapp/gdapp.1 ${CMAKE_INSTALL_MANDIR}/man1)
 gdapp_gzip(${PROJECT_SOURCE_DIR}/tools/drive-emulator/drive-emulator.1 ${CMAKE_INSTALL_MANDIR}/man1)
+gdapp_gzip(${PROJECT_SOURCE_DIR}/examples/notepad/gdapp-notepad.1 ${CMAKE_INSTALL_MANDIR}/man1)
 gdapp_gzip(${PROJECT_SOURCE_DIR}/packaging/changelog ${CMAKE_INSTALL_DOCDIR})
 get_property(compressed GLOBAL PROPERTY GDAPP_COMPRESSED)
 add_custom_target(compressed-documentation ALL DEPENDS ${compressed})

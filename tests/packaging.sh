@@ -19,7 +19,8 @@ fail() {
 }
 
 cmake --install "$build" --prefix "$scratch/prefix" >/dev/null
-for file in "$plugin_dir/libgdrive.so" bin/gdapp bin/drive-emulator share/man/man1/gdapp.1.gz \
+for file in "$plugin_dir/libgdrive.so" bin/gdapp bin/gdapp-notepad bin/drive-emulator \
+    share/man/man1/gdapp.1.gz share/man/man1/gdapp-notepad.1.gz \
     share/man/man1/drive-emulator.1.gz share/bash-completion/completions/gdapp \
     share/doc/gdapp/copyright share/doc/gdapp/changelog.gz share/gdapp/translations/gdapp_en.qm \
     share/gdapp/translations/gdapp_de.qm share/gdapp/translations/gdapp_fr.qm; do
@@ -40,7 +41,7 @@ root="$scratch/root"
 dpkg-deb -x "$deb" "$root"
 env -u GDAPP_PLUGIN_PATH "$root/usr/bin/gdapp" --help | grep -q 'open-dialog' \
     || fail "the packaged gdapp does not answer --help"
-for page in gdapp drive-emulator; do
+for page in gdapp gdapp-notepad drive-emulator; do
     MANWIDTH=80 man --warnings -l "$root/usr/share/man/man1/$page.1.gz" 2>"$scratch/man.err" \
         | grep -q 'EXIT STATUS' || fail "man -l $page.1.gz: $(cat "$scratch/man.err")"
     [ -s "$scratch/man.err" ] && fail "man -l $page.1.gz warns: $(cat "$scratch/man.err")"

@@ -177,10 +177,12 @@ void TestEmulatorServer::faultCountsDown()
     QCOMPARE(m_http.get(url, { { "Authorization", auth() } }).status, 500);
     QCOMPARE(m_http.get(url, { { "Authorization", auth() } }).status, 500);
     QCOMPARE(m_http.get(url, { { "Authorization", auth() } }).status, 200);
-    // Bad rules are refused.
-    QCOMPARE(m_emulator.control("POST", QStringLiteral("faults"), json(R"({"action": "explode"})"))
-                     .status,
-             400);
+    // Bad rules are refused: a throttle needs a pace, and can answer nothing itself.
+    for (const char *rule : { R"({"action": "explode"})", R"({"action": "throttle"})",
+                              R"({"action": "throttle", "bytesPerSecond": 1000, "status": 500})",
+                              R"({"bytesPerSecond": 1000})" }) {
+        QCOMPARE(m_emulator.control("POST", QStringLiteral("faults"), json(rule)).status, 400);
+    }
 }
 
 void TestEmulatorServer::faultGivenAtStart()

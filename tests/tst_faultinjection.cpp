@@ -33,6 +33,7 @@ private slots:
     void upload_data();
     void upload();
     void slowAndChunkedAnswersAreReadWhole();
+    void throttledUploadReportsProgressAsItGoes();
 
 private:
     void addFaultsOn(const QString &path, const QString &query, QJsonObject rule);
@@ -187,6 +188,34 @@ void TestFaultInjection::slowAndChunkedAnswersAreReadWhole()
     QCOMPARE(listed.first()->fileName(), QStringLiteral("docs"));
     qDeleteAll(listed);
     QVERIFY(m_emulator.requests().last().toObject().value(QStringLiteral("status")).toInt() == 200);
+}
+
+// A service that takes the body slowly: the file reports how far the upload is while it goes,
+// in percentages that only grow, and the body arrives whole.
+void TestFaultInjection::throttledUploadReportsProgressAsItGoes()
+{
+    // More than the kernel takes in at once for the client: about 7 MiB.
+    const QByteArray large = Replacement.repeated(32);
+    const QString id = idOf(m_emulator.seedFile(QStringLiteral("/f.bin"), Remote));
+    ProbedFile file(m_drive.flow(), QStringLiteral("gdapp:/f.bin"));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(large);
+    addFaultsOn(QStringLiteral("/upload/*"), QString(),
+                json(R"({"action": "throttle", "bytesPerSecond": 5000000})"));
+
+    QList<int> seen;
+    QString shown; // for the failure message
+    connect(&file, &CloudFile::progress, this, [&seen, &shown](int percent) {
+        seen.append(percent);
+        shown += QLatin1Char(' ') + QString::number(percent);
+    });
+    QVERIFY(file.flush());
+    QCOMPARE(m_emulator.content(id), large);
+    QVERIFY2(std::any_of(seen.cbegin(), seen.cend(),
+                         [](int percent) { return percent > 0 && percent < 100; }),
+             qPrintable(shown));
+    QVERIFY2(std::is_sorted(seen.cbegin(), seen.cend()), qPrintable(shown));
+    QCOMPARE(seen.last(), 100);
 }
 
 QTEST_MAIN(TestFaultInjection)

@@ -18,16 +18,21 @@
 #include <QTranslator>
 
 namespace {
-// GDAPP_PLUGIN_PATH, else the build tree's plug-in, else the installed one.
+// GDAPP_PLUGIN_PATH, else the build tree's plug-in, else the one installed beside this program,
+// else the one in Qt's plug-in folder. (gdapp has the same search; a host has its own.)
 QString pluginPath()
 {
     const QString fromEnvironment = qEnvironmentVariable("GDAPP_PLUGIN_PATH");
     if (!fromEnvironment.isEmpty())
         return fromEnvironment;
-    if (QFileInfo::exists(QStringLiteral(GDAPP_BUILD_PLUGIN_PATH)))
-        return QStringLiteral(GDAPP_BUILD_PLUGIN_PATH);
-    return QLibraryInfo::path(QLibraryInfo::PluginsPath)
-            + QStringLiteral("/tarnwick/libgdrive.so");
+    const QDir programs(QCoreApplication::applicationDirPath());
+    for (const QString &candidate : { QStringLiteral(GDAPP_BUILD_PLUGIN_PATH),
+                                      programs.absoluteFilePath(QStringLiteral(
+                                              "../" GDAPP_INSTALL_PLUGIN_DIR "/libgdrive.so")) }) {
+        if (QFileInfo::exists(candidate))
+            return candidate;
+    }
+    return QLibraryInfo::path(QLibraryInfo::PluginsPath) + QStringLiteral("/tarnwick/libgdrive.so");
 }
 
 // The plug-in's texts, in its chooser and errors, in the user's language.

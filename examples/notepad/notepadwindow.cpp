@@ -125,22 +125,28 @@ bool NotepadWindow::store(const QUrl &url)
 bool NotepadWindow::withProgress(CloudFile *file, const QString &label,
                                  const std::function<bool()> &transfer)
 {
-    QProgressDialog progress(label, tr("Cancel"), 0, 100, this);
+    QProgressDialog progress(label, QString(), 0, 100, this);
     progress.setWindowTitle(tr("Transferring - Notepad"));
     progress.setWindowModality(Qt::WindowModal);
-    // Shown at once: a small file is through before any delay would pass, a large one shows.
-    progress.setMinimumDuration(0);
-    progress.setValue(0);
-    progress.show();
-    connect(file, SIGNAL(progress(int)), &progress, SLOT(setValue(int)));
-    connect(&progress, SIGNAL(canceled()), file, SLOT(abort()));
+    // An upload reaches 100% when its last bytes leave, before the service has answered: the
+    // dialog stays up until the call returns.
+    progress.setAutoReset(false);
+    progress.setAutoClose(false);
+    // Shown when a transfer takes longer than half a second: a small file never flickers one.
+    progress.setMinimumDuration(500);
+    // No Cancel button: abort() only announces operationAborted(), a running request goes on.
+    progress.setCancelButton(nullptr);
+    // Queued: a modal progress dialog handles events inside setValue(), which must not happen
+    // inside the signal of the network reply that reports the progress (the upload stalls).
+    connect(file, SIGNAL(progress(int)), &progress, SLOT(setValue(int)), Qt::QueuedConnection);
     return transfer();
 }
 
 void NotepadWindow::showFailure(const QString &what, const CloudFile &file)
 {
-    QMessageBox::critical(this, tr("Notepad"),
-                          tr("%1\n%2 (error %3)").arg(what, file.errorString()).arg(file.errorCode()));
+    QMessageBox::critical(
+            this, tr("Notepad"),
+            tr("%1\n%2 (error %3)").arg(what, file.errorString()).arg(file.errorCode()));
 }
 
 bool NotepadWindow::maybeSave()

@@ -16,8 +16,9 @@ GDAPP_BUILD_PACKAGES=(
 )
 
 # What the tests use besides: the TLS front end and its throwaway certificates; the package's
-# dependencies, its checker and its manual pages; the licence checker.
-GDAPP_TEST_PACKAGES=(nginx-light openssl dpkg-dev lintian man-db reuse xvfb xdotool)
+# dependencies, its checker and its manual pages; the licence checker; the virtual display, real
+# input and screenshots of the window tests, and jq for the emulator's answers there.
+GDAPP_TEST_PACKAGES=(nginx-light openssl dpkg-dev lintian man-db reuse xvfb xdotool imagemagick jq)
 
 say() { printf '==> %s\n' "$*" >&2; }
 

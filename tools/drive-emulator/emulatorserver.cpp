@@ -56,6 +56,12 @@ void EmulatorServer::accept(qintptr socketDescriptor)
 {
     auto *connection = new HttpConnection(socketDescriptor, m_options.maxBody, this);
     connection->setDigestPolicy(&DriveService::digestFor);
+    connection->setPacePolicy([this](const HttpRequest &head) -> qint64 {
+        if (ControlService::handles(head.path))
+            return 0;
+        const std::optional<FaultRule> throttle = m_faults.takeThrottle(head);
+        return throttle ? throttle->bytesPerSecond : 0;
+    });
     connect(connection, &HttpConnection::requestReceived, this, &EmulatorServer::serve);
     connect(connection, &HttpConnection::closed, connection, &QObject::deleteLater);
 }

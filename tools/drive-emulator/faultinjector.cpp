@@ -7,7 +7,9 @@
 #include <iterator>
 
 namespace {
-const char *const ActionNames[] = { "answer", "drop", "truncate", "corrupt", "chunked" };
+const char *const ActionNames[] = {
+    "answer", "drop", "truncate", "corrupt", "chunked", "throttle"
+};
 } // namespace
 
 bool FaultRule::matches(const HttpRequest &request) const
@@ -35,6 +37,8 @@ QJsonObject FaultRule::toJson() const
         object.insert(QStringLiteral("delayMs"), delayMs);
     if (truncateAt >= 0)
         object.insert(QStringLiteral("truncateAt"), truncateAt);
+    if (bytesPerSecond)
+        object.insert(QStringLiteral("bytesPerSecond"), bytesPerSecond);
     if (!body.isEmpty())
         object.insert(QStringLiteral("body"), QString::fromUtf8(body));
     return object;
@@ -50,6 +54,7 @@ std::optional<FaultRule> FaultRule::fromJson(const QJsonObject &object, QString 
     rule.status = object.value(QStringLiteral("status")).toInt(0);
     rule.delayMs = object.value(QStringLiteral("delayMs")).toInt(0);
     rule.truncateAt = qint64(object.value(QStringLiteral("truncateAt")).toDouble(-1));
+    rule.bytesPerSecond = qint64(object.value(QStringLiteral("bytesPerSecond")).toDouble(0));
     rule.body = object.value(QStringLiteral("body")).toString().toUtf8();
     rule.contentType = object.value(QStringLiteral("contentType")).toString().toUtf8();
     const QString action =
@@ -70,6 +75,13 @@ std::optional<FaultRule> FaultRule::fromJson(const QJsonObject &object, QString 
         *error = QStringLiteral("bad count, delay or status");
         return std::nullopt;
     }
+    // A throttle is taken before the request is served, so it can answer nothing itself.
+    if ((rule.action == Throttle) != (rule.bytesPerSecond > 0)
+        || (rule.action == Throttle && (rule.status || rule.delayMs || !rule.body.isEmpty()))) {
+        *error = QStringLiteral("a throttle takes a bytesPerSecond above 0, and no status, delay "
+                                "or body; no other action takes a bytesPerSecond");
+        return std::nullopt;
+    }
     return rule;
 }
 
@@ -81,8 +93,8 @@ std::optional<FaultRule> FaultRule::fromText(const QString &text, QString *error
         const QString key = pair.left(equals).trimmed();
         const QString value = equals < 0 ? QString() : pair.mid(equals + 1).trimmed();
         static const QStringList numbers { QStringLiteral("count"), QStringLiteral("status"),
-                                           QStringLiteral("delayMs"),
-                                           QStringLiteral("truncateAt") };
+                                           QStringLiteral("delayMs"), QStringLiteral("truncateAt"),
+                                           QStringLiteral("bytesPerSecond") };
         static const QStringList texts { QStringLiteral("method"), QStringLiteral("path"),
                                          QStringLiteral("query"),  QStringLiteral("action"),
                                          QStringLiteral("body"),   QStringLiteral("contentType") };
@@ -111,10 +123,10 @@ QJsonArray FaultInjector::rules() const
     return array;
 }
 
-std::optional<FaultRule> FaultInjector::take(const HttpRequest &request)
+std::optional<FaultRule> FaultInjector::takeFirst(const HttpRequest &request, bool throttle)
 {
     for (auto it = m_rules.begin(); it != m_rules.end(); ++it) {
-        if (!it->matches(request))
+        if ((it->action == FaultRule::Throttle) != throttle || !it->matches(request))
             continue;
         const FaultRule rule = *it;
         if (it->count > 0 && --it->count == 0)

@@ -16,10 +16,11 @@
 
 // Makes chosen requests fail on purpose. A rule matches a method and a path (with "*" as a
 // wildcard, and optionally text the raw query must contain) and applies to the next count
-// matching requests (-1: all of them).
+// matching requests (-1: all of them). A throttle is taken as soon as a request's head arrives,
+// to read its body slowly; every other rule once the whole request is in.
 struct FaultRule
 {
-    enum Action { Answer, Drop, Truncate, Corrupt, Chunked };
+    enum Action { Answer, Drop, Truncate, Corrupt, Chunked, Throttle };
 
     QByteArray method; // empty: any
     QString path = QStringLiteral("*");
@@ -29,6 +30,7 @@ struct FaultRule
     int delayMs = 0; // wait before answering
     Action action = Answer;
     qint64 truncateAt = -1; // Truncate: body bytes sent (-1: half of them)
+    qint64 bytesPerSecond = 0; // Throttle: how fast the request's body is read
     QByteArray body; // with status: this body instead of the usual error
     QByteArray contentType;
 
@@ -45,10 +47,14 @@ public:
     void add(const FaultRule &rule) { m_rules.append(rule); }
     void clear() { m_rules.clear(); }
     QJsonArray rules() const;
-    // The first rule matching request, counted as used.
-    std::optional<FaultRule> take(const HttpRequest &request);
+    // The first rule matching a whole request, counted as used; throttles are left alone.
+    std::optional<FaultRule> take(const HttpRequest &request) { return takeFirst(request, false); }
+    // The first throttle matching a request's head, counted as used.
+    std::optional<FaultRule> takeThrottle(const HttpRequest &head) { return takeFirst(head, true); }
 
 private:
+    std::optional<FaultRule> takeFirst(const HttpRequest &request, bool throttle);
+
     QList<FaultRule> m_rules;
 };
 

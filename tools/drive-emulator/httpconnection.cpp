@@ -9,14 +9,19 @@
 #include <QTcpSocket>
 #include <QTimer>
 
+#include <algorithm>
+
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 
 namespace {
 constexpr qint64 ReadChunk = 4 * 1024 * 1024;
+constexpr qint64 ParserChunk = 64 * 1024;
+constexpr qint64 PacedReadBuffer = 64 * 1024;
 constexpr qint64 WriteChunk = 8 * 1024 * 1024;
 constexpr qint64 AnswerChunk = 64 * 1024;
+constexpr int PaceTickMs = 20;
 
 // A body as chunked transfer coding: chunks of at most AnswerChunk bytes, then the last one.
 QByteArray chunked(const QByteArray &body)
@@ -81,22 +86,24 @@ void HttpConnection::readIncoming()
 }
 
 // A body of known length goes straight from the kernel into its buffer; anything else through
-// the parser's.
+// the parser's, a little at a time, so that little of a body goes that way with its head.
 bool HttpConnection::readMore()
 {
+    qint64 allowance = readAllowance();
     if (m_parser.bodyRoom() == 0) {
-        if (m_socket->bytesAvailable() <= 0)
+        if (m_socket->bytesAvailable() <= 0 || allowance <= 0)
             return false;
-        m_parser.append(m_socket->readAll());
+        m_parser.append(m_socket->read(qMin(ParserChunk, allowance)));
         return true;
     }
     bool read = false;
-    while (m_parser.bodyRoom() > 0 && m_socket->bytesAvailable() > 0) {
-        const qint64 count =
-                m_socket->read(m_parser.bodyEnd(), qMin(ReadChunk, m_parser.bodyRoom()));
+    while (m_parser.bodyRoom() > 0 && allowance > 0 && m_socket->bytesAvailable() > 0) {
+        const qint64 count = m_socket->read(
+                m_parser.bodyEnd(), std::min({ ReadChunk, m_parser.bodyRoom(), allowance }));
         if (count <= 0)
             break;
         m_parser.bodyWritten(count);
+        allowance -= count;
         read = true;
     }
     if (m_parser.request().digest)
@@ -104,12 +111,35 @@ bool HttpConnection::readMore()
     return read;
 }
 
+// What the pace lets be read now; a paced body is read again a tick later, as the kernel does not
+// announce bytes that were already there.
+qint64 HttpConnection::readAllowance()
+{
+    if (m_bytesPerSecond == 0)
+        return ReadChunk;
+    if (!m_resumeScheduled) {
+        m_resumeScheduled = true;
+        QTimer::singleShot(PaceTickMs, this, [this] {
+            m_resumeScheduled = false;
+            readIncoming();
+        });
+    }
+    return m_bytesPerSecond * m_bodyClock.elapsed() / 1000 - m_parser.bodyReceived();
+}
+
 void HttpConnection::startBody()
 {
     if (m_parser.expectsContinue())
         m_socket->write("HTTP/1.1 100 Continue\r\n\r\n");
-    if (m_digestPolicy && m_parser.bodyRoom() > 0)
+    if (m_parser.bodyRoom() == 0)
+        return;
+    if (m_digestPolicy)
         m_parser.request().digest = m_digestPolicy(m_parser.request());
+    m_bytesPerSecond = m_pacePolicy ? m_pacePolicy(m_parser.request()) : 0;
+    m_bodyClock.start();
+    // Qt's socket would otherwise take in whatever the kernel holds, and the client would see its
+    // upload through long before it is read.
+    m_socket->setReadBufferSize(m_bytesPerSecond > 0 ? PacedReadBuffer : 0);
 }
 
 void HttpConnection::finishRequest()
@@ -117,6 +147,7 @@ void HttpConnection::finishRequest()
     if (m_parser.request().digest)
         m_parser.request().digest->received(m_parser.bodyReceived());
     m_state = State::Handling;
+    m_bytesPerSecond = 0;
     m_answeringHead = m_parser.request().method == "HEAD";
     emit requestReceived(this);
 }

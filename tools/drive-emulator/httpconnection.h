@@ -8,6 +8,7 @@
 #include "httprequestparser.h"
 #include "httpresponse.h"
 
+#include <QElapsedTimer>
 #include <QObject>
 
 #include <functional>
@@ -23,14 +24,19 @@ class HttpConnection : public QObject
     Q_OBJECT
 
 public:
-    // Takes over an accepted socket. Reads go straight from the kernel into request bodies
-    // (no socket buffer in between) and answers leave in bounded chunks.
+    // Takes over an accepted socket. Bodies of known length are read straight into their request
+    // (not through the parser's buffer), and answers leave in bounded chunks.
     HttpConnection(qintptr socketDescriptor, qint64 maxBody, QObject *parent = nullptr);
 
     // Asked, for each request with a body of known length, whether to hash it as it arrives;
     // the body's buffer is made by then.
     using DigestPolicy = std::function<std::shared_ptr<BodyDigest>(const HttpRequest &head)>;
     void setDigestPolicy(DigestPolicy policy) { m_digestPolicy = std::move(policy); }
+    // Asked, for each request with a body of known length, how many bytes of it to read a
+    // second (0: as fast as they come). A slow reader fills the client's socket buffers, and
+    // the client sees its upload progress at that pace.
+    using PacePolicy = std::function<qint64(const HttpRequest &head)>;
+    void setPacePolicy(PacePolicy policy) { m_pacePolicy = std::move(policy); }
 
     // The request announced by requestReceived(), handed over whole (the body is not shared).
     HttpRequest takeRequest();
@@ -47,6 +53,7 @@ private:
 
     void readIncoming();
     bool readMore();
+    qint64 readAllowance();
     void acknowledgeAtOnce();
     void startBody();
     void finishRequest();
@@ -60,6 +67,10 @@ private:
     QTcpSocket *m_socket;
     HttpRequestParser m_parser;
     DigestPolicy m_digestPolicy;
+    PacePolicy m_pacePolicy;
+    qint64 m_bytesPerSecond = 0; // of the body being read; 0: unpaced
+    QElapsedTimer m_bodyClock;
+    bool m_resumeScheduled = false;
     State m_state = State::Reading;
     bool m_answeringHead = false;
     bool m_closedAnnounced = false;

@@ -61,11 +61,13 @@ int main(int argc, char *argv[])
             QStringLiteral("bytes"), QStringLiteral("8388608"));
     const QCommandLineOption fault(
             QStringLiteral("fault"),
-            QStringLiteral("Make matching requests fail, for example "
-                           "\"method=GET,path=/drive/v3/files/*,status=500,count=2\". Keys: "
-                           "method, path, query, count, status, delayMs, action "
-                           "(answer|drop|truncate|corrupt|chunked), truncateAt, body, contentType. "
-                           "May be repeated."),
+            QStringLiteral(
+                    "Make matching requests fail, for example "
+                    "\"method=GET,path=/drive/v3/files/*,status=500,count=2\". Keys: "
+                    "method, path, query, count, status, delayMs, action "
+                    "(answer|drop|truncate|corrupt|chunked|throttle), truncateAt, bytesPerSecond, "
+                    "body, contentType. "
+                    "May be repeated."),
             QStringLiteral("rule"));
     const QCommandLineOption seed(
             QStringLiteral("seed"),
