@@ -11,40 +11,20 @@
 set -euo pipefail
 gdapp=$1
 emulator=$2
-for tool in Xvfb xdotool; do
-    command -v "$tool" >/dev/null || { echo "$tool is not installed (Debian packages xvfb, xdotool)"; exit 77; }
-done
-
-scratch=$(mktemp -d)
-pids=()
-stop() {
-    for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
-    wait 2>/dev/null || true
-    rm -rf "$scratch"
-}
-trap stop EXIT
 fail() {
     echo "$*" >&2
     exit 1
 }
-
-"$emulator" --port 0 --auto-approve >"$scratch/emulator.out" 2>&1 &
-pids+=($!)
-for _ in $(seq 100); do grep -q listening "$scratch/emulator.out" && break; sleep 0.1; done
-base=$(sed -nE 's/.* (http:[^ ]+)$/\1/p' "$scratch/emulator.out")
-[ -n "$base" ] || fail "the emulator did not start: $(cat "$scratch/emulator.out")"
+source "$(dirname "$0")/support/xsession.sh"
+need_tools "xvfb, xdotool" Xvfb xdotool
+start_emulator "$emulator"
 # Files only, enough to fill the view: a click in its middle lands on one of them.
 for i in 0 1 2 3 4 5 6 7 8 9; do
     curl -sf -X POST "$base/_emulator/files" --data-binary "{\"path\":\"/f$i.txt\",\"text\":\"$i\"}" \
         >/dev/null
 done
 
-Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3>"$scratch/display" 2>"$scratch/xvfb.err" &
-pids+=($!)
-for _ in $(seq 100); do [ -s "$scratch/display" ] && break; sleep 0.1; done
-[ -s "$scratch/display" ] || fail "Xvfb did not start: $(cat "$scratch/xvfb.err")"
-export DISPLAY=":$(cat "$scratch/display")" QT_QPA_PLATFORM=xcb
-export GDAPP_DRIVE_URL="$base" GDAPP_OAUTH_URL="$base" XDG_CONFIG_HOME="$scratch/config"
+start_display
 
 # choose COMMAND CAPTION KEYS...: runs the chooser, clicks the middle of the listing, then sends
 # the keys; prints what gdapp printed and its exit status.

@@ -5,29 +5,14 @@
 # SPDX-License-Identifier: LGPL-2.1-or-later
 
 # The example editor as a person uses it, on a real X server with real input: open a file of the
-# store through the chooser, edit, save, save under a new name into a folder, reopen it, and a
-# save that the service refuses. Checks what the emulator stores and received, and takes
-# screenshots (into SHOTS, default a scratch folder). Exits 77 (skipped) without Xvfb, xdotool,
-# ImageMagick's import or jq.
+# store through the chooser, edit, save, save under a new name into a folder, reopen it, a large
+# save that the service reads slowly, a save that it refuses, and quit. Checks what the emulator
+# stores and received, and takes screenshots (into SHOTS, default a scratch folder). Exits 77
+# (skipped) without Xvfb, xdotool, ImageMagick's import or jq.
 #   notepad.sh NOTEPAD EMULATOR [SHOTS]
 set -euo pipefail
 notepad=$1
 emulator=$2
-for tool in Xvfb xdotool import jq curl; do
-    command -v "$tool" >/dev/null \
-        || { echo "$tool is not installed (Debian packages xvfb, xdotool, imagemagick, jq, curl)"; exit 77; }
-done
-
-scratch=$(mktemp -d)
-shots=${3:-$scratch/shots}
-mkdir -p "$shots"
-pids=()
-stop() {
-    for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
-    wait 2>/dev/null || true
-    rm -rf "$scratch"
-}
-trap stop EXIT
 fail() {
     echo "$*" >&2
     [ -n "${DISPLAY:-}" ] && import -window root "$shots/failed.png" 2>/dev/null \
@@ -38,11 +23,11 @@ fail() {
     exit 1
 }
 
-"$emulator" --port 0 --auto-approve >"$scratch/emulator.out" 2>&1 &
-pids+=($!)
-for _ in $(seq 100); do grep -q listening "$scratch/emulator.out" && break; sleep 0.1; done
-base=$(sed -nE 's/.* (http:[^ ]+)$/\1/p' "$scratch/emulator.out")
-[ -n "$base" ] || fail "the emulator did not start: $(cat "$scratch/emulator.out")"
+source "$(dirname "$0")/support/xsession.sh"
+need_tools "xvfb, xdotool, imagemagick, jq, curl" Xvfb xdotool import jq curl
+shots=${3:-$scratch/shots}
+mkdir -p "$shots"
+start_emulator "$emulator"
 control() { curl -sf -X "$1" "$base/_emulator/$2" ${3:+--data-binary "$3"}; }
 control POST files '{"path":"/Reports","folder":true}' >/dev/null
 control POST files '{"path":"/notes.txt","text":"first line\n"}' >/dev/null
@@ -58,12 +43,7 @@ content() {
     [ -n "$id" ] && control GET "files/$id/content"
 }
 
-Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3>"$scratch/display" 2>"$scratch/xvfb.err" &
-pids+=($!)
-for _ in $(seq 100); do [ -s "$scratch/display" ] && break; sleep 0.1; done
-[ -s "$scratch/display" ] || fail "Xvfb did not start: $(cat "$scratch/xvfb.err")"
-export DISPLAY=":$(cat "$scratch/display")" QT_QPA_PLATFORM=xcb
-export GDAPP_DRIVE_URL="$base" GDAPP_OAUTH_URL="$base" XDG_CONFIG_HOME="$scratch/config"
+start_display
 # The plug-in opens the consent address with the desktop's opener: here one that fetches it, as a
 # browser would, from an emulator that approves by itself.
 mkdir -p "$scratch/bin"
