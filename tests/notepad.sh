@@ -57,18 +57,7 @@ env -u LANGUAGE -u LC_ALL -u LC_MESSAGES LANG=en_GB.UTF-8 "$notepad" >"$scratch/
 notepad_pid=$!
 pids+=("$notepad_pid")
 
-# window NAME: waits for a visible window whose whole name is NAME and prints its id.
-window() {
-    timeout 30 xdotool search --sync --onlyvisible --name "^$1\$" | head -n 1 \
-        || fail "no window \"$1\" appeared"
-}
 shot() { import -window root "$shots/$1.png"; }
-# row WINDOW N: clicks the Nth row of the chooser's listing, 18 pixels apart below the header;
-# the chooser's layout is fixed, and its name field is 284 pixels from the top.
-row() {
-    xdotool windowfocus --sync "$1" mousemove --window "$1" 40 $((87 + 18 * ($2 - 1))) click 1
-    sleep 0.5
-}
 requests_since() { control GET "requests?since=$1" | jq -r '.requests[] | "\(.method) \(.target)"'; }
 next_request() { control GET requests | jq -r '.next'; }
 
