@@ -29,9 +29,11 @@ private slots:
 
     void tokenErrors_data();
     void tokenErrors();
+    void proofKeyMustMatch_data();
+    void proofKeyMustMatch();
 
 private:
-    QString approvedCode();
+    QString approvedCode(const QString &challenge = QString());
     static QList<QPair<QString, QString>> codeGrant(const QString &code);
     BlockingHttpClient::Reply token(const QList<QPair<QString, QString>> &parameters);
 
@@ -51,15 +53,21 @@ void TestEmulatorOAuth::init()
     m_emulator.setSettings({ { QStringLiteral("autoApprove"), false } });
 }
 
-// A code from a consent the emulator approves by itself, as a client receives it.
-QString TestEmulatorOAuth::approvedCode()
+// A code from a consent the emulator approves by itself, as a client receives it; with an S256
+// proof-key challenge when one is given.
+QString TestEmulatorOAuth::approvedCode(const QString &challenge)
 {
     m_emulator.setSettings({ { QStringLiteral("autoApprove"), true } });
     QUrl url = m_emulator.url(QStringLiteral("/o/oauth2/v2/auth"));
-    url.setQuery(QUrlQuery({ { QStringLiteral("response_type"), QStringLiteral("code") },
-                             { QStringLiteral("client_id"), ClientId },
-                             { QStringLiteral("redirect_uri"), Redirect },
-                             { QStringLiteral("scope"), Scope } }));
+    QUrlQuery query({ { QStringLiteral("response_type"), QStringLiteral("code") },
+                      { QStringLiteral("client_id"), ClientId },
+                      { QStringLiteral("redirect_uri"), Redirect },
+                      { QStringLiteral("scope"), Scope } });
+    if (!challenge.isEmpty()) {
+        query.addQueryItem(QStringLiteral("code_challenge"), challenge);
+        query.addQueryItem(QStringLiteral("code_challenge_method"), QStringLiteral("S256"));
+    }
+    url.setQuery(query);
     const auto reply = m_http.get(url);
     return QUrl::fromPercentEncoding(
             redirectQuery(reply)
@@ -141,6 +149,35 @@ void TestEmulatorOAuth::tokenErrors()
     QTEST(reply.status, "status");
     QTEST(reply.json().value(QStringLiteral("error")).toString(), "error");
     QTEST(reply.json().value(QStringLiteral("error_description")).toString(), "description");
+}
+
+// Newer Qt flows send a proof key (S256) with every consent: the exchange passes only with the
+// verifier that made the challenge, as at the real service.
+void TestEmulatorOAuth::proofKeyMustMatch_data()
+{
+    QTest::addColumn<QString>("verifier");
+    QTest::addColumn<int>("status");
+
+    QTest::newRow("the verifier") << QStringLiteral("v").repeated(43) << 200;
+    QTest::newRow("another verifier") << QStringLiteral("w").repeated(43) << 400;
+    QTest::newRow("none") << QString() << 400;
+}
+
+void TestEmulatorOAuth::proofKeyMustMatch()
+{
+    QFETCH(QString, verifier);
+    const QByteArray challenge =
+            QCryptographicHash::hash(QByteArray("v").repeated(43), QCryptographicHash::Sha256)
+                    .toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals);
+    QList<QPair<QString, QString>> parameters =
+            codeGrant(approvedCode(QString::fromLatin1(challenge)));
+    if (!verifier.isEmpty())
+        parameters.append({ QStringLiteral("code_verifier"), verifier });
+    const auto reply = token(parameters);
+    QTEST(reply.status, "status");
+    if (reply.status != 200)
+        QCOMPARE(reply.json().value(QStringLiteral("error")).toString(),
+                 QStringLiteral("invalid_grant"));
 }
 
 QTEST_GUILESS_MAIN(TestEmulatorOAuth)
