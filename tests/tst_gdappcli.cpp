@@ -189,6 +189,11 @@ void TestGdappCli::usageErrors_data()
     QTest::newRow("mv across folders") << "mv gdapp:/a.txt gdapp:/b/a.txt";
     QTest::newRow("cp across folders") << "cp gdapp:/a.txt gdapp:/b/a.txt";
     QTest::newRow("rm of the top folder") << "rm -r gdapp:/";
+    // Read as 0, it would wait for ever.
+    QTest::newRow("a time-out that is no number") << "ls --timeout soon";
+    QTest::newRow("a negative time-out") << "ls --timeout -5";
+    QTest::newRow("--proxy with --no-proxy") << "ls --proxy http://proxy.example:3128 --no-proxy";
+    QTest::newRow("a proxy gdapp cannot use") << "ls --proxy https://proxy.example:3128";
 }
 
 void TestGdappCli::usageErrors()

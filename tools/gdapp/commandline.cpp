@@ -6,6 +6,7 @@
 
 #include "commands.h"
 #include "exitcode.h"
+#include "networkoptions.h"
 #include "providersession.h"
 
 #include <algorithm>
@@ -151,7 +152,9 @@ void CommandLine::addGlobalOptions()
     description += QStringLiteral(
             "\nURLs look like gdapp:/folder/name. \"gdapp COMMAND --help\" tells more about one "
             "command.\nExit status: 0 done, 1 failed, 2 bad usage, 3 not found, 4 not authorised, "
-            "5 network or service error, 6 corrupted data.\nThe plug-in's texts, in the chooser "
+            "5 network or service error (no answer within --timeout, a proxy that fails), 6 "
+            "corrupted "
+            "data.\nThe plug-in's texts, in the chooser "
             "and its error messages, follow the user's language (LANGUAGE, LC_ALL, LC_MESSAGES, "
             "LANG): English, German, else French, the plug-in's own. LANGUAGE=de gdapp ... "
             "forces German.");
@@ -179,8 +182,10 @@ void CommandLine::addGlobalOptions()
               QStringLiteral("Trust the certificate authorities in this PEM file too, besides "
                              "the system's (default: GDAPP_CA_FILE)."),
               QStringLiteral("file") });
+    m_parser.addOptions(NetworkOptions::options());
     m_parser.addOption({ QStringLiteral("verbose"),
-                         QStringLiteral("Show the plug-in's and Qt's diagnostics.") });
+                         QStringLiteral("Show the plug-in's and Qt's diagnostics, and which "
+                                        "proxy, if any, each service is reached through.") });
 }
 
 int CommandLine::run()
@@ -228,10 +233,16 @@ int CommandLine::runCommand(const CommandInfo &command)
         return m_reporter.usage(
                 QStringLiteral("%1 takes %2").arg(name, QLatin1String(command.arguments)));
 
+    NetworkOptions network(m_parser);
+    if (!network.isValid())
+        return m_reporter.usage(network.errorString());
+    network.installProxyFactory();
+
     ProviderSession session({ m_parser.value(QStringLiteral("plugin")),
                               consentMode(m_parser.value(QStringLiteral("consent"))),
                               m_parser.value(QStringLiteral("browser")),
-                              m_parser.value(QStringLiteral("cacert")) });
+                              m_parser.value(QStringLiteral("cacert")), network.timeout() });
+    m_reporter.setExchanges(&session.exchanges());
     Commands commands(m_parser, session, m_reporter);
     return (commands.*(command.run))(arguments);
 }
