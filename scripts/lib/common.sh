@@ -15,10 +15,11 @@ GDAPP_BUILD_PACKAGES=(
     qt6-qpa-plugins curl
 )
 
-# What the tests use besides: the TLS front end and its throwaway certificates; the package's
-# dependencies, its checker and its manual pages; the licence checker; the virtual display, real
-# input and screenshots of the window tests, and jq for the emulator's answers there.
-GDAPP_TEST_PACKAGES=(nginx-light openssl dpkg-dev lintian man-db reuse xvfb xdotool imagemagick jq)
+# What the tests use besides: the TLS front end and its throwaway certificates; the HTTP proxy;
+# the package's dependencies, its checker and its manual pages; the licence checker; the virtual
+# display, real input and screenshots of the window tests, and jq for the emulator's answers there.
+GDAPP_TEST_PACKAGES=(nginx-light openssl tinyproxy dpkg-dev lintian man-db reuse xvfb xdotool
+    imagemagick jq)
 
 say() { printf '==> %s\n' "$*" >&2; }
 
