@@ -146,7 +146,7 @@ void TestProxyFactory::choice()
     QTEST(describe(factory.queryProxy(QNetworkProxyQuery(QUrl(url)))), "expected");
 }
 
-// The plug-in's loopback listener asks for a proxy too: it must listen here.
+// A listener asks for a proxy too, and an HTTP proxy cannot listen for it.
 void TestProxyFactory::listenersAreNeverProxied()
 {
     ProxyFactory factory(ProxyFactory::Environment,

@@ -153,11 +153,11 @@ void CommandLine::addGlobalOptions()
             "\nURLs look like gdapp:/folder/name. \"gdapp COMMAND --help\" tells more about one "
             "command.\nExit status: 0 done, 1 failed, 2 bad usage, 3 not found, 4 not authorised, "
             "5 network or service error (no answer within --timeout, a proxy that fails), 6 "
-            "corrupted "
-            "data.\nThe plug-in's texts, in the chooser "
+            "corrupted data.\nThe plug-in's texts, in the chooser "
             "and its error messages, follow the user's language (LANGUAGE, LC_ALL, LC_MESSAGES, "
             "LANG): English, German, else French, the plug-in's own. LANGUAGE=de gdapp ... "
-            "forces German.");
+            "forces German.\n");
+    description += NetworkOptions::description();
     m_parser.setApplicationDescription(description);
     m_parser.addHelpOption();
     m_parser.addVersionOption();

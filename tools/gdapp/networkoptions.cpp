@@ -21,9 +21,7 @@ QList<QCommandLineOption> NetworkOptions::options()
         { Proxy,
           QStringLiteral("Reach the services through this proxy, [http://][user:password@]host"
                          "[:port] (port 1080 by default; socks5:// and socks5h:// too), instead of "
-                         "the one https_proxy, HTTPS_PROXY, http_proxy, all_proxy or ALL_PROXY "
-                         "names. no_proxy and NO_PROXY still apply; 127.0.0.1 and localhost are "
-                         "always reached directly."),
+                         "the one the proxy variables name (see above). no_proxy still applies."),
           QStringLiteral("url") },
         { NoProxy,
           QStringLiteral("Reach the services directly, whatever the proxy variables say.") },
@@ -34,6 +32,16 @@ QList<QCommandLineOption> NetworkOptions::options()
                   .arg(DefaultTimeout),
           QStringLiteral("seconds"), QString::number(DefaultTimeout) },
     };
+}
+
+QString NetworkOptions::description()
+{
+    return QStringLiteral(
+            "Proxies are read as curl reads them: https_proxy or HTTPS_PROXY for HTTPS, "
+            "http_proxy for HTTP (never HTTP_PROXY), all_proxy or ALL_PROXY for either, and "
+            "no_proxy or NO_PROXY for the hosts reached directly (names, with the names below "
+            "them, addresses, address ranges, or *). Credentials in a proxy's URL are used. "
+            "127.0.0.1 and localhost are always reached directly.");
 }
 
 NetworkOptions::NetworkOptions(const QCommandLineParser &parser)

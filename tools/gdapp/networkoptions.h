@@ -24,6 +24,8 @@ public:
     static constexpr int MaxTimeout = 2000000; // what a timer holds in milliseconds, about
 
     static QList<QCommandLineOption> options();
+    // What gdapp's help says of proxies.
+    static QString description();
 
     explicit NetworkOptions(const QCommandLineParser &parser);
     ~NetworkOptions();

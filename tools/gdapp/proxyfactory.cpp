@@ -141,8 +141,8 @@ bool ProxyFactory::bypasses(const QString &host) const
                        [&name](const QString &entry) { return matches(entry, name); });
 }
 
-// Only requests for a URL can go through these proxies: the plug-in's loopback listener must
-// listen here, not at a proxy.
+// Only requests for a URL go through these proxies: sockets of other kinds, and listeners,
+// connect and listen here.
 QList<QNetworkProxy> ProxyFactory::queryProxy(const QNetworkProxyQuery &query)
 {
     const QNetworkProxy direct(QNetworkProxy::NoProxy);
