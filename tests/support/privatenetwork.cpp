@@ -63,9 +63,9 @@ QString PrivateNetwork::enter(const QStringList &names)
 {
     if (::unshare(CLONE_NEWNET | CLONE_NEWNS) != 0)
         return failed("make network and mount namespaces (root is needed)");
-    // What is mounted here stays here.
+    // What is mounted here stays here. In a chroot, that needs the root to be a mount point.
     if (::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
-        return failed("make the mounts private");
+        return failed("make the mounts private (in a chroot, its root must be a mount point)");
     if (!bindHostsFile(names))
         return failed("bind a hosts file of its own over /etc/hosts");
     if (!bringUpLoopback())
