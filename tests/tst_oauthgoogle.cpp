@@ -344,21 +344,23 @@ void TestOAuthGoogle::unreachableTokenEndpointKeepsWaiting()
 void TestOAuthGoogle::proofKeyWithEveryConsent()
 {
     const QRegularExpression verifierSyntax(QStringLiteral("^[A-Za-z0-9._~-]{43,128}$"));
+    ConsentBrowser browser;
+    const int mark = m_emulator.nextRequest();
+    OAuthGoogle flow(QStringLiteral("gdapp"), nullptr);
+    QSettings().clear();
+    flow.grant(); // a second consent of the same flow
+    QVERIFY(flow.isAuthenticated());
+
+    const QList<LoggedRequest> requests = tokenRequests(m_emulator.requests(mark));
+    QCOMPARE(browser.opened().size(), 2);
+    QCOMPARE(requests.size(), 2);
     QStringList verifiers;
     for (int consent = 0; consent < 2; ++consent) {
-        QSettings().clear();
-        const int mark = m_emulator.nextRequest();
-        ConsentBrowser browser;
-        OAuthGoogle flow(QStringLiteral("gdapp"), nullptr);
-        QVERIFY(flow.isAuthenticated());
-
-        const QUrlQuery asked(browser.opened().first());
+        const QUrlQuery asked(browser.opened().at(consent));
         QCOMPARE(asked.queryItemValue(QStringLiteral("code_challenge_method")),
                  QStringLiteral("S256"));
-        const QList<LoggedRequest> requests = tokenRequests(m_emulator.requests(mark));
-        QCOMPARE(requests.size(), 1);
         const QString verifier =
-                formOf(requests.first())
+                formOf(requests.at(consent))
                         .queryItemValue(QStringLiteral("code_verifier"), QUrl::FullyDecoded);
         QVERIFY2(verifierSyntax.match(verifier).hasMatch(), qPrintable(verifier));
         QCOMPARE(asked.queryItemValue(QStringLiteral("code_challenge")), challengeOf(verifier));
