@@ -126,14 +126,7 @@ GdappRunner::Run TestProxy::gdapp(const QStringList &arguments, const QStringLis
 
 QByteArray TestProxy::storedRefreshToken() const
 {
-    QFile settings(m_config.filePath(QStringLiteral("Tarnwick/gdapp.conf")));
-    if (!settings.open(QIODevice::ReadOnly))
-        return QByteArray();
-    for (const QByteArray &line : settings.readAll().split('\n')) {
-        if (line.startsWith("refreshtoken="))
-            return line;
-    }
-    return QByteArray();
+    return GdappRunner::storedRefreshToken(m_config.path());
 }
 
 int TestProxy::consentsSince(int mark)

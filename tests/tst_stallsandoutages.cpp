@@ -99,14 +99,7 @@ GdappRunner::Run TestStallsAndOutages::gdapp(const QStringList &arguments, qint6
 
 QByteArray TestStallsAndOutages::storedRefreshToken() const
 {
-    QFile settings(m_config.filePath(QStringLiteral("Tarnwick/gdapp.conf")));
-    if (!settings.open(QIODevice::ReadOnly))
-        return QByteArray();
-    for (const QByteArray &line : settings.readAll().split('\n')) {
-        if (line.startsWith("refreshtoken="))
-            return line;
-    }
-    return QByteArray();
+    return GdappRunner::storedRefreshToken(m_config.path());
 }
 
 QString TestStallsAndOutages::signIn() const

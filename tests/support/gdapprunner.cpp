@@ -4,6 +4,8 @@
 
 #include "gdapprunner.h"
 
+#include <QDir>
+#include <QFile>
 #include <QProcess>
 
 namespace {
@@ -29,6 +31,18 @@ QProcessEnvironment GdappRunner::environmentFor(const QUrl &drive, const QString
     // The plug-in's own language, French, whatever the machine's.
     environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
     return environment;
+}
+
+QByteArray GdappRunner::storedRefreshToken(const QString &configFolder)
+{
+    QFile settings(QDir(configFolder).filePath(QStringLiteral("Tarnwick/gdapp.conf")));
+    if (!settings.open(QIODevice::ReadOnly))
+        return QByteArray();
+    for (const QByteArray &line : settings.readAll().split('\n')) {
+        if (line.startsWith("refreshtoken="))
+            return line;
+    }
+    return QByteArray();
 }
 
 GdappRunner::Run GdappRunner::run(const QStringList &arguments, const QByteArray &input,

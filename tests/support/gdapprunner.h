@@ -34,6 +34,10 @@ public:
     static QProcessEnvironment environmentFor(const QUrl &drive, const QString &configFolder,
                                               const QUrl &oauth = QUrl());
 
+    // The refresh token that gdapp keeps in configFolder, as its settings file holds it:
+    // enciphered, byte for byte ("refreshtoken=..."). Empty when there is none.
+    static QByteArray storedRefreshToken(const QString &configFolder);
+
     void setEnvironment(const QProcessEnvironment &environment) { m_environment = environment; }
     QProcessEnvironment environment() const { return m_environment; }
     void setWorkingDirectory(const QString &folder) { m_workingDirectory = folder; }

@@ -106,7 +106,7 @@ std::unique_ptr<CloudFile> ProviderSession::cloudFile(const QUrl &url, QString *
     if (!m_outage.isNull()) {
         m_grantWatch.restore();
         *why = m_outage.describe(QStringLiteral("the sign-in service"))
-                + QStringLiteral("; run the command again once it can be reached");
+                + QStringLiteral("; the sign-in is kept for the next command");
         *exitCode = ServiceError;
         return nullptr;
     }
