@@ -44,6 +44,3 @@ configure_file(${CMAKE_CURRENT_LIST_DIR}/gdapp-cloud.pc.in
     ${CMAKE_BINARY_DIR}/packaging/gdapp-cloud.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/packaging/gdapp-cloud.pc
     DESTINATION ${GDAPP_PKGCONFIG_INSTALL_DIR} COMPONENT development)
-
-install(FILES ${PROJECT_SOURCE_DIR}/packaging/copyright
-    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/gdapp-dev COMPONENT development)

@@ -36,7 +36,7 @@ get_property(compressed GLOBAL PROPERTY GDAPP_COMPRESSED)
 add_custom_target(compressed-documentation ALL DEPENDS ${compressed})
 
 include(${CMAKE_CURRENT_LIST_DIR}/development.cmake)
-install(FILES ${CMAKE_BINARY_DIR}/packaging/changelog.gz
+install(FILES ${PROJECT_SOURCE_DIR}/packaging/copyright ${CMAKE_BINARY_DIR}/packaging/changelog.gz
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/gdapp-dev COMPONENT development)
 
 file(READ ${PROJECT_SOURCE_DIR}/packaging/description GDAPP_DESCRIPTION)

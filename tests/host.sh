@@ -80,8 +80,9 @@ run() {
     timeout 120 "$host" notes.txt "gdapp:$saved" "saved by $saved" >"$scratch/transcript" \
         2>"$scratch/host.err" || status=$?
     [ "$status" = 0 ] || fail "$host ended with status $status"
-    printf '%s\n' "theme has go-up: no" "settings: $settings" "listed: Reports/ notes.txt" \
-        "icon cdToParent: drawn" "icon refreshView: drawn" "chosen: gdapp:/notes.txt/notes.txt" \
+    printf '%s\n' "settings: $settings" "listed: Reports/ notes.txt" \
+        "icon cdToParent: the library's" "icon refreshView: the library's" \
+        "chosen: gdapp:/notes.txt/notes.txt" \
         "resolved: gdapp:/notes.txt" "read: first line" "saved: gdapp:$saved" >"$scratch/expected"
     diff "$scratch/expected" "$scratch/transcript" >&2 || fail "$host: not the session expected"
     [ "$(content "$saved")" = "saved by $saved" ] || fail "$saved holds: $(content "$saved")"

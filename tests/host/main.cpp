@@ -5,8 +5,8 @@
 // A host as a developer writes one from the development package alone, with the example
 // editor's settings protection and chooser-path parsing, run without a person: it protects its
 // settings, loads the plug-in, lists the store's root, chooses FILE in the chooser with a
-// double-click (reporting what its tool buttons show), opens what was chosen and saves TEXT as
-// SAVED. It prints what it saw, one fact a line, for the calling test to judge.
+// double-click (reporting which icons the chooser's tool buttons show), opens what was chosen
+// and saves TEXT as SAVED. It prints what it saw, one fact a line, for the calling test to judge.
 //   host FILE SAVED TEXT
 
 #include "chosenfile.h"
@@ -30,6 +30,7 @@
 #include <QToolButton>
 
 #include <memory>
+#include <utility>
 
 namespace {
 QTextStream &out()
@@ -55,14 +56,20 @@ private:
     QNetworkAccessManager m_manager;
 };
 
-// "drawn" when the button's icon paints something at the size the button shows it.
-QString iconOf(const QToolButton *button)
+// What the button shows at its size: "the library's" icon (the file that the library's
+// resources hold), "another" icon, or "none".
+QString iconOf(const QToolButton *button, const QString &file)
 {
-    const QImage image = button->icon().pixmap(button->iconSize()).toImage();
-    for (int y = 0; y < image.height(); ++y) {
-        for (int x = 0; x < image.width(); ++x) {
-            if (qAlpha(image.pixel(x, y)) > 0)
-                return QStringLiteral("drawn");
+    const QImage shown = button->icon().pixmap(button->iconSize()).toImage();
+    const QImage library = QImage(QStringLiteral(":/icons/") + file)
+                                   .scaled(button->iconSize())
+                                   .convertToFormat(shown.format());
+    if (!shown.isNull() && shown == library)
+        return QStringLiteral("the library's");
+    for (int y = 0; y < shown.height(); ++y) {
+        for (int x = 0; x < shown.width(); ++x) {
+            if (qAlpha(shown.pixel(x, y)) > 0)
+                return QStringLiteral("another");
         }
     }
     return QStringLiteral("none");
@@ -101,9 +108,10 @@ private slots:
         if (rows.isEmpty())
             return; // not listed yet
         m_poll.stop();
-        for (const char *name : { "cdToParent", "refreshView" }) {
+        for (const auto &[name, file] : { std::pair("cdToParent", "go-up.png"),
+                                          std::pair("refreshView", "view-refresh.png") }) {
             const auto *button = chooser->findChild<QToolButton *>(QLatin1String(name));
-            out() << "icon " << name << ": " << iconOf(button) << Qt::endl;
+            out() << "icon " << name << ": " << iconOf(button, QLatin1String(file)) << Qt::endl;
         }
         const QPoint at = view->visualRect(rows.first()).center();
         for (QEvent::Type type : { QEvent::MouseButtonPress, QEvent::MouseButtonRelease,
@@ -188,8 +196,6 @@ int main(int argc, char *argv[])
     QApplication application(argc, argv);
     QCoreApplication::setOrganizationName(QStringLiteral("Tarnwick"));
     QCoreApplication::setApplicationName(QStringLiteral("gdapp-test-host"));
-    out() << "theme has go-up: " << (QIcon::hasThemeIcon(QStringLiteral("go-up")) ? "yes" : "no")
-          << Qt::endl;
     QString error;
     if (!SettingsFile::protect(&error)) {
         out() << "settings: " << error << Qt::endl;
