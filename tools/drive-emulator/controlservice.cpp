@@ -17,8 +17,6 @@
 #include <optional>
 
 namespace {
-const QByteArray Prefix = "/_emulator/";
-
 HttpResponse badRequest(const QString &why)
 {
     return HttpResponse::json(400, { { QStringLiteral("error"), why } });
@@ -51,70 +49,18 @@ QList<QJsonObject> objectsOf(const QJsonDocument &document, const QString &listK
 
 ControlService::ControlService(const Parts &parts) : m_parts(parts) { }
 
-bool ControlService::handles(const QByteArray &path)
+HttpResponse ControlService::requests(const HttpRequest &request) const
 {
-    return path.startsWith(Prefix);
+    const int since = request.queryValue(QStringLiteral("since")).toInt();
+    return HttpResponse::json(200,
+                              { { QStringLiteral("requests"), m_parts.log.toJson(since) },
+                                { QStringLiteral("next"), m_parts.log.next() } });
 }
 
-HttpResponse ControlService::handle(const HttpRequest &request)
-{
-    const QByteArray what = request.path.mid(Prefix.size());
-    const QByteArray &method = request.method;
-    if (what == "health" && method == "GET")
-        return HttpResponse::json(200, { { QStringLiteral("status"), QStringLiteral("ok") } });
-    if (what == "requests" && method == "GET")
-        return HttpResponse::json(
-                200,
-                { { QStringLiteral("requests"),
-                    m_parts.log.toJson(request.queryValue(QStringLiteral("since")).toInt()) },
-                  { QStringLiteral("next"), m_parts.log.next() } });
-    if (what.startsWith("requests/") && what.endsWith("/body") && method == "GET")
-        return requestBody(what.mid(9, what.size() - 9 - 5).toInt());
-    if (what == "requests" && method == "DELETE") {
-        m_parts.log.clear();
-        return HttpResponse::empty(204);
-    }
-    if (what == "faults" && method == "GET")
-        return HttpResponse::json(200, { { QStringLiteral("faults"), m_parts.faults.rules() } });
-    if (what == "faults" && method == "POST")
-        return addFaults(request.body);
-    if (what == "faults" && method == "DELETE") {
-        m_parts.faults.clear();
-        return HttpResponse::empty(204);
-    }
-    if (what == "files" && method == "GET")
-        return listFiles();
-    if (what == "files" && method == "POST")
-        return seedFiles(request.body);
-    if (what == "files" && method == "DELETE") {
-        m_parts.store.clear();
-        return HttpResponse::empty(204);
-    }
-    if (what.startsWith("files/") && what.endsWith("/content") && method == "GET")
-        return fileContent(QString::fromUtf8(
-                QByteArray::fromPercentEncoding(what.mid(6, what.size() - 6 - 8))));
-    if (what == "tokens" && method == "POST")
-        return issueTokens(request.body);
-    if (what == "tokens/expire" && method == "POST") {
-        m_parts.tokens.expireAccessTokens();
-        return HttpResponse::empty(204);
-    }
-    if (what == "tokens/revoke" && method == "POST") {
-        m_parts.tokens.revokeRefreshTokens();
-        return HttpResponse::empty(204);
-    }
-    if (what == "settings" && method == "POST")
-        return settings(request.body);
-    if (what == "reset" && method == "POST")
-        return reset();
-    return HttpResponse::json(404,
-                              { { QStringLiteral("error"), QStringLiteral("no such control") } });
-}
-
-HttpResponse ControlService::requestBody(int index) const
+HttpResponse ControlService::requestBody(const QString &index) const
 {
     HttpResponse response;
-    if (!m_parts.log.body(index, &response.body))
+    if (!m_parts.log.body(index.toInt(), &response.body))
         return HttpResponse::json(
                 404,
                 { { QStringLiteral("error"),
@@ -300,11 +246,10 @@ HttpResponse ControlService::settings(const QByteArray &body)
               { QStringLiteral("logBodies"), double(m_parts.log.bodyLimit()) } });
 }
 
-HttpResponse ControlService::reset()
+void ControlService::reset()
 {
     m_parts.store.clear();
     m_parts.tokens.clear();
     m_parts.log.clear();
     m_parts.faults.clear();
-    return HttpResponse::empty(204);
 }
