@@ -22,25 +22,20 @@ HttpResponse badRequest(const QString &why)
     return HttpResponse::json(400, { { QStringLiteral("error"), why } });
 }
 
-// A JSON body: an object, or an array of objects given as {"items": [...]}.
-bool parseBody(const QByteArray &body, QJsonDocument *document)
+// The objects of a JSON body: an object, an array of them, or {"<listKey>": [...]}; none when
+// the body is not JSON. An empty body is an empty object.
+std::optional<QList<QJsonObject>> objectsOf(const QByteArray &body, const QString &listKey)
 {
-    if (body.trimmed().isEmpty()) {
-        *document = QJsonDocument(QJsonObject());
-        return true;
-    }
     QJsonParseError error;
-    *document = QJsonDocument::fromJson(body, &error);
-    return error.error == QJsonParseError::NoError;
-}
-
-QList<QJsonObject> objectsOf(const QJsonDocument &document, const QString &listKey)
-{
+    const QJsonDocument document =
+            QJsonDocument::fromJson(body.trimmed().isEmpty() ? "{}" : body, &error);
+    if (error.error != QJsonParseError::NoError)
+        return std::nullopt;
+    const QJsonObject object = document.object();
+    const QJsonArray array = document.isArray() ? document.array()
+            : object.contains(listKey)          ? object.value(listKey).toArray()
+                                                : QJsonArray { object };
     QList<QJsonObject> objects;
-    QJsonArray array =
-            document.isArray() ? document.array() : document.object().value(listKey).toArray();
-    if (document.isObject() && !document.object().contains(listKey))
-        array = QJsonArray { document.object() };
     for (const QJsonValue &value : array)
         objects.append(value.toObject());
     return objects;
@@ -71,11 +66,11 @@ HttpResponse ControlService::requestBody(const QString &index) const
 
 HttpResponse ControlService::addFaults(const QByteArray &body)
 {
-    QJsonDocument document;
-    if (!parseBody(body, &document))
+    const auto objects = objectsOf(body, QStringLiteral("faults"));
+    if (!objects)
         return badRequest(QStringLiteral("the body is not JSON"));
     QList<FaultRule> rules;
-    for (const QJsonObject &object : objectsOf(document, QStringLiteral("faults"))) {
+    for (const QJsonObject &object : *objects) {
         QString error;
         const auto rule = FaultRule::fromJson(object, &error);
         if (!rule)
@@ -89,11 +84,11 @@ HttpResponse ControlService::addFaults(const QByteArray &body)
 
 HttpResponse ControlService::seedFiles(const QByteArray &body)
 {
-    QJsonDocument document;
-    if (!parseBody(body, &document))
+    const auto descriptions = objectsOf(body, QStringLiteral("files"));
+    if (!descriptions)
         return badRequest(QStringLiteral("the body is not JSON"));
     QJsonArray created;
-    for (const QJsonObject &description : objectsOf(document, QStringLiteral("files"))) {
+    for (const QJsonObject &description : *descriptions) {
         QString error;
         const auto resource = seedOne(description, &error);
         if (!resource)
@@ -212,10 +207,8 @@ HttpResponse ControlService::fileContent(const QString &id) const
 
 HttpResponse ControlService::issueTokens(const QByteArray &body)
 {
-    QJsonDocument document;
-    if (!parseBody(body, &document))
-        return badRequest(QStringLiteral("the body is not JSON"));
-    const QJsonObject description = document.object();
+    const QJsonObject description =
+            objectsOf(body, QString()).value_or(QList<QJsonObject>()).value(0);
     const TokenRegistry::Grant grant = m_parts.tokens.issueTokens(
             description.value(QStringLiteral("clientId")).toString(m_parts.clientId),
             description.value(QStringLiteral("scope"))
@@ -228,10 +221,10 @@ HttpResponse ControlService::issueTokens(const QByteArray &body)
 
 HttpResponse ControlService::settings(const QByteArray &body)
 {
-    QJsonDocument document;
-    if (!parseBody(body, &document) || !document.isObject())
+    const auto objects = objectsOf(body, QString());
+    if (!objects || objects->size() != 1)
         return badRequest(QStringLiteral("the body is not a JSON object"));
-    const QJsonObject description = document.object();
+    const QJsonObject description = objects->first();
     if (description.contains(QStringLiteral("tokenTtl")))
         m_parts.tokens.setAccessTokenLifetime(
                 description.value(QStringLiteral("tokenTtl")).toInt());

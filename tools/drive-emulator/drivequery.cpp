@@ -6,6 +6,8 @@
 
 #include "driveentry.h"
 
+#include <QRegularExpression>
+
 struct DriveQuery::Node
 {
     enum Kind { And, Or, Not, Term } kind = Term;
@@ -45,58 +47,28 @@ public:
     }
 
 private:
+    // One token: a quoted string (backslash escapes), a parenthesis, an operator or a word.
     void advance()
     {
-        while (m_pos < m_text.size() && m_text.at(m_pos).isSpace())
-            ++m_pos;
-        const int start = m_pos;
-        if (++m_count > MaxTokens)
-            m_token = { Token::Bad, QString() };
-        else if (m_pos >= m_text.size())
-            m_token = { Token::End, QString() };
-        else if (m_text.at(m_pos) == QLatin1Char('\'') || m_text.at(m_pos) == QLatin1Char('"'))
-            readString(m_text.at(m_pos++));
-        else if (m_text.at(m_pos) == QLatin1Char('(') || m_text.at(m_pos) == QLatin1Char(')'))
-            m_token = { m_text.at(m_pos++) == QLatin1Char('(') ? Token::Open : Token::Close,
-                        QString() };
-        else if (QStringLiteral("=!<>").contains(m_text.at(m_pos)))
-            readOperator();
-        else {
-            while (m_pos < m_text.size() && isWordCharacter(m_text.at(m_pos)))
-                ++m_pos;
-            m_token = { m_pos > start ? Token::Word : Token::Bad,
-                        m_text.mid(start, m_pos - start) };
-        }
-    }
-
-    static bool isWordCharacter(QChar c)
-    {
-        return c.isLetterOrNumber() || c == QLatin1Char('_') || c == QLatin1Char('.');
-    }
-
-    void readString(QChar quote)
-    {
-        QString value;
-        while (m_pos < m_text.size()) {
-            QChar c = m_text.at(m_pos++);
-            if (c == quote) {
-                m_token = { Token::String, value };
-                return;
-            }
-            if (c == QLatin1Char('\\') && m_pos < m_text.size())
-                c = m_text.at(m_pos++);
-            value += c;
-        }
-        m_token = { Token::Bad, QString() };
-    }
-
-    void readOperator()
-    {
-        const int start = m_pos++;
-        if (m_pos < m_text.size() && m_text.at(m_pos) == QLatin1Char('=')
-            && m_text.at(start) != QLatin1Char('='))
-            ++m_pos;
-        m_token = { Token::Operator, m_text.mid(start, m_pos - start) };
+        static const QRegularExpression token(
+                QStringLiteral("\\G\\s*(?:'((?:\\\\.|[^'\\\\])*)'|\"((?:\\\\.|[^\"\\\\])*)\"|([()])"
+                               "|([=<>]=?|!=)|([\\w.]+)|(\\S))"));
+        const QRegularExpressionMatch match =
+                token.match(m_text, m_pos, QRegularExpression::NormalMatch,
+                            QRegularExpression::DontCheckSubjectStringMatchOption);
+        m_pos = qMax(m_pos, match.capturedEnd());
+        if (++m_count > MaxTokens || match.hasCaptured(6) || !match.hasMatch())
+            m_token = { match.hasMatch() || m_count > MaxTokens ? Token::Bad : Token::End, {} };
+        else if (match.hasCaptured(1) || match.hasCaptured(2))
+            m_token = { Token::String,
+                        match.captured(match.hasCaptured(1) ? 1 : 2)
+                                .replace(QRegularExpression(QStringLiteral("\\\\(.)")),
+                                         QStringLiteral("\\1")) };
+        else if (match.hasCaptured(3))
+            m_token = { match.captured(3) == QLatin1String("(") ? Token::Open : Token::Close, {} };
+        else
+            m_token = { match.hasCaptured(4) ? Token::Operator : Token::Word,
+                        match.captured(match.hasCaptured(4) ? 4 : 5) };
     }
 
     Token take()

@@ -13,6 +13,7 @@
 
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QRegularExpression>
 
 #include <algorithm>
 
@@ -148,24 +149,15 @@ bool sortEntries(QList<const DriveEntry *> &entries, const QString &orderBy)
 // "bytes=first-last", "bytes=first-" or "bytes=-suffix" against a length.
 bool parseRange(const QByteArray &header, qint64 length, qint64 *first, qint64 *last)
 {
-    if (!header.startsWith("bytes=") || header.contains(','))
+    static const QRegularExpression range(QStringLiteral("^bytes=(\\d*)-(\\d*)$"));
+    const QRegularExpressionMatch match = range.match(QString::fromLatin1(header.trimmed()));
+    const QString from = match.captured(1);
+    const QString to = match.captured(2);
+    if (!match.hasMatch() || (from.isEmpty() && to.isEmpty()))
         return false;
-    const QByteArray range = header.mid(6).trimmed();
-    const qsizetype dash = range.indexOf('-');
-    bool ok = dash >= 0;
-    if (dash == 0) {
-        const qint64 suffix = range.mid(1).toLongLong(&ok);
-        *first = qMax<qint64>(0, length - suffix);
-        *last = length - 1;
-        return ok && suffix > 0 && *first < length;
-    }
-    *first = range.left(dash).toLongLong(&ok);
-    bool lastOk = true;
-    *last = dash + 1 < range.size() ? range.mid(dash + 1).toLongLong(&lastOk) : length - 1;
-    if (!ok || !lastOk || *last < *first)
-        return false;
-    *last = qMin(*last, length - 1);
-    return *first < length;
+    *first = from.isEmpty() ? qMax<qint64>(0, length - to.toLongLong()) : from.toLongLong();
+    *last = from.isEmpty() || to.isEmpty() ? length - 1 : qMin(to.toLongLong(), length - 1);
+    return *first <= *last && (!from.isEmpty() || to.toLongLong() > 0);
 }
 } // namespace
 

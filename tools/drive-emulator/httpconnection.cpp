@@ -49,11 +49,6 @@ HttpConnection::HttpConnection(qintptr socketDescriptor, qint64 maxBody, QObject
     QTimer::singleShot(0, this, &HttpConnection::readIncoming);
 }
 
-QHostAddress HttpConnection::peerAddress() const
-{
-    return m_socket->peerAddress();
-}
-
 // Clients that leave Nagle's algorithm on (Qt's do) hold their last small segment until the
 // previous one is acknowledged; a delayed acknowledgement then stalls every upload by tens of
 // milliseconds. The kernel drops out of quick-ack mode by itself, so this is renewed per read.

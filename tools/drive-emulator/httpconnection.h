@@ -38,7 +38,6 @@ public:
     HttpRequest takeRequest();
     // Answers the request last announced by requestReceived().
     void respond(const HttpResponse &response);
-    QHostAddress peerAddress() const;
 
 signals:
     void requestReceived(HttpConnection *connection);

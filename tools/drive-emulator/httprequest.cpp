@@ -40,6 +40,14 @@ QueryItems parseFormEncoded(const QByteArray &text)
     return items;
 }
 
+QHash<QString, QString> formFields(const QByteArray &text)
+{
+    QHash<QString, QString> fields;
+    for (const auto &item : parseFormEncoded(text))
+        fields.insert(item.first, fields.value(item.first, item.second));
+    return fields;
+}
+
 QueryItems HttpRequest::queryItems() const
 {
     return parseFormEncoded(rawQuery);

@@ -6,6 +6,7 @@
 #define HTTPREQUEST_H
 
 #include <QByteArray>
+#include <QHash>
 #include <QHostAddress>
 #include <QList>
 #include <QPair>
@@ -22,6 +23,8 @@ using QueryItems = QList<QPair<QString, QString>>;
 QByteArray headerValue(const HttpHeaders &headers, const QByteArray &name);
 // Form-urlencoded text to pairs: "+" is a space, empty pairs are skipped.
 QueryItems parseFormEncoded(const QByteArray &text);
+// The same by name, the first of a name winning.
+QHash<QString, QString> formFields(const QByteArray &text);
 
 // One request as it came off the wire: the target split into path and raw query, the headers
 // in the order received.

@@ -113,23 +113,16 @@ HttpResponse OAuthService::authorize(const HttpRequest &request)
 
 HttpResponse OAuthService::decide(const HttpRequest &request)
 {
-    const QueryItems form = parseFormEncoded(request.body);
-    QString consentId;
-    QString decision;
-    for (const auto &item : form) {
-        if (item.first == QLatin1String("consent"))
-            consentId = item.second;
-        else if (item.first == QLatin1String("decision"))
-            decision = item.second;
-    }
-    const auto it = m_consents.constFind(consentId);
+    const QHash<QString, QString> form = formFields(request.body);
+    const auto it = m_consents.constFind(form.value(QStringLiteral("consent")));
     if (it == m_consents.cend())
         return errorPage(
                 400, QStringLiteral("invalid_request"),
                 QStringLiteral("This consent request has expired or was already answered."));
     const Consent consent = *it;
     m_consents.erase(it);
-    return decision == QLatin1String("allow") ? approve(consent) : deny(consent);
+    return form.value(QStringLiteral("decision")) == QLatin1String("allow") ? approve(consent)
+                                                                            : deny(consent);
 }
 
 HttpResponse OAuthService::approve(const Consent &consent)
@@ -162,9 +155,7 @@ HttpResponse OAuthService::redirectWith(const QString &redirectUri, const QueryI
 
 HttpResponse OAuthService::token(const HttpRequest &request)
 {
-    QMultiMap<QString, QString> parameters;
-    for (const auto &item : parseFormEncoded(request.body))
-        parameters.insert(item.first, item.second);
+    const QHash<QString, QString> parameters = formFields(request.body);
 
     const QString grantType = parameters.value(QStringLiteral("grant_type"));
     if (grantType != QLatin1String("authorization_code")
@@ -184,7 +175,7 @@ HttpResponse OAuthService::token(const HttpRequest &request)
                                                             : refresh(parameters);
 }
 
-HttpResponse OAuthService::exchangeCode(const QMultiMap<QString, QString> &parameters)
+HttpResponse OAuthService::exchangeCode(const QHash<QString, QString> &parameters)
 {
     const QString code = parameters.value(QStringLiteral("code"));
     if (code.isEmpty())
@@ -209,7 +200,7 @@ HttpResponse OAuthService::exchangeCode(const QMultiMap<QString, QString> &param
     return grantAnswer(m_tokens.issueTokens(issued.clientId, issued.scope));
 }
 
-HttpResponse OAuthService::refresh(const QMultiMap<QString, QString> &parameters)
+HttpResponse OAuthService::refresh(const QHash<QString, QString> &parameters)
 {
     const QString refreshToken = parameters.value(QStringLiteral("refresh_token"));
     if (refreshToken.isEmpty())

@@ -9,7 +9,6 @@
 #include "tokenregistry.h"
 
 #include <QHash>
-#include <QMultiMap>
 
 // The authorization endpoint with its consent page, and the token endpoint, for installed
 // applications that receive the redirect on a loopback address.
@@ -42,8 +41,8 @@ private:
         QString state;
     };
 
-    HttpResponse exchangeCode(const QMultiMap<QString, QString> &parameters);
-    HttpResponse refresh(const QMultiMap<QString, QString> &parameters);
+    HttpResponse exchangeCode(const QHash<QString, QString> &parameters);
+    HttpResponse refresh(const QHash<QString, QString> &parameters);
     HttpResponse approve(const Consent &consent);
     HttpResponse deny(const Consent &consent);
     static HttpResponse redirectWith(const QString &redirectUri, const QueryItems &items);
