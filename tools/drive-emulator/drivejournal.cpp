@@ -91,7 +91,8 @@ bool DriveJournal::open(QString *error)
         return false;
     }
     // Whatever follows the last whole record was being written when the process died.
-    for (const QByteArray &text : journal.readAll().split('\n')) {
+    for (const QByteArray &text :
+         (journal.isOpen() ? journal.readAll() : QByteArray()).split('\n')) {
         const QJsonDocument document = QJsonDocument::fromJson(text);
         if (!document.isObject())
             break;

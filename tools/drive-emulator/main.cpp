@@ -9,15 +9,16 @@
 #include <QTextStream>
 
 namespace {
-// An option with a value; its default, when it has one, is named in its description.
+// An option with a value; its default, when it is to be shown, is named in its description.
 QCommandLineOption valueOption(const char *name, const char *description, const char *valueName,
-                               const QString &fallback = QString())
+                               const QString &fallback = QString(), bool shown = true)
 {
     const QString text = QString::fromUtf8(description);
-    return QCommandLineOption(
-            QLatin1String(name),
-            fallback.isEmpty() ? text : text + QStringLiteral(" (default %1).").arg(fallback),
-            QLatin1String(valueName), fallback);
+    return QCommandLineOption(QLatin1String(name),
+                              shown && !fallback.isEmpty()
+                                      ? text + QStringLiteral(" (default %1).").arg(fallback)
+                                      : text,
+                              QLatin1String(valueName), fallback);
 }
 } // namespace
 
@@ -44,13 +45,14 @@ int main(int argc, char *argv[])
                     "Approve consent requests at once instead of showing the consent page."));
     const auto tokenTtl = valueOption("token-ttl", "Lifetime of access tokens", "seconds",
                                       QString::number(EmulatorDefaults::TokenTtl));
-    const auto clientId = valueOption("client-id", "The OAuth client identifier accepted.", "id",
-                                      QStringLiteral(GDAPP_DEFAULT_CLIENT_ID));
+    const auto clientId =
+            valueOption("client-id", "The OAuth client identifier accepted (default: gdapp's).",
+                        "id", QStringLiteral(GDAPP_DEFAULT_CLIENT_ID), false);
     // The emulator's own copy of the registered secret, on purpose: it checks what the plug-in
     // sends against the registration, not against the plug-in's own constant. So do the service
     // names it keeps in driveentry.h.
     const auto clientSecret = valueOption("client-secret", "The client secret accepted.", "secret",
-                                          QStringLiteral("Xq3bTn8VwLp2KdRe5ZsYh7Ga"));
+                                          QStringLiteral("Xq3bTn8VwLp2KdRe5ZsYh7Ga"), false);
     const auto data = valueOption(
             "data", "Keep files and tokens in this folder across restarts (default: memory only).",
             "folder");
