@@ -233,8 +233,9 @@ void TestEmulatorDrive::exchanges_data()
     row("replace: media", (replace + media), 200,
         "name=a.txt; mimeType=application/octet-stream; size=5; version=2");
     row("replace: multipart",
-        (replace + "?uploadType=multipart&fields=name,size" + multipart(R"({"name": "n"})", "x,y")),
-        200, "name=n; size=3");
+        replace + "?uploadType=multipart&fields=name,mimeType"
+                + multipart(R"({"name": "n", "mimeType": "t/x"})", "x"),
+        200, "name=n; mimeType=t/x");
     row("replace: multipart of another kind",
         (replace + "?uploadType=multipart\nContent-Type: text/plain\n\nx"), 400,
         "error.errors.0.reason=badContent");

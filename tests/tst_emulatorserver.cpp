@@ -43,7 +43,7 @@ class TestEmulatorServer : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
+    void initTestCase() { QVERIFY(m_emulator.start()); }
     void init();
 
     void chunkedRequestBody();
@@ -63,11 +63,6 @@ private:
     BlockingHttpClient m_http;
     QString m_token;
 };
-
-void TestEmulatorServer::initTestCase()
-{
-    QVERIFY(m_emulator.start());
-}
 
 void TestEmulatorServer::init()
 {

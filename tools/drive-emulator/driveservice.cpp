@@ -412,16 +412,14 @@ HttpResponse DriveService::copy(const HttpRequest &request, const QString &id)
     QJsonObject metadata;
     if (const auto refused = readMetadata(request.body, &metadata))
         return *refused;
-    DriveEntry entry = m_store.newEntry(
-            metadata.value(QStringLiteral("name"))
-                    .toString(QStringLiteral("Copy of ") + source->name),
-            metadata.value(QStringLiteral("mimeType")).toString(source->mimeType), MyDriveRootId);
+    DriveEntry entry =
+            m_store.newEntry(metadata.value(QStringLiteral("name"))
+                                     .toString(QStringLiteral("Copy of ") + source->name),
+                             source->mimeType, MyDriveRootId);
     if (!metadata.contains(QStringLiteral("parents")))
         metadata.insert(QStringLiteral("parents"), QJsonArray { source->parents.value(0) });
     if (const auto refused = placeNew(entry, metadata))
         return *refused;
-    if (entry.isFolder())
-        return DriveError::badRequest(QStringLiteral("A copy cannot become a folder."));
     entry.setContent(source->content, entry.isGoogleType() ? QString() : source->blob);
     entry.blob = source->blob;
     return store(std::move(entry), request);
