@@ -109,8 +109,8 @@ void TestEmulatorDrive::exchanges_data()
 
     row("get: default keys", "GET /drive/v3/files/{a}", 200, ":keys=id,kind,mimeType,name; id={a}");
     row("get: fields", "GET /drive/v3/files/{a}?fields=size,md5Checksum,parents,spaces", 200,
-        "size=3; md5Checksum=900150983cd24fb0d6963f7d28e17f72; parents.0=appDataFolder; "
-        "spaces.0=appDataFolder");
+        ":keys=md5Checksum,parents,size,spaces; size=3; parents.0=appDataFolder; "
+        "md5Checksum=900150983cd24fb0d6963f7d28e17f72; spaces.0=appDataFolder");
     row("get: every field", "GET /drive/v3/files/{a}?fields=*", 200,
         ":keys=createdTime,explicitlyTrashed,id,kind,md5Checksum,mimeType,modifiedTime,name,"
         "parents,quotaBytesUsed,size,spaces,trashed,version");
