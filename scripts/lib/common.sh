@@ -48,6 +48,16 @@ build() {
     cmake --build "$dir"
 }
 
+# build_quietly DIR LOG TARGET...: configures DIR as the scripts do and builds only the targets
+# named, all the output going to LOG.
+build_quietly() {
+    local dir=$1 log=$2
+    shift 2
+    mkdir -p "$dir"
+    { cmake -S "$GDAPP_ROOT" -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+        && cmake --build "$dir" --target "$@"; } >"$log" 2>&1
+}
+
 # ensure_browser_test: Chromium and the driver library of the browser test. Says so and returns
 # non-zero when they cannot be installed; the test then reports itself skipped.
 ensure_browser_test() {
