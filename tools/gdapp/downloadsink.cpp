@@ -46,13 +46,20 @@ bool DownloadSink::open()
         m_file.setFileName(m_target);
         return m_file.open(Mode) || fail(m_file);
     }
-    return m_replacement.open(QIODevice::WriteOnly) || fail(m_replacement);
+    return m_replacement.open(Mode) || fail(m_replacement);
 }
 
 bool DownloadSink::write(const QByteArray &data)
 {
     QFileDevice &device = m_direct ? static_cast<QFileDevice &>(m_file) : m_replacement;
-    return device.write(data) == data.size() || fail(device);
+    // A disk that fills up takes part of a write without a word; the next write says why.
+    for (qint64 written = 0; written < data.size();) {
+        const qint64 more = device.write(data.constData() + written, data.size() - written);
+        if (more <= 0)
+            return fail(device);
+        written += more;
+    }
+    return true;
 }
 
 bool DownloadSink::finish()
