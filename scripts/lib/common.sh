@@ -17,8 +17,10 @@ GDAPP_BUILD_PACKAGES=(
 
 # What the tests use besides: the TLS front end and its throwaway certificates; the package's
 # dependencies, its checker and its manual pages; the licence checker; the virtual display, real
-# input and screenshots of the window tests, and jq for the emulator's answers there.
-GDAPP_TEST_PACKAGES=(nginx-light openssl dpkg-dev lintian man-db reuse xvfb xdotool imagemagick jq)
+# input and screenshots of the window tests, and jq for the emulator's answers there; Hypothesis
+# for the model-based test of gdapp.
+GDAPP_TEST_PACKAGES=(nginx-light openssl dpkg-dev lintian man-db reuse xvfb xdotool imagemagick jq
+    python3-hypothesis)
 
 say() { printf '==> %s\n' "$*" >&2; }
 

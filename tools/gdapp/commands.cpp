@@ -200,7 +200,10 @@ int Commands::get(const QStringList &arguments)
         return exitCode;
     if (url.isTop())
         return m_reporter.usage(QStringLiteral("%1 names no file").arg(url.toString()));
-    QString target = arguments.value(1, url.name());
+    // A remote file called "-" is no request for standard output.
+    QString target = arguments.size() > 1      ? arguments.at(1)
+            : url.name() == QLatin1String("-") ? QStringLiteral("./-")
+                                               : url.name();
     if (target != QLatin1String("-") && QFileInfo(target).isDir())
         target = QDir(target).filePath(url.name());
 
