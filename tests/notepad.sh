@@ -5,10 +5,11 @@
 # SPDX-License-Identifier: LGPL-2.1-or-later
 
 # The example editor as a person uses it, on a real X server with real input: open a file of the
-# store through the chooser, edit, save, save under a new name into a folder, reopen it, a large
-# save that the service reads slowly, a save that it refuses, and quit. Checks what the emulator
-# stores and received, and takes screenshots (into SHOTS, default a scratch folder). Exits 77
-# (skipped) without Xvfb, xdotool, ImageMagick's import or jq.
+# store with a double-click in the chooser, edit, save, save under a new name into a folder,
+# reopen it, a large save that the service reads slowly, a save that it refuses, and quit.
+# Checks what the emulator stores and received and that the settings holding the tokens are
+# private, and takes screenshots (into SHOTS, default a scratch folder). Exits 77 (skipped)
+# without Xvfb, xdotool, ImageMagick's import or jq.
 #   notepad.sh NOTEPAD EMULATOR [SHOTS]
 set -euo pipefail
 notepad=$1
@@ -65,13 +66,14 @@ editor=$(window "Untitled - Notepad")
 # Without a window manager, focus does not come back by itself when a dialog closes.
 on_editor() { xdotool windowfocus --sync "$editor" "$@"; }
 
-# Open notes.txt, the second row under the folder.
+# Open notes.txt, the second row under the folder, with a double-click: the chooser then names
+# it twice, gdapp:/notes.txt/notes.txt, and the editor opens gdapp:/notes.txt.
 on_editor key ctrl+o
 chooser=$(window "Open from Drive")
 sleep 0.5
 shot chooser
-row "$chooser" 2
-xdotool key Return
+xdotool windowfocus --sync "$chooser" mousemove --window "$chooser" 40 $((87 + 18)) \
+    click --repeat 2 --delay 100 1
 window "gdapp:/notes.txt - Notepad" >/dev/null
 
 # Edit: the title shows the mark; Save stores it and the mark goes.
@@ -152,4 +154,8 @@ for _ in $(seq 100); do kill -0 "$notepad_pid" 2>/dev/null || break; sleep 0.1; 
 status=0
 wait "$notepad_pid" || status=$?
 [ "$status" = 0 ] || fail "the editor ended with status $status"
+# The tokens are in its settings, which only their owner may read.
+settings="$XDG_CONFIG_HOME/Tarnwick/gdapp-notepad.conf"
+grep -q '^\[gdapp\]' "$settings" || fail "no tokens in $settings"
+[ "$(stat -c %a "$settings")" = 600 ] || fail "$settings is $(stat -c %a "$settings"), not 600"
 echo "the editor opened, saved, saved as, reopened, saved a large file, reported a refused save and quit; screenshots in $shots"

@@ -68,6 +68,19 @@ T *child(QWidget *dialog, const char *name)
     return dialog->findChild<T *>(QLatin1String(name));
 }
 
+// Whether the button's icon, at the size the button shows it, paints anything.
+bool paintsItsIcon(const QToolButton *button)
+{
+    const QImage image = button->icon().pixmap(button->iconSize()).toImage();
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x) {
+            if (qAlpha(image.pixel(x, y)) > 0)
+                return true;
+        }
+    }
+    return false;
+}
+
 QTreeView *treeOf(QWidget *dialog)
 {
     return child<QTreeView>(dialog, "treeView");
@@ -157,6 +170,7 @@ private slots:
 
     void modes_data();
     void modes();
+    void navigationIconsComeWithTheFramework();
     void entriesShown_data();
     void entriesShown();
     void comboChangesDoNotReachTheProxy();
@@ -314,6 +328,18 @@ void TestCloudFileDialog::modes()
     QVERIFY(child<QCheckBox>(made.get(), "addExtension")->isChecked());
     QVERIFY(!child<QCheckBox>(made.get(), "showHiddenFiles")->isChecked());
     QVERIFY(made->selectedFile().isEmpty());
+}
+
+// Where the desktop's theme has no icons for them, the up and refresh buttons show those that
+// hosts link with the framework.
+void TestCloudFileDialog::navigationIconsComeWithTheFramework()
+{
+    const QStringList themes = QIcon::themeSearchPaths();
+    QIcon::setThemeSearchPaths(QStringList());
+    const auto made = dialog(QString(), false);
+    QIcon::setThemeSearchPaths(themes);
+    for (const char *name : { "cdToParent", "refreshView" })
+        QVERIFY2(paintsItsIcon(child<QToolButton>(made.get(), name)), name);
 }
 
 // Folders first, then files, each by name; hidden entries only when asked; files through the

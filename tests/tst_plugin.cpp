@@ -9,6 +9,7 @@
 #include "serverinterface.h"
 #include "testsettings.h"
 
+#include <QDir>
 #include <QFile>
 #include <QIcon>
 #include <QOAuth2AuthorizationCodeFlow>
@@ -103,6 +104,9 @@ void TestPlugin::rootObjectIsAProvider()
     const QResource resource(IconPath);
     QCOMPARE(resource.size(), qint64(1829));
     QCOMPARE(resource.compressionAlgorithm(), QResource::NoCompression);
+    // And nothing else: the chooser's icons are the host's to provide.
+    QCOMPARE(QDir(QStringLiteral(":/icons")).entryList(),
+             QStringList(QStringLiteral("Google-Drive-icon.png")));
     loader.unload();
 }
 

@@ -7,6 +7,7 @@
 
 #include "notepadwindow.h"
 #include "serverinterface.h"
+#include "settingsfile.h"
 
 #include <QApplication>
 #include <QDir>
@@ -17,14 +18,17 @@
 #include <QPluginLoader>
 #include <QTranslator>
 
+#include <utility>
+
 namespace {
-// GDAPP_PLUGIN_PATH, else the build tree's plug-in, else the one installed beside this program,
-// else the one in Qt's plug-in folder. (gdapp has the same search; a host has its own.)
+// GDAPP_PLUGIN_PATH, else where the package puts the plug-in: Tarnwick's folder among Qt's
+// plug-ins. (gdapp has the same search; a host has its own.)
 QString pluginPath()
 {
     const QString fromEnvironment = qEnvironmentVariable("GDAPP_PLUGIN_PATH");
     if (!fromEnvironment.isEmpty())
         return fromEnvironment;
+#ifdef GDAPP_BUILD_PLUGIN_PATH
     const QDir programs(QCoreApplication::applicationDirPath());
     for (const QString &candidate : { QStringLiteral(GDAPP_BUILD_PLUGIN_PATH),
                                       programs.absoluteFilePath(QStringLiteral(
@@ -32,16 +36,23 @@ QString pluginPath()
         if (QFileInfo::exists(candidate))
             return candidate;
     }
+#endif
     return QLibraryInfo::path(QLibraryInfo::PluginsPath) + QStringLiteral("/tarnwick/libgdrive.so");
 }
 
-// The plug-in's texts, in its chooser and errors, in the user's language.
+// The plug-in's texts, in its chooser and errors, in the user's language: the package installs
+// its catalogues in share/gdapp/translations.
 void installTranslations(QApplication &application)
 {
+    QStringList folders;
+#ifdef GDAPP_BUILD_TRANSLATIONS_DIR
     const QDir programs(QCoreApplication::applicationDirPath());
-    for (const QString &folder :
-         { QStringLiteral(GDAPP_BUILD_TRANSLATIONS_DIR),
-           programs.absoluteFilePath(QStringLiteral("../" GDAPP_INSTALL_TRANSLATIONS_DIR)) }) {
+    folders << QStringLiteral(GDAPP_BUILD_TRANSLATIONS_DIR)
+            << programs.absoluteFilePath(QStringLiteral("../" GDAPP_INSTALL_TRANSLATIONS_DIR));
+#endif
+    folders << QLibraryInfo::path(QLibraryInfo::PrefixPath)
+                    + QStringLiteral("/share/gdapp/translations");
+    for (const QString &folder : std::as_const(folders)) {
         auto *translator = new QTranslator(&application);
         if (translator->load(QLocale(), QStringLiteral("gdapp"), QStringLiteral("_"), folder)) {
             QCoreApplication::installTranslator(translator);
@@ -59,6 +70,14 @@ int main(int argc, char *argv[])
     QCoreApplication::setOrganizationName(QStringLiteral("Tarnwick"));
     QCoreApplication::setApplicationName(QStringLiteral("gdapp-notepad"));
     installTranslations(application);
+    QString error;
+    if (!SettingsFile::protect(&error)) {
+        QMessageBox::critical(nullptr, QStringLiteral("Notepad"),
+                              QStringLiteral("The settings file cannot be kept private, and the "
+                                             "plug-in keeps the user's tokens there: %1")
+                                      .arg(error));
+        return 1;
+    }
 
     // Keep the library loaded until the process ends (the loader's default): Qt's type registry
     // points into it.

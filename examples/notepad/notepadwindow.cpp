@@ -4,6 +4,7 @@
 
 #include "notepadwindow.h"
 
+#include "chosenfile.h"
 #include "cloudfile.h"
 #include "serverinterface.h"
 
@@ -65,7 +66,7 @@ void NotepadWindow::openFromDrive()
         return;
     const QUrl chosen = root->getOpenFileName(this, tr("Open from Drive"), QString(), TextFilter);
     if (!chosen.isEmpty())
-        load(chosen);
+        load(ChosenFile::resolve(root.get(), chosen));
 }
 
 bool NotepadWindow::save()
@@ -79,7 +80,7 @@ bool NotepadWindow::saveAs()
     if (!root)
         return false;
     const QUrl chosen = root->getSaveFileName(this, tr("Save to Drive"), QString(), TextFilter);
-    return !chosen.isEmpty() && store(chosen);
+    return !chosen.isEmpty() && store(ChosenFile::resolve(root.get(), chosen));
 }
 
 bool NotepadWindow::load(const QUrl &url)
