@@ -38,6 +38,7 @@ import urllib.request
 
 try:
     from hypothesis import HealthCheck, note, settings
+    from hypothesis.configuration import set_hypothesis_home_dir
     from hypothesis import strategies as st
     from hypothesis.stateful import RuleBasedStateMachine, initialize, invariant, rule
 except ImportError:
@@ -211,6 +212,8 @@ class Session:
         cls.gdapp = gdapp
         cls.emulator = Emulator(emulator)
         cls.root = tempfile.mkdtemp(prefix="gdapp-model-")
+        # What Hypothesis keeps for itself goes with the rest, not beside the sources.
+        set_hypothesis_home_dir(os.path.join(cls.root, "hypothesis"))
         cls.environment = dict(os.environ, GDAPP_DRIVE_URL=cls.emulator.url,
                                GDAPP_OAUTH_URL=cls.emulator.url, LC_ALL="C.UTF-8",
                                XDG_CONFIG_HOME=os.path.join(cls.root, "config"))
