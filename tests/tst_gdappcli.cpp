@@ -889,6 +889,10 @@ void TestGdappCli::standardOutputThatTakesNothing()
     QFETCH(bool, closed);
     QFETCH(QByteArray, says);
 
+    // Valgrind, tracing gdapp, opens files of its own before gdapp runs: the first takes the
+    // number left free.
+    if (closed && qEnvironmentVariable("LD_PRELOAD").contains(QLatin1String("vgpreload")))
+        QSKIP("under valgrind, which takes the closed descriptor for itself");
     m_emulator.seedFile(QStringLiteral("/x.txt"), QByteArray(100000, 'x'));
     const Run run = m_gdapp.runWith(QProcess::splitCommand(line), [closed](QProcess &process) {
         if (closed)
