@@ -784,26 +784,31 @@ void TestGoogleFile::listingAnswers()
     QCOMPARE(debug.debugLines().size(), listed ? 0 : 1);
 }
 
-// Contract: a listing reads the first page only; no page token is ever asked for.
+// Contract: a listing reads the first page only; no page token is ever asked for. When the
+// service answers with a short page, as it may, the host sees only that page: a folder shows its
+// first entries, and a file past them is reported missing.
 void TestGoogleFile::onlyTheFirstPageIsRead()
 {
-    QJsonArray files;
-    for (int i = 0; i < 101; ++i)
-        files.append(QJsonObject { { QStringLiteral("path"), QStringLiteral("/f%1").arg(i) } });
-    m_emulator.control("POST", QStringLiteral("files"), files);
-    QCOMPARE(m_emulator.files().size(), 101);
-
+    for (const char *path : { "/a.txt", "/b.txt", "/c.txt" })
+        seed(QString::fromLatin1(path), "x");
+    m_emulator.addFault(json(R"({"path": "/drive/v3/files", "action": "shortPage", "count": -1})"));
     ProbedFile file(m_drive.flow(), QString());
     std::unique_ptr<CloudObject> root(file.getCloudObject());
     QSignalSpy listed(&file, &CloudFile::objectList);
     const int mark = m_emulator.nextRequest();
     QVERIFY(file.listObjects(root.get()));
     const QList<CloudObject *> objects = listed.at(0).at(0).value<QList<CloudObject *>>();
-    QCOMPARE(objects.size(), 100);
+    QCOMPARE(objects.size(), 1);
+    QCOMPARE(objects.first()->fileName(), QStringLiteral("a.txt"));
     qDeleteAll(objects);
     const QList<LoggedRequest> requests = requestsSince(mark);
     QCOMPARE(requests.size(), 1);
     QCOMPARE(requests.first().queryItems().size(), 3); // spaces, q, fields: no pageToken
+
+    ProbedFile hidden(m_drive.flow(), QStringLiteral("gdapp:/c.txt"));
+    MessageCapture debug;
+    QVERIFY(!hidden.open(QIODevice::ReadOnly));
+    QCOMPARE(hidden.errorCode(), 403);
 }
 
 void TestGoogleFile::serviceErrors_data()

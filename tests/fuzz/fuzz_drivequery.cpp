@@ -16,9 +16,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         e.parents = QStringList { QStringLiteral("appDataFolder") };
         return e;
     }();
-    QString error;
     const DriveQuery query = DriveQuery::parse(
-            QString::fromUtf8(reinterpret_cast<const char *>(data), qsizetype(size)), &error);
+            QString::fromUtf8(reinterpret_cast<const char *>(data), qsizetype(size)));
     if (query.isValid())
         query.matches(entry);
     return 0;

@@ -18,9 +18,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
                                      { QStringLiteral("parents"),
                                        QJsonArray { QStringLiteral("appDataFolder") } } } } }
     };
-    QString error;
-    const FieldSelection selection = FieldSelection::parse(
-            QString::fromUtf8(reinterpret_cast<const char *>(data), qsizetype(size)), &error);
-    selection.apply(listing);
+    const std::optional<FieldSelection> selection = FieldSelection::parse(
+            QString::fromUtf8(reinterpret_cast<const char *>(data), qsizetype(size)));
+    if (selection)
+        selection->apply(listing);
     return 0;
 }

@@ -2,7 +2,7 @@
 //
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Token requests: form or JSON bodies of any shape to the token endpoint, with a valid refresh
+// Token requests: bodies of any shape and type to the token endpoint, with a valid refresh
 // token and authorization code on offer so that the grant paths are reached too.
 #include "httprequest.h"
 #include "oauthservice.h"
@@ -23,6 +23,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
                                          "text/plain", "" };
     request.headers.append(qMakePair(QByteArray("Content-Type"), QByteArray(types[data[0] % 4])));
     request.body = QByteArray(reinterpret_cast<const char *>(data) + 1, qsizetype(size - 1));
-    service.handle(request);
+    service.token(request);
     return 0;
 }

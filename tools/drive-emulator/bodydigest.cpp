@@ -4,14 +4,38 @@
 
 #include "bodydigest.h"
 
+#include "httprequest.h"
+#include "multipartbody.h"
+
 #include <openssl/evp.h>
 
 namespace {
+// Smaller bodies are hashed once they are in: a thread would cost more than it saves.
+constexpr qsizetype WorthAThread = 1024 * 1024;
+// What may follow a multipart body's media part: its line end, the closing delimiter (with a
+// boundary of at most 70 characters) and some epilogue.
+constexpr qsizetype MultipartTail = 4096;
 // Hashed a slice at a time, so that stop() is heard soon.
 constexpr qsizetype Slice = 1024 * 1024;
 // A part that does not start within this much is not looked for further.
 constexpr qsizetype LocatingLimit = 64 * 1024;
 } // namespace
+
+std::shared_ptr<BodyDigest> BodyDigest::forBody(const HttpRequest &head)
+{
+    if (head.body.size() < WorthAThread)
+        return nullptr;
+    if (head.mediaType() != "multipart/related")
+        return std::make_shared<BodyDigest>(
+                head.body.constData(), head.body.size(), [](const QByteArray &) { return 0; }, 0);
+    const QByteArray boundary = head.contentTypeParameter("boundary");
+    return std::make_shared<BodyDigest>(
+            head.body.constData(), head.body.size(),
+            [boundary](const QByteArray &prefix) {
+                return MultipartBody::mediaOffsetIn(prefix, boundary);
+            },
+            MultipartTail);
+}
 
 BodyDigest::BodyDigest(const char *body, qsizetype length, Locator locator, qsizetype tail)
     : m_body(body),

@@ -10,14 +10,17 @@
 
 #include <condition_variable>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <thread>
 
+struct HttpRequest;
 struct evp_md_ctx_st;
 
 // The MD5 of part of a request body, computed on a thread of its own while the body arrives,
-// so that receiving and hashing overlap instead of following each other. The body is read where
-// the connection writes it, a buffer of its full length made before the first byte came.
+// so that receiving and hashing overlap instead of following each other (the benchmarks upload
+// hundreds of MiB). The body is read where the connection writes it, a buffer of its full length
+// made before the first byte came; HttpRequest::md5() takes the result.
 //
 // The part starts where a locator finds it in what has arrived (0 for a whole body), within the
 // first 64 KiB or not at all, and ends where the caller says once the body is complete; until
@@ -26,6 +29,10 @@ class BodyDigest
 {
 public:
     using Locator = std::function<qsizetype(const QByteArray &prefix)>; // -1: not yet
+
+    // For a request whose head has arrived and whose body's buffer is made: the whole body, or
+    // the media part of a multipart one, when the body is large enough to be worth a thread.
+    static std::shared_ptr<BodyDigest> forBody(const HttpRequest &head);
 
     BodyDigest(const char *body, qsizetype length, Locator locator, qsizetype tail);
     ~BodyDigest();

@@ -17,32 +17,25 @@
 #include <optional>
 
 namespace {
-const QByteArray Prefix = "/_emulator/";
-
 HttpResponse badRequest(const QString &why)
 {
     return HttpResponse::json(400, { { QStringLiteral("error"), why } });
 }
 
-// A JSON body: an object, or an array of objects given as {"items": [...]}.
-bool parseBody(const QByteArray &body, QJsonDocument *document)
+// The objects of a JSON body: an object, an array of them, or {"<listKey>": [...]}; none when
+// the body is not JSON. An empty body is an empty object.
+std::optional<QList<QJsonObject>> objectsOf(const QByteArray &body, const QString &listKey)
 {
-    if (body.trimmed().isEmpty()) {
-        *document = QJsonDocument(QJsonObject());
-        return true;
-    }
     QJsonParseError error;
-    *document = QJsonDocument::fromJson(body, &error);
-    return error.error == QJsonParseError::NoError;
-}
-
-QList<QJsonObject> objectsOf(const QJsonDocument &document, const QString &listKey)
-{
+    const QJsonDocument document =
+            QJsonDocument::fromJson(body.trimmed().isEmpty() ? "{}" : body, &error);
+    if (error.error != QJsonParseError::NoError)
+        return std::nullopt;
+    const QJsonObject object = document.object();
+    const QJsonArray array = document.isArray() ? document.array()
+            : object.contains(listKey)          ? object.value(listKey).toArray()
+                                                : QJsonArray { object };
     QList<QJsonObject> objects;
-    QJsonArray array =
-            document.isArray() ? document.array() : document.object().value(listKey).toArray();
-    if (document.isObject() && !document.object().contains(listKey))
-        array = QJsonArray { document.object() };
     for (const QJsonValue &value : array)
         objects.append(value.toObject());
     return objects;
@@ -51,70 +44,18 @@ QList<QJsonObject> objectsOf(const QJsonDocument &document, const QString &listK
 
 ControlService::ControlService(const Parts &parts) : m_parts(parts) { }
 
-bool ControlService::handles(const QByteArray &path)
+HttpResponse ControlService::requests(const HttpRequest &request) const
 {
-    return path.startsWith(Prefix);
+    const int since = request.queryValue(QStringLiteral("since")).toInt();
+    return HttpResponse::json(200,
+                              { { QStringLiteral("requests"), m_parts.log.toJson(since) },
+                                { QStringLiteral("next"), m_parts.log.next() } });
 }
 
-HttpResponse ControlService::handle(const HttpRequest &request)
-{
-    const QByteArray what = request.path.mid(Prefix.size());
-    const QByteArray &method = request.method;
-    if (what == "health" && method == "GET")
-        return HttpResponse::json(200, { { QStringLiteral("status"), QStringLiteral("ok") } });
-    if (what == "requests" && method == "GET")
-        return HttpResponse::json(
-                200,
-                { { QStringLiteral("requests"),
-                    m_parts.log.toJson(request.queryValue(QStringLiteral("since")).toInt()) },
-                  { QStringLiteral("next"), m_parts.log.next() } });
-    if (what.startsWith("requests/") && what.endsWith("/body") && method == "GET")
-        return requestBody(what.mid(9, what.size() - 9 - 5).toInt());
-    if (what == "requests" && method == "DELETE") {
-        m_parts.log.clear();
-        return HttpResponse::empty(204);
-    }
-    if (what == "faults" && method == "GET")
-        return HttpResponse::json(200, { { QStringLiteral("faults"), m_parts.faults.rules() } });
-    if (what == "faults" && method == "POST")
-        return addFaults(request.body);
-    if (what == "faults" && method == "DELETE") {
-        m_parts.faults.clear();
-        return HttpResponse::empty(204);
-    }
-    if (what == "files" && method == "GET")
-        return listFiles();
-    if (what == "files" && method == "POST")
-        return seedFiles(request.body);
-    if (what == "files" && method == "DELETE") {
-        m_parts.store.clear();
-        return HttpResponse::empty(204);
-    }
-    if (what.startsWith("files/") && what.endsWith("/content") && method == "GET")
-        return fileContent(QString::fromUtf8(
-                QByteArray::fromPercentEncoding(what.mid(6, what.size() - 6 - 8))));
-    if (what == "tokens" && method == "POST")
-        return issueTokens(request.body);
-    if (what == "tokens/expire" && method == "POST") {
-        m_parts.tokens.expireAccessTokens();
-        return HttpResponse::empty(204);
-    }
-    if (what == "tokens/revoke" && method == "POST") {
-        m_parts.tokens.revokeRefreshTokens();
-        return HttpResponse::empty(204);
-    }
-    if (what == "settings" && method == "POST")
-        return settings(request.body);
-    if (what == "reset" && method == "POST")
-        return reset();
-    return HttpResponse::json(404,
-                              { { QStringLiteral("error"), QStringLiteral("no such control") } });
-}
-
-HttpResponse ControlService::requestBody(int index) const
+HttpResponse ControlService::requestBody(const QString &index) const
 {
     HttpResponse response;
-    if (!m_parts.log.body(index, &response.body))
+    if (!m_parts.log.body(index.toInt(), &response.body))
         return HttpResponse::json(
                 404,
                 { { QStringLiteral("error"),
@@ -125,11 +66,11 @@ HttpResponse ControlService::requestBody(int index) const
 
 HttpResponse ControlService::addFaults(const QByteArray &body)
 {
-    QJsonDocument document;
-    if (!parseBody(body, &document))
+    const auto objects = objectsOf(body, QStringLiteral("faults"));
+    if (!objects)
         return badRequest(QStringLiteral("the body is not JSON"));
     QList<FaultRule> rules;
-    for (const QJsonObject &object : objectsOf(document, QStringLiteral("faults"))) {
+    for (const QJsonObject &object : *objects) {
         QString error;
         const auto rule = FaultRule::fromJson(object, &error);
         if (!rule)
@@ -143,11 +84,11 @@ HttpResponse ControlService::addFaults(const QByteArray &body)
 
 HttpResponse ControlService::seedFiles(const QByteArray &body)
 {
-    QJsonDocument document;
-    if (!parseBody(body, &document))
+    const auto descriptions = objectsOf(body, QStringLiteral("files"));
+    if (!descriptions)
         return badRequest(QStringLiteral("the body is not JSON"));
     QJsonArray created;
-    for (const QJsonObject &description : objectsOf(document, QStringLiteral("files"))) {
+    for (const QJsonObject &description : *descriptions) {
         QString error;
         const auto resource = seedOne(description, &error);
         if (!resource)
@@ -266,10 +207,8 @@ HttpResponse ControlService::fileContent(const QString &id) const
 
 HttpResponse ControlService::issueTokens(const QByteArray &body)
 {
-    QJsonDocument document;
-    if (!parseBody(body, &document))
-        return badRequest(QStringLiteral("the body is not JSON"));
-    const QJsonObject description = document.object();
+    const QJsonObject description =
+            objectsOf(body, QString()).value_or(QList<QJsonObject>()).value(0);
     const TokenRegistry::Grant grant = m_parts.tokens.issueTokens(
             description.value(QStringLiteral("clientId")).toString(m_parts.clientId),
             description.value(QStringLiteral("scope"))
@@ -282,10 +221,10 @@ HttpResponse ControlService::issueTokens(const QByteArray &body)
 
 HttpResponse ControlService::settings(const QByteArray &body)
 {
-    QJsonDocument document;
-    if (!parseBody(body, &document) || !document.isObject())
+    const auto objects = objectsOf(body, QString());
+    if (!objects || objects->size() != 1)
         return badRequest(QStringLiteral("the body is not a JSON object"));
-    const QJsonObject description = document.object();
+    const QJsonObject description = objects->first();
     if (description.contains(QStringLiteral("tokenTtl")))
         m_parts.tokens.setAccessTokenLifetime(
                 description.value(QStringLiteral("tokenTtl")).toInt());
@@ -300,11 +239,10 @@ HttpResponse ControlService::settings(const QByteArray &body)
               { QStringLiteral("logBodies"), double(m_parts.log.bodyLimit()) } });
 }
 
-HttpResponse ControlService::reset()
+void ControlService::reset()
 {
     m_parts.store.clear();
     m_parts.tokens.clear();
     m_parts.log.clear();
     m_parts.faults.clear();
-    return HttpResponse::empty(204);
 }

@@ -7,6 +7,8 @@
 
 #include "httpresponse.h"
 
+#include <optional>
+
 class DriveStore;
 class FaultInjector;
 class OAuthService;
@@ -15,7 +17,8 @@ class TokenRegistry;
 struct DriveEntry;
 
 // The emulator's own endpoints under "/_emulator/", for tests and scripts on this machine:
-// seed and inspect files, mint and expire tokens, read the request log, inject faults.
+// seed and inspect files, mint tokens, read the request log, inject faults. The simplest are
+// answered in the route table itself.
 class ControlService
 {
 public:
@@ -31,18 +34,17 @@ public:
 
     explicit ControlService(const Parts &parts);
 
-    static bool handles(const QByteArray &path);
-    HttpResponse handle(const HttpRequest &request);
-
-private:
-    HttpResponse addFaults(const QByteArray &body);
-    HttpResponse requestBody(int index) const;
-    HttpResponse seedFiles(const QByteArray &body);
     HttpResponse listFiles() const;
+    HttpResponse seedFiles(const QByteArray &body);
     HttpResponse fileContent(const QString &id) const;
     HttpResponse issueTokens(const QByteArray &body);
     HttpResponse settings(const QByteArray &body);
-    HttpResponse reset();
+    HttpResponse requests(const HttpRequest &request) const;
+    HttpResponse requestBody(const QString &index) const;
+    HttpResponse addFaults(const QByteArray &body);
+    void reset();
+
+private:
     std::optional<QJsonObject> seedOne(const QJsonObject &description, QString *error);
     QString folderFor(const QStringList &segments, QString *error);
     QString pathOf(const DriveEntry &entry) const;

@@ -11,6 +11,16 @@ QString rfc3339(const QDateTime &time)
     return time.toUTC().toString(Qt::ISODateWithMs);
 }
 
+QString randomText(QRandomGenerator &random, int length)
+{
+    static const QString characters =
+            QStringLiteral("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_");
+    QString text;
+    for (int i = 0; i < length; ++i)
+        text += characters.at(int(random.bounded(quint32(characters.size()))));
+    return text;
+}
+
 void DriveEntry::setContent(const QByteArray &data, const QString &md5)
 {
     content = data;
@@ -32,8 +42,6 @@ QJsonObject DriveEntry::resource() const
         { QStringLiteral("explicitlyTrashed"), explicitlyTrashed },
         { QStringLiteral("spaces"), QJsonArray { space } },
         { QStringLiteral("version"), QString::number(version) },
-        { QStringLiteral("starred"), false },
-        { QStringLiteral("ownedByMe"), true },
     };
     if (hasContent()) {
         object.insert(QStringLiteral("size"), QString::number(size()));

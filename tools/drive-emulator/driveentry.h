@@ -8,6 +8,7 @@
 #include <QByteArray>
 #include <QDateTime>
 #include <QJsonObject>
+#include <QRandomGenerator>
 #include <QString>
 #include <QStringList>
 
@@ -56,5 +57,7 @@ struct DriveEntry
 };
 
 QString rfc3339(const QDateTime &time);
+// Text as the service's identifiers and tokens are made of.
+QString randomText(QRandomGenerator &random, int length);
 
 #endif // DRIVEENTRY_H

@@ -5,8 +5,12 @@
 #include "drivejournal.h"
 
 #include <QDir>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QSaveFile>
+
+#include <cerrno>
+#include <cstring>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -14,12 +18,18 @@
 namespace {
 const QString JournalName = QStringLiteral("journal.jsonl");
 const QString BlobFolder = QStringLiteral("blobs");
+const QString LockName = QStringLiteral("lock");
 
-bool syncFile(QFile &file)
+bool syncFolder(const QString &folder)
 {
-    return file.flush() && ::fsync(file.handle()) == 0;
+    const int fd = ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY);
+    const bool synced = fd >= 0 && ::fsync(fd) == 0;
+    if (fd >= 0)
+        ::close(fd);
+    return synced;
 }
 
+// A whole file or nothing, on disk with its name.
 bool writeDurably(const QString &path, const QByteArray &data)
 {
     QSaveFile file(path);
@@ -29,55 +39,114 @@ bool writeDurably(const QString &path, const QByteArray &data)
         file.cancelWriting();
         return false;
     }
-    return file.commit();
+    return file.commit() && syncFolder(QFileInfo(path).path());
+}
+
+QByteArray line(const QJsonObject &operation)
+{
+    return QJsonDocument(operation).toJson(QJsonDocument::Compact) + '\n';
 }
 } // namespace
 
 DriveJournal::DriveJournal() = default;
-DriveJournal::~DriveJournal() = default;
 
-bool DriveJournal::open(const QString &folder, QString *error)
+DriveJournal::~DriveJournal()
+{
+    if (m_lock >= 0)
+        ::close(m_lock);
+}
+
+// A record lock: the system lets it go when the process ends, however it ends, and names the
+// process that holds it.
+bool DriveJournal::lock(const QString &folder, QString *error)
 {
     m_folder = folder;
-    if (!QDir().mkpath(QDir(folder).filePath(BlobFolder))) {
-        *error = QStringLiteral("cannot create %1").arg(folder);
+    const QString path = QDir(folder).filePath(LockName);
+    QDir().mkpath(folder);
+    m_lock = ::open(QFile::encodeName(path).constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    if (m_lock < 0) {
+        *error = QStringLiteral("cannot open %1: %2")
+                         .arg(path, QString::fromLocal8Bit(strerror(errno)));
         return false;
     }
-    m_file.setFileName(QDir(folder).filePath(JournalName));
-    if (!m_file.open(QIODevice::ReadWrite)) {
-        *error = QStringLiteral("cannot open %1: %2").arg(m_file.fileName(), m_file.errorString());
-        return false;
-    }
+    struct flock region = {};
+    region.l_type = F_WRLCK;
+    region.l_whence = SEEK_SET;
+    if (::fcntl(m_lock, F_SETLK, &region) == 0)
+        return true;
+    ::fcntl(m_lock, F_GETLK, &region);
+    *error = QStringLiteral("the data folder %1 is in use by process %2")
+                     .arg(folder)
+                     .arg(region.l_pid);
+    return false;
+}
 
-    const QByteArray data = m_file.readAll();
-    qsizetype good = 0;
-    while (good < data.size()) {
-        const qsizetype newline = data.indexOf('\n', good);
-        if (newline < 0)
-            break;
-        QJsonParseError parseError;
-        const QJsonDocument document =
-                QJsonDocument::fromJson(data.mid(good, newline - good), &parseError);
-        if (parseError.error != QJsonParseError::NoError || !document.isObject())
-            break;
-        m_records.append(document.object());
-        good = newline + 1;
+bool DriveJournal::open(QString *error)
+{
+    QFile journal(QDir(m_folder).filePath(JournalName));
+    if (!QDir().mkpath(QDir(m_folder).filePath(BlobFolder))
+        || (journal.exists() && !journal.open(QIODevice::ReadOnly))) {
+        *error =
+                QStringLiteral("cannot open %1: %2").arg(journal.fileName(), journal.errorString());
+        return false;
     }
     // Whatever follows the last whole record was being written when the process died.
-    if (good < data.size() && !m_file.resize(good)) {
-        *error = QStringLiteral("cannot repair %1").arg(m_file.fileName());
+    for (const QByteArray &text :
+         (journal.isOpen() ? journal.readAll() : QByteArray()).split('\n')) {
+        const QJsonDocument document = QJsonDocument::fromJson(text);
+        if (!document.isObject())
+            break;
+        apply(document.object());
+    }
+    m_file.setFileName(journal.fileName());
+    if (!compact()) {
+        *error = QStringLiteral("cannot rewrite the journal in %1").arg(m_folder);
         return false;
     }
-    m_file.seek(good);
     return true;
 }
 
-bool DriveJournal::append(const QJsonObject &record)
+// Files were kept under "id" and deleted as "ids" before other records joined them.
+void DriveJournal::apply(const QJsonObject &operation)
+{
+    const QString op = operation.value(QStringLiteral("op")).toString();
+    if (op == QLatin1String("put")) {
+        QJsonObject record = operation;
+        record.remove(QStringLiteral("op"));
+        m_live.insert(operation.value(QStringLiteral("key"))
+                              .toString(operation.value(QStringLiteral("id")).toString()),
+                      record);
+    } else if (op == QLatin1String("delete")) {
+        const QJsonValue keys = operation.value(QStringLiteral("keys"));
+        for (const QJsonValue &key :
+             (keys.isArray() ? keys : operation.value(QStringLiteral("ids"))).toArray())
+            m_live.remove(key.toString());
+    }
+}
+
+bool DriveJournal::append(const QJsonObject &operation)
 {
     if (!m_file.isOpen())
         return true;
-    const QByteArray line = QJsonDocument(record).toJson(QJsonDocument::Compact) + '\n';
-    return m_file.write(line) == line.size() && syncFile(m_file);
+    const QByteArray text = line(operation);
+    if (m_file.write(text) != text.size() || !m_file.flush() || ::fsync(m_file.handle()) != 0)
+        return false;
+    apply(operation);
+    return true;
+}
+
+bool DriveJournal::put(const QString &key, const QJsonObject &record)
+{
+    QJsonObject operation = record;
+    operation.insert(QStringLiteral("op"), QStringLiteral("put"));
+    operation.insert(QStringLiteral("key"), key);
+    return append(operation);
+}
+
+bool DriveJournal::remove(const QStringList &keys)
+{
+    return append({ { QStringLiteral("op"), QStringLiteral("delete") },
+                    { QStringLiteral("keys"), QJsonArray::fromStringList(keys) } });
 }
 
 QString DriveJournal::blobPath(const QString &md5) const
@@ -87,9 +156,7 @@ QString DriveJournal::blobPath(const QString &md5) const
 
 bool DriveJournal::writeBlob(const QString &md5, const QByteArray &content)
 {
-    if (!m_file.isOpen() || QFile::exists(blobPath(md5)))
-        return true;
-    return writeDurably(blobPath(md5), content) && syncFolder(QDir(m_folder).filePath(BlobFolder));
+    return !m_file.isOpen() || QFile::exists(blobPath(md5)) || writeDurably(blobPath(md5), content);
 }
 
 QByteArray DriveJournal::readBlob(const QString &md5, bool *ok) const
@@ -99,34 +166,24 @@ QByteArray DriveJournal::readBlob(const QString &md5, bool *ok) const
     return *ok ? file.readAll() : QByteArray();
 }
 
-bool DriveJournal::compact(const QList<QJsonObject> &records, const QSet<QString> &liveBlobs)
+bool DriveJournal::compact()
 {
-    if (!m_file.isOpen())
-        return true;
     QByteArray data;
-    for (const QJsonObject &record : records)
-        data += QJsonDocument(record).toJson(QJsonDocument::Compact) + '\n';
-    m_file.close();
-    if (!writeDurably(m_file.fileName(), data) || !syncFolder(m_folder))
+    QSet<QString> blobs;
+    for (auto it = m_live.cbegin(); it != m_live.cend(); ++it) {
+        QJsonObject operation = it.value();
+        operation.insert(QStringLiteral("op"), QStringLiteral("put"));
+        operation.insert(QStringLiteral("key"), it.key());
+        data += line(operation);
+        blobs.insert(it->value(QStringLiteral("blob")).toString());
+    }
+    if (!writeDurably(m_file.fileName(), data)
+        || !m_file.open(QIODevice::WriteOnly | QIODevice::Append))
         return false;
-    if (!m_file.open(QIODevice::ReadWrite | QIODevice::Append))
-        return false;
-    m_records = records;
-
-    const QDir blobs(QDir(m_folder).filePath(BlobFolder));
-    for (const QString &name : blobs.entryList(QDir::Files | QDir::Hidden)) {
-        if (!liveBlobs.contains(name))
-            QFile::remove(blobs.filePath(name));
+    const QDir folder(QDir(m_folder).filePath(BlobFolder));
+    for (const QString &name : folder.entryList(QDir::Files | QDir::Hidden)) {
+        if (!blobs.contains(name))
+            QFile::remove(folder.filePath(name));
     }
     return true;
-}
-
-bool DriveJournal::syncFolder(const QString &folder) const
-{
-    const int fd = ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY);
-    if (fd < 0)
-        return false;
-    const bool synced = ::fsync(fd) == 0;
-    ::close(fd);
-    return synced;
 }

@@ -6,39 +6,45 @@
 #define DRIVEJOURNAL_H
 
 #include <QFile>
+#include <QHash>
 #include <QJsonObject>
-#include <QList>
-#include <QSet>
 #include <QString>
 
-// Keeps the emulator's state on disk: an append-only journal of JSON records, one per line,
-// and file contents as blobs named by their MD5. Every write reaches the disk (fsync) before
-// the call returns, so what the emulator has acknowledged survives a kill at any moment.
+// Keeps the emulator's state on disk: an append-only journal of JSON records, one per line, each
+// a put of a record under a key or the deletion of keys, and file contents as blobs named by
+// their MD5. Every write reaches the disk (fsync) before the call returns, so what the emulator
+// has acknowledged survives a kill at any moment. Until open() it keeps nothing.
 class DriveJournal
 {
 public:
     DriveJournal();
     ~DriveJournal();
 
-    // Creates the folder when needed and reads back the records of earlier runs. A record
-    // torn by a kill (never acknowledged) is dropped.
-    bool open(const QString &folder, QString *error);
-    bool isOpen() const { return m_file.isOpen(); }
-    QList<QJsonObject> records() const { return m_records; }
+    // Makes the folder, created when needed, this process's alone for as long as it lives,
+    // before anything in it is read: two emulators on one folder would lose each other's writes.
+    bool lock(const QString &folder, QString *error);
+    // Reads back the locked folder's records, drops a last one torn by a kill (never
+    // acknowledged), and rewrites the journal with the records that are live.
+    bool open(QString *error);
+    // The records live, by key.
+    const QHash<QString, QJsonObject> &records() const { return m_live; }
 
-    bool append(const QJsonObject &record);
+    bool put(const QString &key, const QJsonObject &record);
+    bool remove(const QStringList &keys);
     bool writeBlob(const QString &md5, const QByteArray &content);
     QByteArray readBlob(const QString &md5, bool *ok) const;
-    // Replaces the journal by these records and deletes the blobs nobody refers to.
-    bool compact(const QList<QJsonObject> &records, const QSet<QString> &liveBlobs);
 
 private:
+    bool append(const QJsonObject &operation);
+    void apply(const QJsonObject &operation);
+    // Replaces the journal by the live records and deletes the blobs none of them refers to.
+    bool compact();
     QString blobPath(const QString &md5) const;
-    bool syncFolder(const QString &folder) const;
 
     QString m_folder;
+    int m_lock = -1;
     QFile m_file;
-    QList<QJsonObject> m_records;
+    QHash<QString, QJsonObject> m_live;
 };
 
 #endif // DRIVEJOURNAL_H

@@ -6,11 +6,11 @@
 
 #include "driveentry.h"
 
-#include <QList>
+#include <QRegularExpression>
 
 struct DriveQuery::Node
 {
-    enum Kind { And, Or, Not, Term } kind;
+    enum Kind { And, Or, Not, Term } kind = Term;
     std::shared_ptr<const Node> left;
     std::shared_ptr<const Node> right;
     // Term
@@ -21,127 +21,77 @@ struct DriveQuery::Node
 };
 
 namespace {
-using NodePtr = std::shared_ptr<const DriveQuery::Node>;
+using Node = DriveQuery::Node;
+using NodePtr = std::shared_ptr<const Node>;
+
+// The parser, the evaluation and the tree's destruction all recurse as deep as the query nests:
+// a bound on its length keeps a hostile query from exhausting the stack.
+constexpr int MaxTokens = 1000;
 
 struct Token
 {
-    enum Kind { String, Word, Operator, Open, Close, End } kind;
+    enum Kind { String, Word, Operator, Open, Close, End, Bad } kind = End;
     QString text;
 };
 
-class Tokenizer
-{
-public:
-    explicit Tokenizer(const QString &text) : m_text(text) { }
-
-    bool tokenize(QList<Token> &tokens, QString *error)
-    {
-        while (skipSpaces()) {
-            const QChar c = m_text.at(m_pos);
-            if (c == QLatin1Char('\'')) {
-                QString value;
-                if (!readString(value, error))
-                    return false;
-                tokens.append({ Token::String, value });
-            } else if (c == QLatin1Char('(') || c == QLatin1Char(')')) {
-                tokens.append({ c == QLatin1Char('(') ? Token::Open : Token::Close, c });
-                ++m_pos;
-            } else if (QStringLiteral("=!<>").contains(c)) {
-                tokens.append({ Token::Operator, readOperator() });
-            } else if (isWordCharacter(c)) {
-                const int start = m_pos;
-                while (m_pos < m_text.size() && isWordCharacter(m_text.at(m_pos)))
-                    ++m_pos;
-                tokens.append({ Token::Word, m_text.mid(start, m_pos - start) });
-            } else {
-                *error = QStringLiteral("unexpected character '%1'").arg(c);
-                return false;
-            }
-        }
-        tokens.append({ Token::End, QString() });
-        return true;
-    }
-
-private:
-    static bool isWordCharacter(QChar c)
-    {
-        return c.isLetterOrNumber() || c == QLatin1Char('_') || c == QLatin1Char('.');
-    }
-
-    bool skipSpaces()
-    {
-        while (m_pos < m_text.size() && m_text.at(m_pos).isSpace())
-            ++m_pos;
-        return m_pos < m_text.size();
-    }
-
-    bool readString(QString &value, QString *error)
-    {
-        ++m_pos; // opening quote
-        while (m_pos < m_text.size()) {
-            const QChar c = m_text.at(m_pos++);
-            if (c == QLatin1Char('\''))
-                return true;
-            if (c == QLatin1Char('\\')) {
-                if (m_pos >= m_text.size())
-                    break;
-                value += m_text.at(m_pos++);
-            } else {
-                value += c;
-            }
-        }
-        *error = QStringLiteral("unterminated string");
-        return false;
-    }
-
-    QString readOperator()
-    {
-        const QChar c = m_text.at(m_pos++);
-        if (m_pos < m_text.size() && m_text.at(m_pos) == QLatin1Char('=')
-            && c != QLatin1Char('=')) {
-            ++m_pos;
-            return QString(c) + QLatin1Char('=');
-        }
-        return QString(c);
-    }
-
-    const QString &m_text;
-    int m_pos = 0;
-};
-
+// Recursive descent with one token of look-ahead; a null tree for anything outside the language.
 class Parser
 {
 public:
-    Parser(const QList<Token> &tokens, QString *error) : m_tokens(tokens), m_error(error) { }
+    explicit Parser(const QString &text) : m_text(text) { advance(); }
 
     NodePtr parse()
     {
         NodePtr root = parseOr();
-        if (root && peek().kind != Token::End)
-            return fail(QStringLiteral("unexpected '%1'").arg(peek().text));
-        return root;
+        return m_token.kind == Token::End ? root : nullptr;
     }
 
 private:
-    const Token &peek() const { return m_tokens.at(m_pos); }
-    const Token &next() { return m_tokens.at(m_pos < m_tokens.size() - 1 ? m_pos++ : m_pos); }
-
-    bool peekKeyword(const char *keyword) const
+    // One token: a quoted string (backslash escapes), a parenthesis, an operator or a word.
+    void advance()
     {
-        return peek().kind == Token::Word
-                && peek().text.compare(QLatin1String(keyword), Qt::CaseInsensitive) == 0;
+        static const QRegularExpression token(
+                QStringLiteral("\\G\\s*(?:'((?:\\\\.|[^'\\\\])*)'|\"((?:\\\\.|[^\"\\\\])*)\"|([()])"
+                               "|([=<>]=?|!=)|([\\w.]+)|(\\S))"));
+        const QRegularExpressionMatch match =
+                token.match(m_text, m_pos, QRegularExpression::NormalMatch,
+                            QRegularExpression::DontCheckSubjectStringMatchOption);
+        m_pos = qMax(m_pos, match.capturedEnd());
+        if (++m_count > MaxTokens || match.hasCaptured(6) || !match.hasMatch())
+            m_token = { match.hasMatch() || m_count > MaxTokens ? Token::Bad : Token::End, {} };
+        else if (match.hasCaptured(1) || match.hasCaptured(2))
+            m_token = { Token::String,
+                        match.captured(match.hasCaptured(1) ? 1 : 2)
+                                .replace(QRegularExpression(QStringLiteral("\\\\(.)")),
+                                         QStringLiteral("\\1")) };
+        else if (match.hasCaptured(3))
+            m_token = { match.captured(3) == QLatin1String("(") ? Token::Open : Token::Close, {} };
+        else
+            m_token = { match.hasCaptured(4) ? Token::Operator : Token::Word,
+                        match.captured(match.hasCaptured(4) ? 4 : 5) };
     }
 
-    NodePtr fail(const QString &why)
+    Token take()
     {
-        if (m_error->isEmpty())
-            *m_error = why;
-        return nullptr;
+        const Token token = m_token;
+        advance();
+        return token;
     }
 
-    static NodePtr combine(DriveQuery::Node::Kind kind, NodePtr left, NodePtr right)
+    bool takeKeyword(const char *keyword)
     {
-        auto node = std::make_shared<DriveQuery::Node>();
+        if (m_token.kind != Token::Word
+            || m_token.text.compare(QLatin1String(keyword), Qt::CaseInsensitive) != 0)
+            return false;
+        advance();
+        return true;
+    }
+
+    static NodePtr combine(Node::Kind kind, NodePtr left, NodePtr right = nullptr)
+    {
+        if (!left || (kind != Node::Not && !right))
+            return nullptr;
+        auto node = std::make_shared<Node>();
         node->kind = kind;
         node->left = std::move(left);
         node->right = std::move(right);
@@ -151,180 +101,114 @@ private:
     NodePtr parseOr()
     {
         NodePtr left = parseAnd();
-        while (left && peekKeyword("or")) {
-            next();
-            NodePtr right = parseAnd();
-            if (!right)
-                return nullptr;
-            left = combine(DriveQuery::Node::Or, left, right);
-        }
+        while (left && takeKeyword("or"))
+            left = combine(Node::Or, left, parseAnd());
         return left;
     }
 
     NodePtr parseAnd()
     {
         NodePtr left = parseUnary();
-        while (left && peekKeyword("and")) {
-            next();
-            NodePtr right = parseUnary();
-            if (!right)
-                return nullptr;
-            left = combine(DriveQuery::Node::And, left, right);
-        }
+        while (left && takeKeyword("and"))
+            left = combine(Node::And, left, parseUnary());
         return left;
     }
 
     NodePtr parseUnary()
     {
-        if (peekKeyword("not")) {
-            next();
-            NodePtr operand = parseUnary();
-            return operand ? combine(DriveQuery::Node::Not, operand, nullptr) : nullptr;
-        }
-        if (peek().kind == Token::Open) {
-            next();
-            NodePtr inner = parseOr();
-            if (!inner)
-                return nullptr;
-            if (next().kind != Token::Close)
-                return fail(QStringLiteral("missing ')'"));
-            return inner;
-        }
-        return parseTerm();
+        if (takeKeyword("not"))
+            return combine(Node::Not, parseUnary());
+        if (m_token.kind != Token::Open)
+            return parseTerm();
+        advance();
+        NodePtr inner = parseOr();
+        return take().kind == Token::Close ? inner : nullptr;
     }
 
     NodePtr parseTerm()
     {
-        auto term = std::make_shared<DriveQuery::Node>();
-        term->kind = DriveQuery::Node::Term;
-        const Token first = next();
-        if (first.kind == Token::String) {
-            // 'ID' in parents
-            if (!peekKeyword("in"))
-                return fail(QStringLiteral("expected 'in' after a value"));
-            next();
-            const Token collection = next();
-            if (collection.kind != Token::Word || collection.text != QLatin1String("parents"))
-                return fail(QStringLiteral("unsupported collection '%1'").arg(collection.text));
-            term->field = QStringLiteral("parents");
-            term->op = QStringLiteral("in");
+        auto term = std::make_shared<Node>();
+        const Token first = take();
+        if (first.kind == Token::String) { // 'ID' in parents
+            const bool in = takeKeyword("in");
+            const Token collection = take();
+            if (!in || collection.kind != Token::Word
+                || collection.text != QLatin1String("parents"))
+                return nullptr;
+            term->field = collection.text;
             term->text = first.text;
             return term;
         }
-        if (first.kind != Token::Word)
-            return fail(QStringLiteral("expected a term"));
-
+        const Token op = take();
+        const Token value = take();
         term->field = first.text;
-        const Token op = next();
-        if (op.kind == Token::Operator)
-            term->op = op.text;
-        else if (op.kind == Token::Word
-                 && op.text.compare(QLatin1String("contains"), Qt::CaseInsensitive) == 0)
-            term->op = QStringLiteral("contains");
-        else
-            return fail(QStringLiteral("expected an operator after '%1'").arg(first.text));
-
-        const Token value = next();
-        if (term->field == QLatin1String("name") || term->field == QLatin1String("mimeType")) {
-            if (term->op != QLatin1String("=") && term->op != QLatin1String("!=")
-                && term->op != QLatin1String("contains"))
-                return fail(QStringLiteral("operator '%1' not allowed here").arg(term->op));
-            if (value.kind != Token::String)
-                return fail(QStringLiteral("expected a quoted value"));
-            term->text = value.text;
-            return term;
-        }
-        if (term->field == QLatin1String("trashed") || term->field == QLatin1String("starred")) {
-            if (term->op != QLatin1String("=") && term->op != QLatin1String("!="))
-                return fail(QStringLiteral("operator '%1' not allowed here").arg(term->op));
-            if (value.kind != Token::Word
-                || (value.text != QLatin1String("true") && value.text != QLatin1String("false")))
-                return fail(QStringLiteral("expected true or false"));
-            term->flag = value.text == QLatin1String("true");
-            return term;
-        }
-        return fail(QStringLiteral("unsupported term '%1'").arg(term->field));
+        term->op = op.kind == Token::Operator ? op.text : op.text.toLower();
+        term->text = value.text;
+        const bool equality = term->op == QLatin1String("=") || term->op == QLatin1String("!=");
+        if (first.kind != Token::Word || (op.kind != Token::Operator && term->op != "contains"))
+            return nullptr;
+        if (term->field == QLatin1String("name") || term->field == QLatin1String("mimeType"))
+            return (equality || term->op == QLatin1String("contains"))
+                            && value.kind == Token::String
+                    ? term
+                    : nullptr;
+        term->flag = value.text == QLatin1String("true");
+        const bool boolean = value.kind == Token::Word && (term->flag || value.text == "false");
+        return term->field == QLatin1String("trashed") && equality && boolean ? term : nullptr;
     }
 
-    const QList<Token> &m_tokens;
-    QString *m_error;
+    const QString &m_text;
     int m_pos = 0;
+    int m_count = 0;
+    Token m_token;
 };
 
 // "contains" on names matches the start of a word: "Hello" finds "HelloWorld" and
 // "my Hello", "World" does not find "HelloWorld".
 bool containsWordPrefix(const QString &name, const QString &value)
 {
-    if (value.isEmpty())
-        return true;
-    int from = 0;
-    for (;;) {
-        const int at = name.indexOf(value, from, Qt::CaseInsensitive);
-        if (at < 0)
-            return false;
+    for (int at = name.indexOf(value, 0, Qt::CaseInsensitive); at >= 0;
+         at = name.indexOf(value, at + 1, Qt::CaseInsensitive)) {
         if (at == 0 || !name.at(at - 1).isLetterOrNumber())
             return true;
-        from = at + 1;
     }
+    return value.isEmpty();
 }
 
-bool evaluate(const DriveQuery::Node &node, const DriveEntry &entry)
+bool evaluate(const Node &node, const DriveEntry &entry)
 {
     switch (node.kind) {
-    case DriveQuery::Node::And:
+    case Node::And:
         return evaluate(*node.left, entry) && evaluate(*node.right, entry);
-    case DriveQuery::Node::Or:
+    case Node::Or:
         return evaluate(*node.left, entry) || evaluate(*node.right, entry);
-    case DriveQuery::Node::Not:
+    case Node::Not:
         return !evaluate(*node.left, entry);
-    case DriveQuery::Node::Term:
+    case Node::Term:
         break;
     }
     const bool negate = node.op == QLatin1String("!=");
     if (node.field == QLatin1String("parents"))
         return entry.parents.contains(node.text);
-    if (node.field == QLatin1String("name")) {
-        if (node.op == QLatin1String("contains"))
-            return containsWordPrefix(entry.name, node.text);
-        return (entry.name.compare(node.text, Qt::CaseInsensitive) == 0) != negate;
-    }
-    if (node.field == QLatin1String("mimeType")) {
-        if (node.op == QLatin1String("contains"))
-            return entry.mimeType.contains(node.text, Qt::CaseInsensitive);
-        return (entry.mimeType == node.text) != negate;
-    }
     if (node.field == QLatin1String("trashed"))
         return (entry.trashed == node.flag) != negate;
-    // starred: nothing in the emulator is starred
-    return (false == node.flag) != negate;
+    if (node.field == QLatin1String("name"))
+        return node.op == QLatin1String("contains")
+                ? containsWordPrefix(entry.name, node.text)
+                : (entry.name.compare(node.text, Qt::CaseInsensitive) == 0) != negate;
+    return node.op == QLatin1String("contains")
+            ? entry.mimeType.contains(node.text, Qt::CaseInsensitive)
+            : (entry.mimeType == node.text) != negate;
 }
 } // namespace
 
-namespace {
-constexpr int MaxTokens = 1000;
-} // namespace
-
-DriveQuery::DriveQuery() = default;
-DriveQuery::~DriveQuery() = default;
-DriveQuery::DriveQuery(const DriveQuery &other) = default;
-DriveQuery &DriveQuery::operator=(const DriveQuery &other) = default;
-
-DriveQuery DriveQuery::parse(const QString &text, QString *error)
+DriveQuery DriveQuery::parse(const QString &text)
 {
     DriveQuery query;
-    error->clear();
-    if (text.trimmed().isEmpty())
-        return query;
-    QList<Token> tokens;
-    // The parser, the evaluation and the tree's destruction all recurse as deep as the query
-    // nests: a bound on its size keeps a hostile query from exhausting the stack.
-    if (Tokenizer(text).tokenize(tokens, error)) {
-        if (tokens.size() > MaxTokens)
-            *error = QStringLiteral("The query is too complex.");
-        else
-            query.m_root = Parser(tokens, error).parse();
+    if (!text.trimmed().isEmpty()) {
+        query.m_root = Parser(text).parse();
+        query.m_valid = query.m_root != nullptr;
     }
-    query.m_valid = query.m_root != nullptr;
     return query;
 }
 

@@ -15,20 +15,14 @@ struct DriveEntry;
 //   'ID' in parents
 //   name = | != | contains 'text'
 //   mimeType = | != | contains 'text'
-//   trashed = | != true | false,  starred = | != true | false
-// combined with and, or, not and parentheses. Strings are single-quoted with backslash
-// escapes. Anything else is rejected, as the service rejects it.
+//   trashed = | != true | false
+// combined with and, or, not and parentheses. Strings are single- or double-quoted, with
+// backslash escapes. Anything else is rejected, as the service rejects it.
 class DriveQuery
 {
 public:
-    DriveQuery();
-    ~DriveQuery();
-    DriveQuery(const DriveQuery &other);
-    DriveQuery &operator=(const DriveQuery &other);
-
-    // An empty text matches everything. On a syntax error the query is invalid and error
-    // says why.
-    static DriveQuery parse(const QString &text, QString *error);
+    // An empty text matches everything.
+    static DriveQuery parse(const QString &text);
 
     bool isValid() const { return m_valid; }
     bool matches(const DriveEntry &entry) const;

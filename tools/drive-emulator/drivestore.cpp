@@ -7,36 +7,20 @@
 #include "drivejournal.h"
 
 #include <QCryptographicHash>
-#include <QJsonArray>
 #include <QSet>
-
-namespace {
-const QString PutOperation = QStringLiteral("put");
-const QString DeleteOperation = QStringLiteral("delete");
-const QString IdCharacters =
-        QStringLiteral("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_");
-} // namespace
 
 DriveStore::DriveStore() : m_random(QRandomGenerator::securelySeeded())
 {
-    addRoots();
-}
-
-void DriveStore::addRoots()
-{
-    const QDateTime epoch = QDateTime::currentDateTimeUtc();
-    for (const auto &root :
-         { qMakePair(AppDataFolderId, AppDataSpace), qMakePair(MyDriveRootId, DriveSpace) }) {
+    for (const QString &root : { AppDataFolderId, MyDriveRootId }) {
         DriveEntry entry;
-        entry.id = root.first;
-        entry.name = root.first == AppDataFolderId ? QStringLiteral("Application Data")
-                                                   : QStringLiteral("My Drive");
+        entry.id = root;
+        entry.name = root == AppDataFolderId ? QStringLiteral("Application Data")
+                                             : QStringLiteral("My Drive");
         entry.mimeType = FolderMimeType;
-        entry.space = root.second;
-        entry.createdTime = entry.modifiedTime = epoch;
-        entry.sequence = -1 - m_bySequence.size();
-        m_sequenceOf.insert(entry.id, entry.sequence);
-        m_bySequence.emplace(entry.sequence, entry);
+        entry.space = root == AppDataFolderId ? AppDataSpace : DriveSpace;
+        entry.createdTime = entry.modifiedTime = QDateTime::currentDateTimeUtc();
+        entry.sequence = -1 - qint64(m_bySequence.size());
+        insert(entry);
     }
 }
 
@@ -48,15 +32,12 @@ bool DriveStore::isRoot(const QString &id) const
 const DriveEntry *DriveStore::find(const QString &id) const
 {
     const auto sequence = m_sequenceOf.constFind(id);
-    if (sequence == m_sequenceOf.cend())
-        return nullptr;
-    return &m_bySequence.at(*sequence);
+    return sequence == m_sequenceOf.cend() ? nullptr : &m_bySequence.at(*sequence);
 }
 
 QList<const DriveEntry *> DriveStore::entries() const
 {
     QList<const DriveEntry *> result;
-    result.reserve(m_bySequence.size());
     for (const auto &pair : m_bySequence) {
         if (pair.first > 0)
             result.append(&pair.second);
@@ -70,88 +51,63 @@ QStringList DriveStore::subtree(const QString &id) const
     QSet<QString> seen { id };
     // Entries come in creation order, but a moved folder can hold older entries: repeat until
     // nothing new is found.
-    bool grew = true;
-    while (grew) {
+    for (bool grew = true; grew;) {
         grew = false;
         for (const auto &pair : m_bySequence) {
             const DriveEntry &entry = pair.second;
-            if (seen.contains(entry.id))
-                continue;
-            for (const QString &parent : entry.parents) {
-                if (seen.contains(parent)) {
-                    result.append(entry.id);
-                    seen.insert(entry.id);
-                    grew = true;
-                    break;
-                }
+            if (!seen.contains(entry.id) && seen.contains(entry.parents.value(0))) {
+                result.append(entry.id);
+                seen.insert(entry.id);
+                grew = true;
             }
         }
     }
     return result;
 }
 
-QString DriveStore::newId()
-{
-    for (;;) {
-        QString id = QStringLiteral("1");
-        for (int i = 0; i < 32; ++i)
-            id += IdCharacters.at(int(m_random.bounded(quint32(IdCharacters.size()))));
-        if (!m_sequenceOf.contains(id))
-            return id;
-    }
-}
-
 DriveEntry DriveStore::newEntry(const QString &name, const QString &mimeType,
                                 const QString &parentId)
 {
     DriveEntry entry;
-    entry.id = newId();
+    do
+        entry.id = QLatin1Char('1') + randomText(m_random, 32);
+    while (m_sequenceOf.contains(entry.id));
     entry.name = name;
     entry.mimeType = mimeType;
     entry.parents = QStringList(parentId);
     const DriveEntry *parent = find(parentId);
     entry.space = parent ? parent->space : DriveSpace;
     entry.createdTime = entry.modifiedTime = QDateTime::currentDateTimeUtc();
-    if (entry.hasContent()) {
-        entry.setContent(
-                QByteArray(),
-                QString::fromLatin1(
-                        QCryptographicHash::hash(QByteArray(), QCryptographicHash::Md5).toHex()));
-    }
+    if (entry.hasContent())
+        entry.setContent(QByteArray(), QStringLiteral("d41d8cd98f00b204e9800998ecf8427e"));
     return entry;
+}
+
+void DriveStore::insert(DriveEntry entry)
+{
+    m_sequenceOf.insert(entry.id, entry.sequence);
+    m_bySequence[entry.sequence] = std::move(entry);
 }
 
 bool DriveStore::put(DriveEntry entry)
 {
     const auto existing = m_sequenceOf.constFind(entry.id);
     entry.sequence = existing != m_sequenceOf.cend() ? *existing : m_nextSequence++;
-    if (m_journal) {
-        if (entry.hasContent() && !m_journal->writeBlob(entry.blob, entry.content))
-            return false;
-        QJsonObject record = entry.record();
-        record.insert(QStringLiteral("op"), PutOperation);
-        if (!m_journal->append(record))
-            return false;
-    }
-    m_sequenceOf.insert(entry.id, entry.sequence);
-    m_bySequence[entry.sequence] = std::move(entry);
+    if (m_journal
+        && ((entry.hasContent() && !m_journal->writeBlob(entry.blob, entry.content))
+            || !m_journal->put(entry.id, entry.record())))
+        return false;
+    insert(std::move(entry));
     return true;
 }
 
 bool DriveStore::remove(const QStringList &ids)
 {
-    if (m_journal
-        && !m_journal->append({ { QStringLiteral("op"), DeleteOperation },
-                                { QStringLiteral("ids"), QJsonArray::fromStringList(ids) } }))
+    if (m_journal && !m_journal->remove(ids))
         return false;
     for (const QString &id : ids) {
-        if (isRoot(id))
-            continue;
-        const auto sequence = m_sequenceOf.constFind(id);
-        if (sequence == m_sequenceOf.cend())
-            continue;
-        m_bySequence.erase(*sequence);
-        m_sequenceOf.erase(sequence);
+        if (!isRoot(id) && m_sequenceOf.contains(id))
+            m_bySequence.erase(m_sequenceOf.take(id));
     }
     return true;
 }
@@ -164,53 +120,22 @@ void DriveStore::clear()
     remove(ids);
 }
 
-bool DriveStore::load(const QList<QJsonObject> &records, QString *error)
+bool DriveStore::load(DriveJournal *journal, QString *error)
 {
-    for (const QJsonObject &record : records) {
-        const QString op = record.value(QStringLiteral("op")).toString();
-        if (op == DeleteOperation) {
-            for (const QJsonValue &id : record.value(QStringLiteral("ids")).toArray()) {
-                const auto sequence = m_sequenceOf.constFind(id.toString());
-                if (sequence != m_sequenceOf.cend() && !isRoot(id.toString())) {
-                    m_bySequence.erase(*sequence);
-                    m_sequenceOf.erase(sequence);
-                }
-            }
-        } else if (op == PutOperation) {
-            DriveEntry entry = DriveEntry::fromRecord(record);
-            if (entry.hasContent()) {
-                bool ok = false;
-                entry.content = m_journal->readBlob(entry.blob, &ok);
-                if (!ok) {
-                    *error = QStringLiteral("the content of %1 is missing").arg(entry.id);
-                    return false;
-                }
+    m_journal = journal;
+    for (auto it = journal->records().cbegin(); it != journal->records().cend(); ++it) {
+        if (!it.key().startsWith(QLatin1String("token:"))) {
+            DriveEntry entry = DriveEntry::fromRecord(it.value());
+            bool ok = !entry.hasContent();
+            if (!ok)
+                entry.content = journal->readBlob(entry.blob, &ok);
+            if (!ok) {
+                *error = QStringLiteral("the content of %1 is missing").arg(entry.id);
+                return false;
             }
             m_nextSequence = qMax(m_nextSequence, entry.sequence + 1);
-            m_sequenceOf.insert(entry.id, entry.sequence);
-            m_bySequence[entry.sequence] = std::move(entry);
+            insert(std::move(entry));
         }
     }
     return true;
-}
-
-QList<QJsonObject> DriveStore::snapshot() const
-{
-    QList<QJsonObject> records;
-    for (const DriveEntry *entry : entries()) {
-        QJsonObject record = entry->record();
-        record.insert(QStringLiteral("op"), PutOperation);
-        records.append(record);
-    }
-    return records;
-}
-
-QSet<QString> DriveStore::liveBlobs() const
-{
-    QSet<QString> blobs;
-    for (const DriveEntry *entry : entries()) {
-        if (entry->hasContent())
-            blobs.insert(entry->blob);
-    }
-    return blobs;
 }

@@ -10,7 +10,6 @@
 #include <QHash>
 #include <QList>
 #include <QRandomGenerator>
-#include <QSet>
 
 #include <map>
 
@@ -24,12 +23,8 @@ public:
     DriveStore();
     // Identifiers from this seed: the same requests then give the same ones.
     void setSeed(quint32 seed) { m_random.seed(seed); }
-
-    // Persists every change through journal from now on; load() first reads its records.
-    void setJournal(DriveJournal *journal) { m_journal = journal; }
-    bool load(const QList<QJsonObject> &records, QString *error);
-    QList<QJsonObject> snapshot() const;
-    QSet<QString> liveBlobs() const;
+    // Reads the entries the journal holds, and keeps every change there from now on.
+    bool load(DriveJournal *journal, QString *error);
 
     const DriveEntry *find(const QString &id) const;
     QList<const DriveEntry *> entries() const; // creation order, roots excluded
@@ -37,7 +32,6 @@ public:
     // The identifiers of id and of everything below it.
     QStringList subtree(const QString &id) const;
 
-    QString newId();
     // A fresh entry under parentId (in the parent's space), not stored yet.
     DriveEntry newEntry(const QString &name, const QString &mimeType, const QString &parentId);
     // Stores entry (new or replaced) durably. A new entry goes last in creation order.
@@ -46,7 +40,7 @@ public:
     void clear();
 
 private:
-    void addRoots();
+    void insert(DriveEntry entry);
 
     std::map<qint64, DriveEntry> m_bySequence;
     QHash<QString, qint64> m_sequenceOf;

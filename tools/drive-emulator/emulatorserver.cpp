@@ -4,11 +4,93 @@
 
 #include "emulatorserver.h"
 
-#include "driveerror.h"
 #include "httpconnection.h"
+#include "serviceerror.h"
 
 #include <QElapsedTimer>
 #include <QTextStream>
+
+namespace {
+using Call = EmulatorServer::Call;
+using Route = EmulatorServer::Route;
+
+HttpResponse done()
+{
+    return HttpResponse::empty(204);
+}
+} // namespace
+
+const QList<Route> &EmulatorServer::routes()
+{
+    using S = EmulatorServer;
+    static const QList<Route> table {
+        { "GET", "/drive/v3/files", Route::Drive,
+          [](S &s, Call &c) {
+              return s.m_drive.list(c.request, c.fault && c.fault->action == FaultRule::ShortPage);
+          } },
+        { "POST", "/drive/v3/files", Route::Drive,
+          [](S &s, Call &c) { return s.m_drive.create(c.request); } },
+        { "GET", "/drive/v3/files/{id}", Route::Drive,
+          [](S &s, Call &c) { return s.m_drive.get(c.request, c.id); } },
+        { "PATCH", "/drive/v3/files/{id}", Route::Drive,
+          [](S &s, Call &c) { return s.m_drive.update(c.request, c.id); } },
+        { "DELETE", "/drive/v3/files/{id}", Route::Drive,
+          [](S &s, Call &c) { return s.m_drive.remove(c.id); } },
+        { "POST", "/drive/v3/files/{id}/copy", Route::Drive,
+          [](S &s, Call &c) { return s.m_drive.copy(c.request, c.id); } },
+        { "POST", "/upload/drive/v3/files", Route::Drive,
+          [](S &s, Call &c) { return s.m_drive.upload(c.request, QString()); } },
+        { "PATCH", "/upload/drive/v3/files/{id}", Route::Drive,
+          [](S &s, Call &c) { return s.m_drive.upload(c.request, c.id); } },
+        { "GET", "/o/oauth2/v2/auth", Route::OAuth,
+          [](S &s, Call &c) { return s.m_oauth.authorize(c.request); } },
+        { "POST", "/o/oauth2/v2/consent", Route::OAuth,
+          [](S &s, Call &c) { return s.m_oauth.decide(c.request); } },
+        { "POST", "/o/oauth2/token", Route::OAuth,
+          [](S &s, Call &c) { return s.m_oauth.token(c.request); } },
+        // The token host's current path, which client libraries use by default.
+        { "POST", "/token", Route::OAuth,
+          [](S &s, Call &c) { return s.m_oauth.token(c.request); } },
+        { "GET", "/_emulator/health", Route::Control,
+          [](S &, Call &) {
+              return HttpResponse::json(200,
+                                        { { QStringLiteral("status"), QStringLiteral("ok") } });
+          } },
+        { "GET", "/_emulator/files", Route::Control,
+          [](S &s, Call &) { return s.m_control.listFiles(); } },
+        { "POST", "/_emulator/files", Route::Control,
+          [](S &s, Call &c) { return s.m_control.seedFiles(c.request.body); } },
+        { "DELETE", "/_emulator/files", Route::Control,
+          [](S &s, Call &) { return s.m_store.clear(), done(); } },
+        { "GET", "/_emulator/files/{id}/content", Route::Control,
+          [](S &s, Call &c) { return s.m_control.fileContent(c.id); } },
+        { "POST", "/_emulator/tokens", Route::Control,
+          [](S &s, Call &c) { return s.m_control.issueTokens(c.request.body); } },
+        { "POST", "/_emulator/tokens/expire", Route::Control,
+          [](S &s, Call &) { return s.m_tokens.expireAccessTokens(), done(); } },
+        { "POST", "/_emulator/tokens/revoke", Route::Control,
+          [](S &s, Call &) { return s.m_tokens.revokeRefreshTokens(), done(); } },
+        { "POST", "/_emulator/settings", Route::Control,
+          [](S &s, Call &c) { return s.m_control.settings(c.request.body); } },
+        { "GET", "/_emulator/requests", Route::Control,
+          [](S &s, Call &c) { return s.m_control.requests(c.request); } },
+        { "DELETE", "/_emulator/requests", Route::Control,
+          [](S &s, Call &) { return s.m_log.clear(), done(); } },
+        { "GET", "/_emulator/requests/{id}/body", Route::Control,
+          [](S &s, Call &c) { return s.m_control.requestBody(c.id); } },
+        { "GET", "/_emulator/faults", Route::Control,
+          [](S &s, Call &) {
+              return HttpResponse::json(200, { { QStringLiteral("faults"), s.m_faults.rules() } });
+          } },
+        { "POST", "/_emulator/faults", Route::Control,
+          [](S &s, Call &c) { return s.m_control.addFaults(c.request.body); } },
+        { "DELETE", "/_emulator/faults", Route::Control,
+          [](S &s, Call &) { return s.m_faults.clear(), done(); } },
+        { "POST", "/_emulator/reset", Route::Control,
+          [](S &s, Call &) { return s.m_control.reset(), done(); } },
+    };
+    return table;
+}
 
 EmulatorServer::EmulatorServer(const Options &options, QObject *parent)
     : QObject(parent),
@@ -28,36 +110,53 @@ EmulatorServer::EmulatorServer(const Options &options, QObject *parent)
     connect(&m_server, &DescriptorServer::accepted, this, &EmulatorServer::accept);
 }
 
+// The folder is locked before anything in it is read, and the journal rewritten only once the
+// port is this process's too: an emulator that cannot start changes nothing.
 bool EmulatorServer::start(QString *error)
 {
-    if (!m_options.dataFolder.isEmpty()) {
-        if (!m_journal.open(m_options.dataFolder, error))
-            return false;
-        m_store.setJournal(&m_journal);
-        m_tokens.setJournal(&m_journal);
-        const QList<QJsonObject> records = m_journal.records();
-        if (!m_store.load(records, error))
-            return false;
-        m_tokens.load(records);
-        // Start each run from a compact journal.
-        if (!m_journal.compact(m_store.snapshot() + m_tokens.snapshot(), m_store.liveBlobs())) {
-            *error = QStringLiteral("cannot rewrite the journal in %1").arg(m_options.dataFolder);
-            return false;
-        }
-    }
+    const QString &folder = m_options.dataFolder;
+    if (!folder.isEmpty() && !m_journal.lock(folder, error))
+        return false;
     if (!m_server.listen(m_options.address, m_options.port)) {
         *error = m_server.errorString();
         return false;
     }
+    if (folder.isEmpty())
+        return true;
+    if (!m_journal.open(error) || !m_store.load(&m_journal, error))
+        return false;
+    m_tokens.load(&m_journal);
     return true;
+}
+
+const Route *EmulatorServer::find(const HttpRequest &request, QString *id)
+{
+    const QList<QByteArray> segments = request.path.split('/');
+    for (const Route &route : routes()) {
+        const QList<QByteArray> pattern = route.pattern.split('/');
+        if (route.method != request.method || pattern.size() != segments.size())
+            continue;
+        qsizetype same = 0;
+        while (same < pattern.size()
+               && (pattern.at(same) == segments.at(same) || pattern.at(same) == "{id}"))
+            ++same;
+        if (same == pattern.size()) {
+            const qsizetype at = pattern.indexOf("{id}");
+            *id = at < 0 ? QString()
+                         : QString::fromUtf8(QByteArray::fromPercentEncoding(segments.at(at)));
+            return &route;
+        }
+    }
+    return nullptr;
 }
 
 void EmulatorServer::accept(qintptr socketDescriptor)
 {
     auto *connection = new HttpConnection(socketDescriptor, m_options.maxBody, this);
-    connection->setDigestPolicy(&DriveService::digestFor);
     connection->setPacePolicy([this](const HttpRequest &head) -> qint64 {
-        if (ControlService::handles(head.path))
+        QString id;
+        const Route *route = find(head, &id);
+        if (route && route->service == Route::Control)
             return 0;
         const std::optional<FaultRule> throttle = m_faults.takeThrottle(head);
         return throttle ? throttle->bytesPerSecond : 0;
@@ -71,23 +170,25 @@ void EmulatorServer::serve(HttpConnection *connection)
     HttpRequest request = connection->takeRequest();
     QElapsedTimer timer;
     timer.start();
-
     const qsizetype bodySize = request.body.size();
+    QString id;
+    const Route *route = find(request, &id);
     HttpResponse response;
-    int logIndex = -1;
-    if (ControlService::handles(request.path)) {
+    if (route && route->service == Route::Control) {
+        Call call { request, id, nullptr };
         response = request.peer.isLoopback()
-                ? m_control.handle(request)
+                ? route->handle(*this, call)
                 : HttpResponse::json(403,
                                      { { QStringLiteral("error"),
                                          QStringLiteral("control is for loopback clients") } });
     } else {
-        logIndex = m_log.append(request);
+        const int logIndex = m_log.append(request);
         const std::optional<FaultRule> fault = m_faults.take(request);
         if (fault && (fault->status != 0 || fault->action == FaultRule::Drop)) {
-            response = faultAnswer(*fault, request);
+            response = faultAnswer(*fault, route);
         } else {
-            response = route(request);
+            Call call { request, id, fault ? &*fault : nullptr };
+            response = answer(route, call);
             if (fault)
                 applyFault(*fault, response);
         }
@@ -104,18 +205,20 @@ void EmulatorServer::serve(HttpConnection *connection)
     connection->respond(response);
 }
 
-HttpResponse EmulatorServer::route(HttpRequest &request)
+HttpResponse EmulatorServer::answer(const Route *route, Call &call)
 {
-    if (DriveService::handles(request.path))
-        return m_drive.handle(request);
-    if (OAuthService::handles(request.path))
-        return m_oauth.handle(request);
-    return DriveError::make(404, QStringLiteral("notFound"), QStringLiteral("Not Found"));
+    if (!route)
+        return DriveError::make(DriveError::NoSuchRoute);
+    if (route->service == Route::Drive) {
+        if (auto refused = m_drive.admit(call.request))
+            return *refused;
+    }
+    return route->handle(*this, call);
 }
 
 // A rule that replaces the answer: an error status (with the endpoint's usual body unless the
 // rule gives one) or a connection closed without any answer.
-HttpResponse EmulatorServer::faultAnswer(const FaultRule &rule, const HttpRequest &request) const
+HttpResponse EmulatorServer::faultAnswer(const FaultRule &rule, const Route *route)
 {
     HttpResponse response;
     if (rule.action == FaultRule::Drop) {
@@ -125,17 +228,17 @@ HttpResponse EmulatorServer::faultAnswer(const FaultRule &rule, const HttpReques
         response.body = rule.body;
         if (!rule.contentType.isEmpty())
             response.setHeader("Content-Type", rule.contentType);
-    } else if (OAuthService::handles(request.path)) {
-        response = OAuthService::errorForStatus(rule.status);
     } else {
-        response = DriveError::forStatus(rule.status);
+        const auto forFault = route && route->service == Route::OAuth ? &TokenError::forFault
+                                                                      : &DriveError::forFault;
+        response = forFault(rule.status, rule.reason).value_or(*forFault(rule.status, QString()));
     }
     response.delayMs = rule.delayMs;
     return response;
 }
 
 // A rule that spoils a served answer on its way out.
-void EmulatorServer::applyFault(const FaultRule &rule, HttpResponse &response) const
+void EmulatorServer::applyFault(const FaultRule &rule, HttpResponse &response)
 {
     response.delayMs = rule.delayMs;
     if (rule.action == FaultRule::Truncate)

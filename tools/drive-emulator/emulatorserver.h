@@ -9,6 +9,7 @@
 #include "drivejournal.h"
 #include "driveservice.h"
 #include "drivestore.h"
+#include "emulatordefaults.h"
 #include "faultinjector.h"
 #include "oauthservice.h"
 #include "requestlog.h"
@@ -37,7 +38,8 @@ protected:
     void incomingConnection(qintptr socketDescriptor) override { emit accepted(socketDescriptor); }
 };
 
-// The emulator: one HTTP/1.1 server in front of the Drive, OAuth and control endpoints.
+// The emulator: one HTTP/1.1 server in front of the Drive, OAuth and control endpoints. What it
+// answers is one table, routes(), which one dispatcher consults for every request.
 class EmulatorServer : public QObject
 {
     Q_OBJECT
@@ -45,31 +47,53 @@ class EmulatorServer : public QObject
 public:
     struct Options
     {
-        QHostAddress address = QHostAddress::LocalHost;
-        quint16 port = 0;
+        QHostAddress address = QHostAddress(QLatin1String(EmulatorDefaults::Address));
+        quint16 port = EmulatorDefaults::Port;
         bool autoApprove = false;
-        int tokenTtl = 3599;
+        int tokenTtl = EmulatorDefaults::TokenTtl;
         QString clientId;
         QString clientSecret;
         QString dataFolder; // empty: memory only
-        qint64 maxBody = qint64(2) * 1024 * 1024 * 1024;
+        qint64 maxBody = EmulatorDefaults::MaxBody;
         bool log = false;
-        qint64 logBodies = 8 * 1024 * 1024; // request bodies kept whole in the log up to this size
+        qint64 logBodies = EmulatorDefaults::LogBodies;
         std::optional<quint32> seed; // identifiers, codes and tokens repeat from run to run
         QList<FaultRule> faults;
     };
 
+    // A request on its way to its handler.
+    struct Call
+    {
+        HttpRequest &request;
+        QString id; // what stood for "{id}" in the path, percent-decoded
+        const FaultRule *fault; // the rule the request matched, if any
+    };
+
+    // A method, a path in which "{id}" stands for one segment, who answers and how. Drive routes
+    // need an access token; control routes answer loopback clients only, unlogged and unfaulted.
+    struct Route
+    {
+        enum Service { Drive, OAuth, Control };
+        QByteArray method;
+        QByteArray pattern;
+        Service service;
+        HttpResponse (*handle)(EmulatorServer &server, Call &call);
+    };
+    static const QList<Route> &routes();
+
     explicit EmulatorServer(const Options &options, QObject *parent = nullptr);
 
+    // Locks the data folder, listens, then reads the folder.
     bool start(QString *error);
     quint16 port() const { return m_server.serverPort(); }
 
 private:
+    static const Route *find(const HttpRequest &request, QString *id);
     void accept(qintptr socketDescriptor);
     void serve(HttpConnection *connection);
-    HttpResponse route(HttpRequest &request);
-    HttpResponse faultAnswer(const FaultRule &rule, const HttpRequest &request) const;
-    void applyFault(const FaultRule &rule, HttpResponse &response) const;
+    HttpResponse answer(const Route *route, Call &call);
+    static HttpResponse faultAnswer(const FaultRule &rule, const Route *route);
+    static void applyFault(const FaultRule &rule, HttpResponse &response);
 
     Options m_options;
     DescriptorServer m_server;

@@ -4,12 +4,13 @@
 
 #include "faultinjector.h"
 
+#include "serviceerror.h"
+
 #include <iterator>
 
 namespace {
-const char *const ActionNames[] = {
-    "answer", "drop", "truncate", "corrupt", "chunked", "throttle"
-};
+const char *const ActionNames[] = { "answer",  "drop",     "truncate", "corrupt",
+                                    "chunked", "throttle", "shortPage" };
 } // namespace
 
 bool FaultRule::matches(const HttpRequest &request) const
@@ -33,6 +34,8 @@ QJsonObject FaultRule::toJson() const
         object.insert(QStringLiteral("query"), queryContains);
     if (status)
         object.insert(QStringLiteral("status"), status);
+    if (!reason.isEmpty())
+        object.insert(QStringLiteral("reason"), reason);
     if (delayMs)
         object.insert(QStringLiteral("delayMs"), delayMs);
     if (truncateAt >= 0)
@@ -52,6 +55,7 @@ std::optional<FaultRule> FaultRule::fromJson(const QJsonObject &object, QString 
     rule.queryContains = object.value(QStringLiteral("query")).toString();
     rule.count = object.value(QStringLiteral("count")).toInt(1);
     rule.status = object.value(QStringLiteral("status")).toInt(0);
+    rule.reason = object.value(QStringLiteral("reason")).toString();
     rule.delayMs = object.value(QStringLiteral("delayMs")).toInt(0);
     rule.truncateAt = qint64(object.value(QStringLiteral("truncateAt")).toDouble(-1));
     rule.bytesPerSecond = qint64(object.value(QStringLiteral("bytesPerSecond")).toDouble(0));
@@ -73,6 +77,13 @@ std::optional<FaultRule> FaultRule::fromJson(const QJsonObject &object, QString 
     if (rule.count == 0 || rule.count < -1 || rule.delayMs < 0
         || (rule.status != 0 && (rule.status < 100 || rule.status > 599))) {
         *error = QStringLiteral("bad count, delay or status");
+        return std::nullopt;
+    }
+    if (!rule.reason.isEmpty() && !DriveError::forFault(rule.status, rule.reason)
+        && !TokenError::forFault(rule.status, rule.reason)) {
+        *error = QStringLiteral("no answer with status %1 has the reason %2")
+                         .arg(rule.status)
+                         .arg(rule.reason);
         return std::nullopt;
     }
     // A throttle is taken before the request is served, so it can answer nothing itself.
@@ -97,7 +108,8 @@ std::optional<FaultRule> FaultRule::fromText(const QString &text, QString *error
                                            QStringLiteral("bytesPerSecond") };
         static const QStringList texts { QStringLiteral("method"), QStringLiteral("path"),
                                          QStringLiteral("query"),  QStringLiteral("action"),
-                                         QStringLiteral("body"),   QStringLiteral("contentType") };
+                                         QStringLiteral("body"),   QStringLiteral("contentType"),
+                                         QStringLiteral("reason") };
         if (numbers.contains(key)) {
             bool ok = false;
             object.insert(key, value.toDouble(&ok));

@@ -20,13 +20,16 @@
 // to read its body slowly; every other rule once the whole request is in.
 struct FaultRule
 {
-    enum Action { Answer, Drop, Truncate, Corrupt, Chunked, Throttle };
+    // ShortPage: a listing answers with half the entries its page would hold, and a
+    // nextPageToken for the rest, as the service may.
+    enum Action { Answer, Drop, Truncate, Corrupt, Chunked, Throttle, ShortPage };
 
     QByteArray method; // empty: any
     QString path = QStringLiteral("*");
     QString queryContains;
     int count = 1;
     int status = 0; // answer with this error instead of serving the request
+    QString reason; // with status: which of the service's errors (default: its usual one)
     int delayMs = 0; // wait before answering
     Action action = Answer;
     qint64 truncateAt = -1; // Truncate: body bytes sent (-1: half of them)

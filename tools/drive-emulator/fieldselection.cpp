@@ -22,58 +22,48 @@ void skipSpaces(const QString &text, int &pos)
 }
 } // namespace
 
-FieldSelection FieldSelection::parse(const QString &text, QString *error)
+std::optional<FieldSelection> FieldSelection::parse(const QString &text)
 {
     FieldSelection selection;
-    if (text.trimmed().isEmpty())
-        return selection;
-    selection.m_given = true;
     int pos = 0;
-    if (!selection.parseList(text, pos, false, 0, error))
-        return FieldSelection();
+    if (!text.trimmed().isEmpty() && !selection.parseList(text, pos, false, 0))
+        return std::nullopt;
     return selection;
 }
 
-bool FieldSelection::fail(const QString &text, QString *error)
-{
-    *error = QStringLiteral("Invalid field selection ") + text;
-    return false;
-}
-
 // list := item (',' item)*
-bool FieldSelection::parseList(const QString &text, int &pos, bool nested, int depth,
-                               QString *error)
+bool FieldSelection::parseList(const QString &text, int &pos, bool nested, int depth)
 {
     m_given = true;
     for (;;) {
-        if (!parseItem(text, pos, depth, error))
+        if (!parseItem(text, pos, depth))
             return false;
         skipSpaces(text, pos);
         if (pos >= text.size())
-            return !nested || fail(text, error);
+            return !nested;
         const QChar c = text.at(pos);
         if (c == QLatin1Char(')'))
-            return nested || fail(text, error);
+            return nested;
         if (c != QLatin1Char(','))
-            return fail(text, error);
+            return false;
         ++pos;
     }
 }
 
 // item := name ('/' item | '(' list ')')?
-bool FieldSelection::parseItem(const QString &text, int &pos, int depth, QString *error)
+bool FieldSelection::parseItem(const QString &text, int &pos, int depth)
 {
     m_given = true;
     // Each level is a level of recursion, here and when the selection is applied.
     if (depth > MaxDepth)
-        return fail(text, error);
+        return false;
     skipSpaces(text, pos);
     const int start = pos;
     while (pos < text.size() && isNameCharacter(text.at(pos)))
         ++pos;
     const QString name = text.mid(start, pos - start);
     if (name.isEmpty())
-        return fail(text, error);
+        return false;
     skipSpaces(text, pos);
     if (name == QLatin1String("*")) {
         m_all = true;
@@ -82,14 +72,14 @@ bool FieldSelection::parseItem(const QString &text, int &pos, int depth, QString
     FieldSelection &child = m_children[name];
     if (pos < text.size() && text.at(pos) == QLatin1Char('/')) {
         ++pos;
-        return child.parseItem(text, pos, depth + 1, error);
+        return child.parseItem(text, pos, depth + 1);
     }
     if (pos < text.size() && text.at(pos) == QLatin1Char('(')) {
         ++pos;
-        if (!child.parseList(text, pos, true, depth + 1, error))
+        if (!child.parseList(text, pos, true, depth + 1))
             return false;
         if (pos >= text.size() || text.at(pos) != QLatin1Char(')'))
-            return fail(text, error);
+            return false;
         ++pos;
     }
     return true;

@@ -10,13 +10,16 @@
 #include <QString>
 #include <QStringList>
 
+#include <optional>
+
 // The "fields" parameter: a partial-response selection such as
 // "nextPageToken, files(id, name)" or "files/id".
 class FieldSelection
 {
 public:
-    // An empty text selects nothing in particular: callers use their defaults.
-    static FieldSelection parse(const QString &text, QString *error);
+    // An empty text selects nothing in particular: callers use their defaults. None when the
+    // text is not a selection.
+    static std::optional<FieldSelection> parse(const QString &text);
 
     bool isGiven() const { return m_given; }
     bool selectsAll() const { return m_all; }
@@ -28,9 +31,8 @@ public:
     QJsonObject apply(const QJsonObject &object) const;
 
 private:
-    bool parseList(const QString &text, int &pos, bool nested, int depth, QString *error);
-    bool parseItem(const QString &text, int &pos, int depth, QString *error);
-    static bool fail(const QString &text, QString *error);
+    bool parseList(const QString &text, int &pos, bool nested, int depth);
+    bool parseItem(const QString &text, int &pos, int depth);
 
     bool m_given = false;
     bool m_all = false;

@@ -49,11 +49,6 @@ HttpConnection::HttpConnection(qintptr socketDescriptor, qint64 maxBody, QObject
     QTimer::singleShot(0, this, &HttpConnection::readIncoming);
 }
 
-QHostAddress HttpConnection::peerAddress() const
-{
-    return m_socket->peerAddress();
-}
-
 // Clients that leave Nagle's algorithm on (Qt's do) hold their last small segment until the
 // previous one is acknowledged; a delayed acknowledgement then stalls every upload by tens of
 // milliseconds. The kernel drops out of quick-ack mode by itself, so this is renewed per read.
@@ -133,8 +128,7 @@ void HttpConnection::startBody()
         m_socket->write("HTTP/1.1 100 Continue\r\n\r\n");
     if (m_parser.bodyRoom() == 0)
         return;
-    if (m_digestPolicy)
-        m_parser.request().digest = m_digestPolicy(m_parser.request());
+    m_parser.request().digest = BodyDigest::forBody(m_parser.request());
     m_bytesPerSecond = m_pacePolicy ? m_pacePolicy(m_parser.request()) : 0;
     m_bodyClock.start();
     // Qt's socket would otherwise take in whatever the kernel holds, and the client would see its
@@ -148,7 +142,6 @@ void HttpConnection::finishRequest()
         m_parser.request().digest->received(m_parser.bodyReceived());
     m_state = State::Handling;
     m_bytesPerSecond = 0;
-    m_answeringHead = m_parser.request().method == "HEAD";
     emit requestReceived(this);
 }
 
@@ -195,7 +188,7 @@ void HttpConnection::writeResponse(const HttpResponse &response)
     head += keepAlive ? "Connection: keep-alive\r\n\r\n" : "Connection: close\r\n\r\n";
     m_socket->write(head);
 
-    if (!noBody && !m_answeringHead) {
+    if (!noBody) {
         const QByteArray body =
                 response.truncateAt >= 0 ? response.body.left(response.truncateAt) : response.body;
         m_outgoing = response.chunked ? chunked(body) : body;

@@ -12,13 +12,13 @@
 #include <QObject>
 
 #include <functional>
-#include <memory>
 
 class QTcpSocket;
 
 // One HTTP/1.1 connection: reads requests one at a time through a parser (Content-Length or
 // chunked bodies, Expect: 100-continue, keep-alive) and writes the answer to each, with a
-// Content-Length or chunked.
+// Content-Length or chunked. Large bodies are hashed while they arrive (BodyDigest), so that
+// whoever needs their checksum finds it made.
 class HttpConnection : public QObject
 {
     Q_OBJECT
@@ -28,10 +28,6 @@ public:
     // (not through the parser's buffer), and answers leave in bounded chunks.
     HttpConnection(qintptr socketDescriptor, qint64 maxBody, QObject *parent = nullptr);
 
-    // Asked, for each request with a body of known length, whether to hash it as it arrives;
-    // the body's buffer is made by then.
-    using DigestPolicy = std::function<std::shared_ptr<BodyDigest>(const HttpRequest &head)>;
-    void setDigestPolicy(DigestPolicy policy) { m_digestPolicy = std::move(policy); }
     // Asked, for each request with a body of known length, how many bytes of it to read a
     // second (0: as fast as they come). A slow reader fills the client's socket buffers, and
     // the client sees its upload progress at that pace.
@@ -42,7 +38,6 @@ public:
     HttpRequest takeRequest();
     // Answers the request last announced by requestReceived().
     void respond(const HttpResponse &response);
-    QHostAddress peerAddress() const;
 
 signals:
     void requestReceived(HttpConnection *connection);
@@ -66,13 +61,11 @@ private:
 
     QTcpSocket *m_socket;
     HttpRequestParser m_parser;
-    DigestPolicy m_digestPolicy;
     PacePolicy m_pacePolicy;
     qint64 m_bytesPerSecond = 0; // of the body being read; 0: unpaced
     QElapsedTimer m_bodyClock;
     bool m_resumeScheduled = false;
     State m_state = State::Reading;
-    bool m_answeringHead = false;
     bool m_closedAnnounced = false;
     QByteArray m_outgoing; // the body being sent
     qint64 m_outgoingSent = 0;

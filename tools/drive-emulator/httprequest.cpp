@@ -4,7 +4,9 @@
 
 #include "httprequest.h"
 
-#include <QUrl>
+#include "bodydigest.h"
+
+#include <QCryptographicHash>
 
 namespace {
 QString formDecode(QByteArray text)
@@ -13,6 +15,15 @@ QString formDecode(QByteArray text)
     return QString::fromUtf8(QByteArray::fromPercentEncoding(text));
 }
 } // namespace
+
+QByteArray headerValue(const HttpHeaders &headers, const QByteArray &name)
+{
+    for (const auto &header : headers) {
+        if (header.first.compare(name, Qt::CaseInsensitive) == 0)
+            return header.second;
+    }
+    return QByteArray();
+}
 
 QueryItems parseFormEncoded(const QByteArray &text)
 {
@@ -29,27 +40,12 @@ QueryItems parseFormEncoded(const QByteArray &text)
     return items;
 }
 
-QByteArray HttpRequest::header(const QByteArray &name) const
+QHash<QString, QString> formFields(const QByteArray &text)
 {
-    for (const auto &header : headers) {
-        if (header.first.compare(name, Qt::CaseInsensitive) == 0)
-            return header.second;
-    }
-    return QByteArray();
-}
-
-bool HttpRequest::hasHeader(const QByteArray &name) const
-{
-    for (const auto &header : headers) {
-        if (header.first.compare(name, Qt::CaseInsensitive) == 0)
-            return true;
-    }
-    return false;
-}
-
-QString HttpRequest::decodedPath() const
-{
-    return QString::fromUtf8(QByteArray::fromPercentEncoding(path));
+    QHash<QString, QString> fields;
+    for (const auto &item : parseFormEncoded(text))
+        fields.insert(item.first, fields.value(item.first, item.second));
+    return fields;
 }
 
 QueryItems HttpRequest::queryItems() const
@@ -96,4 +92,12 @@ QByteArray HttpRequest::contentTypeParameter(const QByteArray &name) const
         return value;
     }
     return QByteArray();
+}
+
+QString HttpRequest::md5(qsizetype start, const QByteArray &part) const
+{
+    const QString hashed = digest ? digest->result(start, start + part.size()) : QString();
+    if (!hashed.isEmpty())
+        return hashed;
+    return QString::fromLatin1(QCryptographicHash::hash(part, QCryptographicHash::Md5).toHex());
 }

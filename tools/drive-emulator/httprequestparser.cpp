@@ -104,7 +104,7 @@ HttpRequestParser::Progress HttpRequestParser::startBody()
     m_bodyReceived = 0;
     const bool chunked = m_request.header("Transfer-Encoding").toLower().contains("chunked");
     qint64 length = 0;
-    if (!chunked && m_request.hasHeader("Content-Length")) {
+    if (!chunked && !m_request.header("Content-Length").isNull()) {
         bool ok = false;
         length = m_request.header("Content-Length").toLongLong(&ok);
         if (!ok || length < 0)

@@ -4,6 +4,7 @@
 
 #include "httpresponse.h"
 
+#include <QHash>
 #include <QJsonDocument>
 
 void HttpResponse::setHeader(const QByteArray &name, const QByteArray &value)
@@ -15,15 +16,6 @@ void HttpResponse::setHeader(const QByteArray &name, const QByteArray &value)
         }
     }
     headers.append({ name, value });
-}
-
-QByteArray HttpResponse::header(const QByteArray &name) const
-{
-    for (const auto &header : headers) {
-        if (header.first.compare(name, Qt::CaseInsensitive) == 0)
-            return header.second;
-    }
-    return QByteArray();
 }
 
 HttpResponse HttpResponse::json(int status, const QJsonObject &object)
@@ -64,54 +56,22 @@ HttpResponse HttpResponse::empty(int status)
 
 QByteArray HttpResponse::reasonPhrase(int status)
 {
-    switch (status) {
-    case 100:
-        return "Continue";
-    case 200:
-        return "OK";
-    case 201:
-        return "Created";
-    case 204:
-        return "No Content";
-    case 206:
-        return "Partial Content";
-    case 302:
-        return "Found";
-    case 304:
-        return "Not Modified";
-    case 400:
-        return "Bad Request";
-    case 401:
-        return "Unauthorized";
-    case 403:
-        return "Forbidden";
-    case 404:
-        return "Not Found";
-    case 405:
-        return "Method Not Allowed";
-    case 408:
-        return "Request Timeout";
-    case 411:
-        return "Length Required";
-    case 413:
-        return "Payload Too Large";
-    case 416:
-        return "Range Not Satisfiable";
-    case 429:
-        return "Too Many Requests";
-    case 431:
-        return "Request Header Fields Too Large";
-    case 500:
-        return "Internal Server Error";
-    case 501:
-        return "Not Implemented";
-    case 502:
-        return "Bad Gateway";
-    case 503:
-        return "Service Unavailable";
-    case 504:
-        return "Gateway Timeout";
-    default:
-        return "Unknown";
-    }
+    static const QHash<int, QByteArray> phrases { { 100, "Continue" },
+                                                  { 200, "OK" },
+                                                  { 204, "No Content" },
+                                                  { 206, "Partial Content" },
+                                                  { 302, "Found" },
+                                                  { 400, "Bad Request" },
+                                                  { 401, "Unauthorized" },
+                                                  { 403, "Forbidden" },
+                                                  { 404, "Not Found" },
+                                                  { 413, "Payload Too Large" },
+                                                  { 416, "Range Not Satisfiable" },
+                                                  { 429, "Too Many Requests" },
+                                                  { 431, "Request Header Fields Too Large" },
+                                                  { 500, "Internal Server Error" },
+                                                  { 502, "Bad Gateway" },
+                                                  { 503, "Service Unavailable" },
+                                                  { 504, "Gateway Timeout" } };
+    return phrases.value(status, "Unknown");
 }

@@ -17,14 +17,14 @@ struct HttpResponse
     QByteArray body;
 
     int delayMs = 0; // wait before answering
-    qint64 truncateAt =
-            -1; // send the full Content-Length but only this many body bytes, then close
+    // Send the full Content-Length but only this many body bytes, then close (-1: all of them).
+    qint64 truncateAt = -1;
     bool drop = false; // close the connection without answering
     bool closeAfter = false; // close the connection once answered
     bool chunked = false; // send the body chunked, without a Content-Length
 
     void setHeader(const QByteArray &name, const QByteArray &value);
-    QByteArray header(const QByteArray &name) const;
+    QByteArray header(const QByteArray &name) const { return headerValue(headers, name); }
 
     static HttpResponse json(int status, const QJsonObject &object);
     static HttpResponse html(int status, const QByteArray &page);

@@ -4,15 +4,6 @@
 
 #include "multipartbody.h"
 
-QByteArray MultipartBody::Part::header(const QByteArray &name) const
-{
-    for (const auto &header : headers) {
-        if (header.first.compare(name, Qt::CaseInsensitive) == 0)
-            return header.second;
-    }
-    return QByteArray();
-}
-
 bool MultipartBody::fail(const QString &why)
 {
     m_error = why;

@@ -16,7 +16,7 @@ public:
     {
         HttpHeaders headers;
         QByteArray body;
-        QByteArray header(const QByteArray &name) const;
+        QByteArray header(const QByteArray &name) const { return headerValue(headers, name); }
     };
 
     // Takes the body over: the media part becomes a slice of it, not a copy.

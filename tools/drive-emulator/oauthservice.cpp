@@ -4,42 +4,25 @@
 
 #include "oauthservice.h"
 
+#include "serviceerror.h"
+
 #include <QCryptographicHash>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QSet>
 #include <QUrl>
-#include <QUrlQuery>
 
 namespace {
-const QByteArray AuthorizePath = "/o/oauth2/v2/auth";
-const QByteArray LegacyAuthorizePath = "/o/oauth2/auth";
-const QByteArray ConsentPath = "/o/oauth2/v2/consent";
-const QStringList TokenPaths { QStringLiteral("/o/oauth2/token"), QStringLiteral("/token"),
-                               QStringLiteral("/oauth2/v4/token") };
-
-const QSet<QString> &knownScopes()
-{
-    static const QSet<QString> scopes {
-        QStringLiteral("drive"),
-        QStringLiteral("drive.file"),
-        QStringLiteral("drive.appdata"),
-        QStringLiteral("drive.appfolder"),
-        QStringLiteral("drive.readonly"),
-        QStringLiteral("drive.metadata"),
-        QStringLiteral("drive.metadata.readonly"),
-    };
-    return scopes;
-}
 
 bool isKnownScope(const QString &scope)
 {
-    if (scope == QLatin1String("openid") || scope == QLatin1String("email")
-        || scope == QLatin1String("profile"))
-        return true;
+    static const QStringList known { QStringLiteral("openid"), QStringLiteral("email"),
+                                     QStringLiteral("profile") };
+    static const QStringList drive { QStringLiteral("drive"), QStringLiteral("drive.file"),
+                                     QStringLiteral("drive.appdata"),
+                                     QStringLiteral("drive.appfolder"),
+                                     QStringLiteral("drive.readonly") };
     const int auth = scope.lastIndexOf(QLatin1String("/auth/"));
-    return auth > 0 && scope.startsWith(QLatin1String("https://"))
-            && knownScopes().contains(scope.mid(auth + 6));
+    return known.contains(scope)
+            || (auth > 0 && scope.startsWith(QLatin1String("https://"))
+                && drive.contains(scope.mid(auth + 6)));
 }
 
 // Installed applications receive the code on a loopback address, on any port.
@@ -62,37 +45,11 @@ QString pkceChallenge(const QString &verifier, const QString &method)
     return verifier;
 }
 
-QString htmlEscaped(const QString &text)
-{
-    return text.toHtmlEscaped();
-}
 } // namespace
 
 OAuthService::OAuthService(TokenRegistry &tokens, const Options &options)
     : m_tokens(tokens), m_options(options)
 {
-}
-
-bool OAuthService::handles(const QByteArray &path)
-{
-    return path == AuthorizePath || path == LegacyAuthorizePath || path == ConsentPath
-            || TokenPaths.contains(QString::fromLatin1(path));
-}
-
-HttpResponse OAuthService::handle(const HttpRequest &request)
-{
-    if (request.path == AuthorizePath || request.path == LegacyAuthorizePath) {
-        if (request.method == "GET")
-            return authorize(request);
-    } else if (request.path == ConsentPath) {
-        if (request.method == "POST")
-            return decide(request);
-    } else if (request.method == "POST") {
-        return token(request);
-    }
-    return errorPage(405, QStringLiteral("invalid_request"),
-                     QStringLiteral("Method %1 is not allowed here.")
-                             .arg(QString::fromLatin1(request.method)));
 }
 
 HttpResponse OAuthService::authorize(const HttpRequest &request)
@@ -156,23 +113,16 @@ HttpResponse OAuthService::authorize(const HttpRequest &request)
 
 HttpResponse OAuthService::decide(const HttpRequest &request)
 {
-    const QueryItems form = parseFormEncoded(request.body);
-    QString consentId;
-    QString decision;
-    for (const auto &item : form) {
-        if (item.first == QLatin1String("consent"))
-            consentId = item.second;
-        else if (item.first == QLatin1String("decision"))
-            decision = item.second;
-    }
-    const auto it = m_consents.constFind(consentId);
+    const QHash<QString, QString> form = formFields(request.body);
+    const auto it = m_consents.constFind(form.value(QStringLiteral("consent")));
     if (it == m_consents.cend())
         return errorPage(
                 400, QStringLiteral("invalid_request"),
                 QStringLiteral("This consent request has expired or was already answered."));
     const Consent consent = *it;
     m_consents.erase(it);
-    return decision == QLatin1String("allow") ? approve(consent) : deny(consent);
+    return form.value(QStringLiteral("decision")) == QLatin1String("allow") ? approve(consent)
+                                                                            : deny(consent);
 }
 
 HttpResponse OAuthService::approve(const Consent &consent)
@@ -191,13 +141,13 @@ HttpResponse OAuthService::deny(const Consent &consent)
                           { QStringLiteral("state"), consent.state } });
 }
 
-HttpResponse OAuthService::redirectWith(const QString &redirectUri, const QueryItems &items) const
+// The query as a form encodes it, spaces as "+", as the service writes the granted scopes.
+HttpResponse OAuthService::redirectWith(const QString &redirectUri, const QueryItems &items)
 {
     QByteArray query;
     for (const auto &item : items) {
-        if (!query.isEmpty())
-            query += '&';
-        query += QUrl::toPercentEncoding(item.first) + '=' + QUrl::toPercentEncoding(item.second);
+        query += (query.isEmpty() ? "" : "&") + QUrl::toPercentEncoding(item.first) + '='
+                + QUrl::toPercentEncoding(item.second, " ").replace(' ', '+');
     }
     const QByteArray separator = redirectUri.contains(QLatin1Char('?')) ? "&" : "?";
     return HttpResponse::redirect(redirectUri.toUtf8() + separator + query);
@@ -205,97 +155,60 @@ HttpResponse OAuthService::redirectWith(const QString &redirectUri, const QueryI
 
 HttpResponse OAuthService::token(const HttpRequest &request)
 {
-    // Parameters may come in the query, in a form body or in a JSON body.
-    QMultiMap<QString, QString> parameters;
-    for (const auto &item : request.queryItems())
-        parameters.insert(item.first, item.second);
-    if (request.mediaType() == "application/json") {
-        QJsonParseError parseError;
-        const QJsonDocument document = QJsonDocument::fromJson(request.body, &parseError);
-        if (parseError.error != QJsonParseError::NoError || !document.isObject()) {
-            const QJsonObject error {
-                { QStringLiteral("code"), 400 },
-                { QStringLiteral("message"),
-                  QStringLiteral("Invalid JSON payload received. ") + parseError.errorString() },
-                { QStringLiteral("status"), QStringLiteral("INVALID_ARGUMENT") },
-            };
-            return HttpResponse::json(400, { { QStringLiteral("error"), error } });
-        }
-        const QJsonObject object = document.object();
-        for (auto it = object.constBegin(); it != object.constEnd(); ++it)
-            parameters.insert(it.key(), it.value().toVariant().toString());
-    } else {
-        for (const auto &item : parseFormEncoded(request.body))
-            parameters.insert(item.first, item.second);
-    }
+    const QHash<QString, QString> parameters = formFields(request.body);
 
     const QString grantType = parameters.value(QStringLiteral("grant_type"));
     if (grantType != QLatin1String("authorization_code")
         && grantType != QLatin1String("refresh_token"))
-        return tokenError(400, QStringLiteral("unsupported_grant_type"),
-                          QStringLiteral("Invalid grant_type: ") + grantType);
-
+        return TokenError::unsupportedGrantType(grantType);
     const QString clientId = parameters.value(QStringLiteral("client_id"));
     if (clientId.isEmpty())
-        return tokenError(400, QStringLiteral("invalid_request"),
-                          QStringLiteral("Could not determine client ID from request."));
+        return TokenError::invalidRequest(
+                QStringLiteral("Could not determine client ID from request."));
     if (clientId != m_options.clientId)
-        return tokenError(401, QStringLiteral("invalid_client"),
-                          QStringLiteral("The OAuth client was not found."));
+        return TokenError::invalidClient(QStringLiteral("The OAuth client was not found."));
     if (!parameters.contains(QStringLiteral("client_secret")))
-        return tokenError(400, QStringLiteral("invalid_request"),
-                          QStringLiteral("client_secret is missing."));
+        return TokenError::invalidRequest(QStringLiteral("client_secret is missing."));
     if (parameters.value(QStringLiteral("client_secret")) != m_options.clientSecret)
-        return tokenError(401, QStringLiteral("invalid_client"), QStringLiteral("Unauthorized"));
-
+        return TokenError::invalidClient(QStringLiteral("Unauthorized"));
     return grantType == QLatin1String("authorization_code") ? exchangeCode(parameters)
                                                             : refresh(parameters);
 }
 
-HttpResponse OAuthService::exchangeCode(const QMultiMap<QString, QString> &parameters)
+HttpResponse OAuthService::exchangeCode(const QHash<QString, QString> &parameters)
 {
     const QString code = parameters.value(QStringLiteral("code"));
     if (code.isEmpty())
-        return tokenError(400, QStringLiteral("invalid_request"),
-                          QStringLiteral("Missing required parameter: code"));
+        return TokenError::invalidRequest(QStringLiteral("Missing required parameter: code"));
     // A code that still carries its percent-encoding was not decoded by the client.
     if (code.contains(QLatin1Char('%')))
-        return tokenError(400, QStringLiteral("invalid_grant"),
-                          QStringLiteral("Malformed auth code."));
-
+        return TokenError::invalidGrant(QStringLiteral("Malformed auth code."));
     TokenRegistry::AuthorizationCode issued;
     if (!m_tokens.takeCode(code, &issued)
         || issued.clientId != parameters.value(QStringLiteral("client_id")))
-        return tokenError(400, QStringLiteral("invalid_grant"), QStringLiteral("Bad Request"));
+        return TokenError::invalidGrant();
     if (parameters.value(QStringLiteral("redirect_uri")) != issued.redirectUri)
-        return tokenError(400, QStringLiteral("redirect_uri_mismatch"),
-                          QStringLiteral("Bad Request"));
-
+        return TokenError::redirectUriMismatch();
     const QString verifier = parameters.value(QStringLiteral("code_verifier"));
     if (issued.challenge.isEmpty() && !verifier.isEmpty())
-        return tokenError(400, QStringLiteral("invalid_grant"),
-                          QStringLiteral("code_verifier or verifier is not needed."));
-    if (!issued.challenge.isEmpty()) {
-        if (verifier.isEmpty())
-            return tokenError(400, QStringLiteral("invalid_grant"),
-                              QStringLiteral("Missing code verifier."));
-        if (pkceChallenge(verifier, issued.challengeMethod) != issued.challenge)
-            return tokenError(400, QStringLiteral("invalid_grant"),
-                              QStringLiteral("Invalid code verifier."));
-    }
+        return TokenError::invalidGrant(QStringLiteral("code_verifier or verifier is not needed."));
+    if (!issued.challenge.isEmpty() && verifier.isEmpty())
+        return TokenError::invalidGrant(QStringLiteral("Missing code verifier."));
+    if (!issued.challenge.isEmpty()
+        && pkceChallenge(verifier, issued.challengeMethod) != issued.challenge)
+        return TokenError::invalidGrant(QStringLiteral("Invalid code verifier."));
     return grantAnswer(m_tokens.issueTokens(issued.clientId, issued.scope));
 }
 
-HttpResponse OAuthService::refresh(const QMultiMap<QString, QString> &parameters)
+HttpResponse OAuthService::refresh(const QHash<QString, QString> &parameters)
 {
     const QString refreshToken = parameters.value(QStringLiteral("refresh_token"));
     if (refreshToken.isEmpty())
-        return tokenError(400, QStringLiteral("invalid_request"),
-                          QStringLiteral("Missing required parameter: refresh_token"));
+        return TokenError::invalidRequest(
+                QStringLiteral("Missing required parameter: refresh_token"));
     TokenRegistry::Grant grant;
     if (!m_tokens.refresh(refreshToken, parameters.value(QStringLiteral("client_id")), &grant))
-        return tokenError(400, QStringLiteral("invalid_grant"),
-                          QStringLiteral("Token has been expired or revoked."));
+        return TokenError::invalidGrant(QStringLiteral("Token has been expired or revoked."));
     return grantAnswer(grant);
 }
 
@@ -307,30 +220,11 @@ HttpResponse OAuthService::grantAnswer(const TokenRegistry::Grant &grant)
                          { QStringLiteral("token_type"), QStringLiteral("Bearer") } };
     if (!grant.refreshToken.isEmpty())
         answer.insert(QStringLiteral("refresh_token"), grant.refreshToken);
-    HttpResponse response = HttpResponse::json(200, answer);
-    response.setHeader("Cache-Control", "no-cache, no-store, max-age=0, must-revalidate");
-    return response;
+    return HttpResponse::json(200, answer);
 }
 
-HttpResponse OAuthService::tokenError(int status, const QString &error, const QString &description)
-{
-    return HttpResponse::json(status,
-                              { { QStringLiteral("error"), error },
-                                { QStringLiteral("error_description"), description } });
-}
-
-HttpResponse OAuthService::errorForStatus(int status)
-{
-    if (status == 400)
-        return tokenError(400, QStringLiteral("invalid_grant"), QStringLiteral("Bad Request"));
-    if (status == 401)
-        return tokenError(401, QStringLiteral("invalid_client"), QStringLiteral("Unauthorized"));
-    return tokenError(status, QStringLiteral("server_error"),
-                      QString::fromLatin1(HttpResponse::reasonPhrase(status)));
-}
-
-HttpResponse OAuthService::errorPage(int status, const QString &error,
-                                     const QString &description) const
+// The service's own pages, in the user's language.
+HttpResponse OAuthService::errorPage(int status, const QString &error, const QString &description)
 {
     const QString page =
             QStringLiteral(
@@ -338,15 +232,15 @@ HttpResponse OAuthService::errorPage(int status, const QString &error,
                     "<title>Erreur d'autorisation</title></head>\n<body>\n"
                     "<h1>Erreur %1 : %2</h1>\n<p id=\"description\">%3</p>\n</body></html>\n")
                     .arg(status)
-                    .arg(htmlEscaped(error), htmlEscaped(description));
+                    .arg(error.toHtmlEscaped(), description.toHtmlEscaped());
     return HttpResponse::html(status, page.toUtf8());
 }
 
-HttpResponse OAuthService::consentPage(const QString &consentId, const Consent &consent) const
+HttpResponse OAuthService::consentPage(const QString &consentId, const Consent &consent)
 {
     QString scopes;
     for (const QString &scope : consent.code.scope.split(QLatin1Char(' ')))
-        scopes += QStringLiteral("<li>%1</li>").arg(htmlEscaped(scope));
+        scopes += QStringLiteral("<li>%1</li>").arg(scope.toHtmlEscaped());
     const QString page =
             QStringLiteral(
                     "<!DOCTYPE html>\n<html lang=\"fr\"><head><meta charset=\"utf-8\">"
@@ -369,7 +263,7 @@ HttpResponse OAuthService::consentPage(const QString &consentId, const Consent &
                     "<button type=\"submit\" id=\"deny\" name=\"decision\" "
                     "value=\"deny\">Refuser</button>\n"
                     "</form>\n</body></html>\n")
-                    .arg(htmlEscaped(consent.code.clientId), scopes,
-                         htmlEscaped(consent.code.redirectUri), consentId);
+                    .arg(consent.code.clientId.toHtmlEscaped(), scopes,
+                         consent.code.redirectUri.toHtmlEscaped(), consentId);
     return HttpResponse::html(200, page.toUtf8());
 }

@@ -9,8 +9,6 @@
 #include "tokenregistry.h"
 
 #include <QHash>
-#include <QMultiMap>
-#include <QVariant>
 
 // The authorization endpoint with its consent page, and the token endpoint, for installed
 // applications that receive the redirect on a loopback address.
@@ -29,10 +27,12 @@ public:
     void setAutoApprove(bool approve) { m_options.autoApprove = approve; }
     bool autoApprove() const { return m_options.autoApprove; }
 
-    static bool handles(const QByteArray &path);
-    HttpResponse handle(const HttpRequest &request);
-    // A fault's status as this endpoint would put it.
-    static HttpResponse errorForStatus(int status);
+    // GET of the authorization endpoint: the consent page, or at once the redirect.
+    HttpResponse authorize(const HttpRequest &request);
+    // POST of the consent page's form: the redirect with a code or with "access_denied".
+    HttpResponse decide(const HttpRequest &request);
+    // POST of the token endpoint: the authorization_code and refresh_token grants.
+    HttpResponse token(const HttpRequest &request);
 
 private:
     struct Consent
@@ -41,17 +41,13 @@ private:
         QString state;
     };
 
-    HttpResponse authorize(const HttpRequest &request);
-    HttpResponse decide(const HttpRequest &request);
-    HttpResponse token(const HttpRequest &request);
-    HttpResponse exchangeCode(const QMultiMap<QString, QString> &parameters);
-    HttpResponse refresh(const QMultiMap<QString, QString> &parameters);
+    HttpResponse exchangeCode(const QHash<QString, QString> &parameters);
+    HttpResponse refresh(const QHash<QString, QString> &parameters);
     HttpResponse approve(const Consent &consent);
     HttpResponse deny(const Consent &consent);
-    HttpResponse redirectWith(const QString &redirectUri, const QueryItems &items) const;
-    HttpResponse errorPage(int status, const QString &error, const QString &description) const;
-    HttpResponse consentPage(const QString &consentId, const Consent &consent) const;
-    static HttpResponse tokenError(int status, const QString &error, const QString &description);
+    static HttpResponse redirectWith(const QString &redirectUri, const QueryItems &items);
+    static HttpResponse errorPage(int status, const QString &error, const QString &description);
+    static HttpResponse consentPage(const QString &consentId, const Consent &consent);
     static HttpResponse grantAnswer(const TokenRegistry::Grant &grant);
 
     TokenRegistry &m_tokens;

@@ -5,6 +5,7 @@
 #ifndef REQUESTLOG_H
 #define REQUESTLOG_H
 
+#include "emulatordefaults.h"
 #include "httprequest.h"
 
 #include <QJsonArray>
@@ -15,7 +16,7 @@
 class RequestLog
 {
 public:
-    explicit RequestLog(qint64 bodyLimit = 8 * 1024 * 1024) : m_bodyLimit(bodyLimit) { }
+    explicit RequestLog(qint64 bodyLimit = EmulatorDefaults::LogBodies) : m_bodyLimit(bodyLimit) { }
 
     int append(const HttpRequest &request);
     void setStatus(int index, int status);

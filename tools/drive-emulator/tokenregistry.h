@@ -5,10 +5,10 @@
 #ifndef TOKENREGISTRY_H
 #define TOKENREGISTRY_H
 
+#include "emulatordefaults.h"
+
 #include <QDateTime>
 #include <QHash>
-#include <QJsonObject>
-#include <QList>
 #include <QRandomGenerator>
 #include <QString>
 
@@ -36,15 +36,11 @@ public:
         int expiresIn = 0;
     };
 
-    enum class AccessCheck { Valid, Unknown, Expired };
-
     TokenRegistry();
     // Codes and tokens from this seed: the same requests then give the same ones.
     void setSeed(quint32 seed) { m_random.seed(seed); }
-
-    void setJournal(DriveJournal *journal) { m_journal = journal; }
-    void load(const QList<QJsonObject> &records);
-    QList<QJsonObject> snapshot() const;
+    // Reads the tokens the journal holds, and keeps every change there from now on.
+    void load(DriveJournal *journal);
 
     void setAccessTokenLifetime(int seconds) { m_lifetime = seconds; }
     int accessTokenLifetime() const { return m_lifetime; }
@@ -55,7 +51,7 @@ public:
 
     Grant issueTokens(const QString &clientId, const QString &scope);
     bool refresh(const QString &refreshToken, const QString &clientId, Grant *grant);
-    AccessCheck checkAccessToken(const QString &token) const;
+    bool isValidAccessToken(const QString &token) const;
 
     void expireAccessTokens();
     void revokeRefreshTokens();
@@ -64,20 +60,19 @@ public:
 private:
     struct Token
     {
+        bool refresh = false;
         QString clientId;
         QString scope;
         QDateTime expires; // access tokens only
     };
 
-    QString randomText(int length);
     QString issueAccessToken(const QString &clientId, const QString &scope);
-    void record(const QJsonObject &record);
-    void apply(const QJsonObject &record);
+    void keep(const QString &token, const Token &issued);
+    void record(const QString &token, const Token &issued);
 
     QHash<QString, AuthorizationCode> m_codes;
-    QHash<QString, Token> m_accessTokens;
-    QHash<QString, Token> m_refreshTokens;
-    int m_lifetime = 3599;
+    QHash<QString, Token> m_tokens;
+    int m_lifetime = EmulatorDefaults::TokenTtl;
     DriveJournal *m_journal = nullptr;
     QRandomGenerator m_random;
 };

@@ -27,6 +27,7 @@ public:
     void stop();
     void kill();
     bool isRunning() const;
+    qint64 processId() const { return m_process.processId(); }
     QString output(); // what it wrote on standard error
 
     quint16 port() const { return m_port; }
