@@ -10,6 +10,10 @@
 #include <QStringList>
 #include <QUrl>
 
+#include <functional>
+
+class QProcess;
+
 // Runs the command-line host as a user does, one command at a time to its end:
 //     GdappRunner gdapp(QStringLiteral(GDAPP_PROGRAM));
 //     gdapp.setEnvironment(GdappRunner::environmentFor(emulator.url(), config.path()));
@@ -45,6 +49,9 @@ public:
 
     Run run(const QStringList &arguments, const QByteArray &input = QByteArray(),
             const QProcessEnvironment &environment = QProcessEnvironment()) const;
+    // The same, with the process set up further before it starts (its standard streams, say).
+    Run runWith(const QStringList &arguments, const std::function<void(QProcess &)> &setUp,
+                const QByteArray &input = QByteArray()) const;
 
 private:
     QString m_program;

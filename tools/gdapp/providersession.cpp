@@ -120,6 +120,8 @@ std::unique_ptr<CloudFile> ProviderSession::cloudFile(const QUrl &url, QString *
 
 bool ProviderSession::forgetAuthorisation(QString *error)
 {
+    if (!SettingsFile::protect(error))
+        return false;
     QSettings settings;
     settings.remove(SettingsGroup);
     settings.sync();
