@@ -76,6 +76,8 @@ private slots:
     void refusedBeforeAnyChange();
     void serviceErrorsNameTheHttpStatus_data();
     void serviceErrorsNameTheHttpStatus();
+    void mvOntoAFileLosesNothing_data();
+    void mvOntoAFileLosesNothing();
     void settingsAreForTheOwnerOnly();
     void loopbackPortTaken_data();
     void loopbackPortTaken();
@@ -624,6 +626,78 @@ void TestGdappCli::serviceErrorsNameTheHttpStatus()
     const Run run = gdapp(line, "piped");
     QTEST(run.exitCode, "exitCode");
     QVERIFY2(run.err.endsWith(says), run.err.constData());
+}
+
+void TestGdappCli::mvOntoAFileLosesNothing_data()
+{
+    QTest::addColumn<QJsonArray>("faults");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QStringList>("left"); // path=content; "aside" for the name set aside
+    QTest::addColumn<QByteArray>("says");
+
+    // The renames are PATCH requests: the destination's aside, the source's, and the one that
+    // puts the destination back. A delay of a millisecond lets one through.
+    const QJsonObject through = json(R"({"method": "PATCH", "delayMs": 1})");
+    const QJsonObject refused = json(R"({"method": "PATCH", "status": 500})");
+    const QStringList asItWas { "/M/draft.odt=draft", "/M/report.odt=report" };
+    const QStringList replaced { "/M/report.odt=draft" };
+    QTest::newRow("nothing fails") << QJsonArray() << 0 << replaced << QByteArray();
+    QTest::newRow("setting the destination aside fails")
+            << QJsonArray { refused } << 5 << asItWas
+            << QByteArray("gdapp:/M/report.odt is as it was\n");
+    QTest::newRow("the connection dropped, and again on the retry")
+            << QJsonArray { json(R"({"method": "PATCH", "action": "drop", "count": 2})") } << 5
+            << asItWas << QByteArray("gdapp:/M/report.odt is as it was\n");
+    QTest::newRow("the source's rename fails: the destination gets its name back")
+            << QJsonArray { through, refused } << 5 << asItWas
+            << QByteArray("gdapp:/M/report.odt is as it was\n");
+    QTest::newRow("the source's rename fails, and the way back too")
+            << QJsonArray { through, refused, refused } << 5
+            << QStringList { "/M/draft.odt=draft", "aside=report" }
+            << QByteArray("the old gdapp:/M/report.odt is now gdapp:/M/.gdapp-replaced-");
+    QTest::newRow("removing the file set aside fails")
+            << QJsonArray { json(R"({"method": "DELETE", "status": 500})") } << 5
+            << QStringList { "/M/report.odt=draft", "aside=report" }
+            << QByteArray("but the file it replaced could not be removed");
+    // The service renamed it, and the answer was lost.
+    QTest::newRow("the source's rename done, its answer cut")
+            << QJsonArray { through,
+                            json(R"({"method": "PATCH", "action": "truncate", "count": -1})") }
+            << 0 << replaced << QByteArray();
+}
+
+// mv onto an existing file removes it only once the source has its name: a failure at any step
+// leaves it as it was, or says where it is, and never loses it.
+void TestGdappCli::mvOntoAFileLosesNothing()
+{
+    QFETCH(QJsonArray, faults);
+    QFETCH(QStringList, left);
+    QFETCH(QByteArray, says);
+
+    m_emulator.seedFile(QStringLiteral("/M/report.odt"), "report");
+    const QString draftId = idOf(m_emulator.seedFile(QStringLiteral("/M/draft.odt"), "draft"));
+    QCOMPARE(gdapp(QStringLiteral("ls gdapp:/M")).exitCode, 0); // authorised, before the faults
+    for (const QJsonValue &fault : faults)
+        m_emulator.addFault(fault.toObject());
+
+    const Run run = gdapp(QStringLiteral("mv gdapp:/M/draft.odt gdapp:/M/report.odt"));
+    QTEST(run.exitCode, "exitCode");
+    QVERIFY2(run.err.contains(says), run.err.constData());
+    QStringList found;
+    for (const QJsonValue &value : m_emulator.files()) {
+        const QJsonObject file = value.toObject();
+        QString path = file.value(QStringLiteral("path")).toString();
+        if (path == QLatin1String("/M"))
+            continue;
+        if (path.startsWith(QLatin1String("/M/.gdapp-replaced-")))
+            path = QStringLiteral("aside");
+        found.append(path + QLatin1Char('=') + QString::fromUtf8(m_emulator.content(idOf(file))));
+    }
+    found.sort();
+    QCOMPARE(found, left);
+    // The file renamed is the source itself, not a copy.
+    if (left.contains(QStringLiteral("/M/report.odt=draft")))
+        QCOMPARE(idOf(m_emulator.fileAt(QStringLiteral("/M/report.odt"))), draftId);
 }
 
 // The settings hold the tokens, enciphered against a casual look only.

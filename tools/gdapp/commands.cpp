@@ -11,6 +11,7 @@
 #include "exitcode.h"
 #include "listingcollector.h"
 #include "providersession.h"
+#include "replacingrename.h"
 #include "reporter.h"
 #include "standardstreams.h"
 #include "transferprogress.h"
@@ -390,6 +391,8 @@ int Commands::mv(const QStringList &arguments)
                                               "another name or remove the folder first")
                                        .arg(to.toString()),
                                Failure);
+    if (destination.kind == Kind::File)
+        return ReplacingRename(*file, m_reporter, from, source->id(), to, *destination.entry).run();
     if (!file->rename(from.url(), to.url()))
         return m_reporter.fail(from.toString(), *file);
     return Success;
