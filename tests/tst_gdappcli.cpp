@@ -731,10 +731,14 @@ void TestGdappCli::loopbackPortTaken_data()
     QTest::newRow("print") << QStringLiteral("print");
 }
 
-// With the port held by another program, no answer can reach the plug-in: say so at once.
+// With the port held by another program, no answer can reach the plug-in: say so at once, and
+// keep the sign-in stored before. Without one, --consent=none says so rather than talk of ports.
 void TestGdappCli::loopbackPortTaken()
 {
     QFETCH(QString, consent);
+    QCOMPARE(gdapp(QStringLiteral("ls")).exitCode, 0);
+    const QByteArray signIn = GdappRunner::storedRefreshToken(m_config.path());
+    QVERIFY(!signIn.isEmpty());
     QTcpServer other;
     QVERIFY(other.listen(QHostAddress::LocalHost, 5479));
     const Run run = gdapp(QStringLiteral("--consent %1 login").arg(consent));
@@ -742,6 +746,16 @@ void TestGdappCli::loopbackPortTaken()
     QVERIFY2(run.err.contains("cannot listen on 127.0.0.1:5479") && run.err.contains("end it")
                      && !run.err.contains("Open this address"),
              run.err.constData());
+    QCOMPARE(GdappRunner::storedRefreshToken(m_config.path()), signIn);
+    QCOMPARE(gdapp(QStringLiteral("--consent none ls")).exitCode, 0);
+
+    QTemporaryDir unauthorised;
+    QProcessEnvironment environment = environmentFor(m_emulator);
+    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), unauthorised.path());
+    const Run none = gdapp(QStringLiteral("--consent none ls"), QByteArray(), environment);
+    QCOMPARE(none.exitCode, 4);
+    QVERIFY2(none.err.contains(R"(not signed in: run "gdapp login")") && !none.err.contains("5479"),
+             none.err.constData());
 }
 
 // The plug-in consents again, once, when the service refuses the code (a code can go stale);
@@ -768,6 +782,8 @@ void TestGdappCli::refusedTokenRequests()
     QFETCH(int, count);
     QFETCH(QByteArray, saying);
 
+    QCOMPARE(gdapp(QStringLiteral("ls")).exitCode, 0);
+    const QByteArray signIn = GdappRunner::storedRefreshToken(m_config.path());
     m_emulator.addFault({ { QStringLiteral("path"), QStringLiteral("/o/oauth2/token") },
                           { QStringLiteral("status"), status },
                           { QStringLiteral("count"), count } });
@@ -776,6 +792,9 @@ void TestGdappCli::refusedTokenRequests()
     QTEST(run.exitCode, "exitCode");
     QVERIFY2(run.err.contains(saying), run.err.constData());
     QTEST(requestsTo(QStringLiteral("/o/oauth2/token"), mark), "tokenRequests");
+    // A login that fails costs nothing: the sign-in stored before stays.
+    if (run.exitCode != 0)
+        QCOMPARE(GdappRunner::storedRefreshToken(m_config.path()), signIn);
 }
 
 // While a consent waits, the plug-in's listener takes connections on 127.0.0.1 and on no other

@@ -493,12 +493,13 @@ int Commands::dialog(bool save)
 
 int Commands::login(const QStringList &)
 {
-    QString error;
-    if (!ProviderSession::forgetAuthorisation(&error))
-        return m_reporter.fail(error, Failure);
+    if (m_parser.value(QStringLiteral("consent")) == QLatin1String("none"))
+        return m_reporter.usage(
+                QStringLiteral("login asks for a consent: not with --consent=none"));
+    QString why;
     int exitCode = Success;
-    if (!cloudFile(QUrl(QStringLiteral("gdapp:/")), &exitCode))
-        return exitCode;
+    if (!m_session.authoriseAgain(QUrl(QStringLiteral("gdapp:/")), &why, &exitCode))
+        return m_reporter.fail(why, exitCode);
     Reporter::err() << "Authorised." << Qt::endl;
     return Success;
 }
