@@ -78,6 +78,8 @@ private slots:
     void serviceErrorsNameTheHttpStatus();
     void mvOntoAFileLosesNothing_data();
     void mvOntoAFileLosesNothing();
+    void newFileNearTheSizeLimit_data();
+    void newFileNearTheSizeLimit();
     void settingsAreForTheOwnerOnly();
     void loopbackPortTaken_data();
     void loopbackPortTaken();
@@ -698,6 +700,48 @@ void TestGdappCli::mvOntoAFileLosesNothing()
     // The file renamed is the source itself, not a copy.
     if (left.contains(QStringLiteral("/M/report.odt=draft")))
         QCOMPARE(idOf(m_emulator.fileAt(QStringLiteral("/M/report.odt"))), draftId);
+}
+
+void TestGdappCli::newFileNearTheSizeLimit_data()
+{
+    QTest::addColumn<QString>("name"); // as typed in the URL
+    QTest::newRow("a short name") << "new";
+    QTest::newRow("a name with a quote, which JSON escapes") << "say \"hi\"";
+    QTest::newRow("a name in another script") << "日本語のファイル";
+    QTest::newRow("a tab, escaped") << "tab%09here";
+}
+
+// Qt sends a request body of 2 GiB at most, and a new file's holds its metadata besides the
+// content: a file that would not fit is refused before it is read, with the exact limit, which
+// is 2 GiB less what the plug-in sends around the content.
+void TestGdappCli::newFileNearTheSizeLimit()
+{
+    QFETCH(QString, name);
+    m_emulator.seedFolder(QStringLiteral("/D"));
+    const QString url = QStringLiteral("gdapp:/D/") + name;
+    writeLocal(QStringLiteral("small.bin"), "small");
+    int mark = m_emulator.nextRequest();
+    QCOMPARE(m_gdapp.run({ QStringLiteral("put"), QStringLiteral("small.bin"), url }).exitCode, 0);
+    qint64 envelope = -1;
+    for (const LoggedRequest &request : LoggedRequest::list(m_emulator.requests(mark))) {
+        if (request.path() == QLatin1String("/upload/drive/v3/files"))
+            envelope = request.header(QStringLiteral("Content-Length")).toLongLong() - 5;
+    }
+    QVERIFY(envelope > 0);
+    QCOMPARE(m_gdapp.run({ QStringLiteral("rm"), url }).exitCode, 0);
+
+    const qint64 limit = (qint64(1) << 31) - envelope;
+    QFile large(local(QStringLiteral("large.bin")));
+    QVERIFY(large.open(QIODevice::WriteOnly));
+    QVERIFY(large.resize(limit + 1)); // sparse: nothing is written
+    large.close();
+    mark = m_emulator.nextRequest();
+    const Run run = m_gdapp.run({ QStringLiteral("put"), QStringLiteral("large.bin"), url });
+    large.remove();
+    QCOMPARE(run.exitCode, 1);
+    QVERIFY2(run.err.contains(QStringLiteral("room for %1 bytes").arg(limit).toUtf8()),
+             run.err.constData());
+    QCOMPARE(requestsTo(QStringLiteral("/upload/drive/v3/files"), mark), 0);
 }
 
 // The settings hold the tokens, enciphered against a casual look only.

@@ -15,6 +15,7 @@
 #include "reporter.h"
 #include "standardstreams.h"
 #include "transferprogress.h"
+#include "sizelimit.h"
 
 #include <QCommandLineParser>
 #include <QDir>
@@ -25,8 +26,6 @@
 
 namespace {
 constexpr qint64 ChunkSize = 4 * 1024 * 1024;
-// The device keeps a file in memory with 32-bit positions.
-constexpr qint64 MaxContent = qint64(2) * 1024 * 1024 * 1024;
 
 QString describe(const CloudObject *object)
 {
@@ -101,6 +100,8 @@ Commands::Found Commands::find(CloudFile &file, const RemoteUrl &url, int *exitC
         found.entry = std::move(object);
     } else if (CloudFileError(file).isNotFound()) {
         found.kind = Kind::Missing;
+        if (status == Cloud::ParentFound && object)
+            found.folderId = object->id();
     } else {
         *exitCode = m_reporter.fail(url.toString(), file);
     }
@@ -122,12 +123,20 @@ std::unique_ptr<CloudObject> Commands::resolve(CloudFile &file, const RemoteUrl 
     return std::move(found.entry);
 }
 
-int Commands::refuseLarge(const QString &what) const
+int Commands::refuseLarge(const QString &what, qint64 limit) const
 {
-    return m_reporter.fail(QStringLiteral("%1 is 2 GiB or more: the plug-in holds a file in memory "
-                                          "and handles files smaller than 2 GiB (%2 bytes)")
-                                   .arg(what, QString::number(MaxContent)),
-                           Failure);
+    if (limit == SizeLimit::MaxContent)
+        return m_reporter.fail(
+                QStringLiteral("%1 is 2 GiB or more: the plug-in holds a file in memory and "
+                               "handles files smaller than 2 GiB (%2 bytes)")
+                        .arg(what, QString::number(SizeLimit::MaxContent + 1)),
+                Failure);
+    return m_reporter.fail(
+            QStringLiteral("%1 is too large for a new file: the plug-in sends a new file with its "
+                           "metadata in one request of at most 2 GiB, which leaves room for %2 "
+                           "bytes of content here (an existing file takes up to %3)")
+                    .arg(what, QString::number(limit), QString::number(SizeLimit::MaxContent)),
+            Failure);
 }
 
 bool Commands::begin(const QString &text, Lookup lookup, Target *target, int *exitCode)
@@ -213,8 +222,8 @@ int Commands::get(const QStringList &arguments)
         return exitCode;
     if (remote.entry->isFolder())
         return m_reporter.fail(QStringLiteral("%1 is a folder").arg(url.toString()), Failure);
-    if (remote.entry->bytes() >= quint64(MaxContent))
-        return refuseLarge(url.toString());
+    if (remote.entry->bytes() > quint64(SizeLimit::MaxContent))
+        return refuseLarge(url.toString(), SizeLimit::MaxContent);
     {
         TransferProgress progress(QStringLiteral("get"));
         QObject::connect(remote.file.get(), SIGNAL(progress(int)), &progress,
@@ -256,29 +265,38 @@ int Commands::put(const QStringList &arguments)
             : (input.setFileName(source), input.open(QIODevice::ReadOnly));
     if (!opened)
         return m_reporter.fail(QStringLiteral("%1: %2").arg(source, input.errorString()), Failure);
-    if (!input.isSequential() && input.size() >= MaxContent)
-        return refuseLarge(source);
+    if (!input.isSequential() && input.size() > SizeLimit::MaxContent)
+        return refuseLarge(source, SizeLimit::MaxContent);
 
     Target remote;
     if (!begin(arguments.at(1), Lookup::None, &remote, &exitCode))
         return exitCode;
     CloudFile &file = *remote.file;
-    Kind kind = url.namesFolder() ? Kind::Folder : find(file, url, &exitCode).kind;
-    if (kind == Kind::Folder && fromStandardInput)
+    Found found = url.namesFolder() ? Found { Kind::Folder, {}, {} } : find(file, url, &exitCode);
+    if (found.kind == Kind::Folder && fromStandardInput)
         return m_reporter.fail(QStringLiteral("%1 is a folder: name the file to make in it, as "
                                               "%1/NAME, when reading standard input")
                                        .arg(url.toString()),
                                Failure);
-    if (kind == Kind::Folder) {
+    if (found.kind == Kind::Folder) {
         if (!named.isValid())
             return m_reporter.fail(named.errorString(), Failure);
         url = named;
-        kind = find(file, url, &exitCode).kind;
-        if (kind == Kind::Folder)
+        found = find(file, url, &exitCode);
+        if (found.kind == Kind::Folder)
             return m_reporter.fail(QStringLiteral("%1 is a folder").arg(url.toString()), Failure);
     }
-    if (kind == Kind::Failed)
+    if (found.kind == Kind::Failed)
         return exitCode;
+    // A folder above it is missing.
+    if (found.kind == Kind::Missing && found.folderId.isEmpty())
+        return m_reporter.fail(url.toString(), file);
+    const QString what = fromStandardInput ? QStringLiteral("standard input") : source;
+    const qint64 limit = found.kind == Kind::Missing
+            ? SizeLimit::forNewFile(url.name(), found.folderId)
+            : SizeLimit::MaxContent;
+    if (!input.isSequential() && input.size() > limit)
+        return refuseLarge(what, limit);
     file.setFilename(url.url());
 
     // Store once, at the end, whatever the size.
@@ -288,8 +306,8 @@ int Commands::put(const QStringList &arguments)
     QByteArray chunk;
     while (!(chunk = input.read(ChunkSize)).isEmpty()) {
         total += chunk.size();
-        if (total >= MaxContent)
-            return refuseLarge(fromStandardInput ? QStringLiteral("standard input") : source);
+        if (total > limit)
+            return refuseLarge(what, limit);
         file.write(chunk);
     }
     if (input.error() != QFileDevice::NoError)
