@@ -80,6 +80,8 @@ private slots:
     void mvOntoAFileLosesNothing();
     void newFileNearTheSizeLimit_data();
     void newFileNearTheSizeLimit();
+    void malformedServiceUrl_data();
+    void malformedServiceUrl();
     void settingsAreForTheOwnerOnly();
     void loopbackPortTaken_data();
     void loopbackPortTaken();
@@ -322,6 +324,14 @@ void TestGdappCli::listingAndStat()
     QVERIFY2(top.out.startsWith("d            -  ") && top.out.endsWith("docs/\n"),
              top.out.constData());
 
+    // One line an entry: control characters are escaped, and backslashes that would read as
+    // an escape.
+    m_emulator.seedFile(QStringLiteral("/odd/two\nlines\ttab\x1b\\n.txt"), "o");
+    const Run odd = gdapp(QStringLiteral("ls gdapp:/odd"));
+    QCOMPARE(odd.exitCode, 0);
+    QVERIFY2(odd.out.endsWith("  two\\nlines\\ttab\\x1b\\\\n.txt\n") && odd.out.count('\n') == 1,
+             odd.out.constData());
+
     const Run stat = gdapp(QStringLiteral("stat gdapp:/docs/report.txt"));
     QCOMPARE(stat.exitCode, 0);
     QVERIFY(stat.out.contains("type:     file\n"));
@@ -539,6 +549,8 @@ void TestGdappCli::refusedBeforeAnyChange_data()
             << "rm gdapp:/a+b.txt" << QByteArray(R"(send "+" as a space)");
     QTest::newRow("+ in a local name")
             << "put a+b.txt gdapp:/Reports/" << QByteArray(R"(refused name "a+b.txt")");
+    QTest::newRow("+ in a local name, into a folder written without its slash")
+            << "put a+b.txt gdapp:/Reports" << QByteArray(R"(refused name "a+b.txt")");
     QTest::newRow("' in a name") << "put in.txt gdapp:/it's.txt"
                                  << QByteArray(R"(take "'" for the end of the name)");
     QTest::newRow("backslash in a name")
@@ -549,6 +561,11 @@ void TestGdappCli::refusedBeforeAnyChange_data()
             << "put in.txt gdapp:/Reports//x.txt" << QByteArray("a name cannot be empty");
     QTest::newRow("a slash in a name")
             << "mkdir gdapp:/a%2Fb" << QByteArray(R"("/" cannot be part of a name)");
+    // Its name is no name for a remote file, but it is a folder before anything else.
+    QTest::newRow("put of the current folder")
+            << "put . gdapp:/Reports/" << QByteArray(". is a folder: put uploads one file");
+    QTest::newRow("put into a file as a folder")
+            << "put in.txt gdapp:/a.txt/" << QByteArray("gdapp:/a.txt/ is not a folder");
 }
 
 void TestGdappCli::refusedBeforeAnyChange()
@@ -742,6 +759,37 @@ void TestGdappCli::newFileNearTheSizeLimit()
     QVERIFY2(run.err.contains(QStringLiteral("room for %1 bytes").arg(limit).toUtf8()),
              run.err.constData());
     QCOMPARE(requestsTo(QStringLiteral("/upload/drive/v3/files"), mark), 0);
+}
+
+void TestGdappCli::malformedServiceUrl_data()
+{
+    QTest::addColumn<QString>("variable");
+    QTest::addColumn<QString>("value");
+    QTest::newRow("no URL") << "GDAPP_DRIVE_URL"
+                            << "notaurl";
+    QTest::newRow("no web URL") << "GDAPP_DRIVE_URL"
+                                << "ftp://127.0.0.1:21";
+    QTest::newRow("no host") << "GDAPP_OAUTH_URL"
+                             << "http:/token";
+    QTest::newRow("a query") << "GDAPP_OAUTH_URL"
+                             << "http://127.0.0.1:1/?x=y";
+}
+
+// A service address the plug-in would take as it stands is refused before any request, naming
+// the variable, rather than left to fail on the way with Qt's words.
+void TestGdappCli::malformedServiceUrl()
+{
+    QFETCH(QString, variable);
+    QFETCH(QString, value);
+    QProcessEnvironment environment = environmentFor(m_emulator);
+    environment.insert(variable, value);
+    const int mark = m_emulator.nextRequest();
+    const Run run = gdapp(QStringLiteral("ls"), QByteArray(), environment);
+    QCOMPARE(run.exitCode, 1);
+    QVERIFY2(run.err.startsWith(
+                     QStringLiteral("gdapp: ls: %1 is \"%2\"").arg(variable, value).toUtf8()),
+             run.err.constData());
+    QCOMPARE(m_emulator.requests(mark), QJsonArray());
 }
 
 // The settings hold the tokens, enciphered against a casual look only.

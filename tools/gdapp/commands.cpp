@@ -27,6 +27,29 @@
 namespace {
 constexpr qint64 ChunkSize = 4 * 1024 * 1024;
 
+// A name on one line: its control characters escaped as in C ("\n", "\t", "\x1b"), and the
+// backslash too, so that what is shown reads back one way only.
+QString printable(const QString &name)
+{
+    QString shown;
+    shown.reserve(name.size());
+    for (const QChar c : name) {
+        if (c == QLatin1Char('\\'))
+            shown += QLatin1String("\\\\");
+        else if (c == QLatin1Char('\n'))
+            shown += QLatin1String("\\n");
+        else if (c == QLatin1Char('\t'))
+            shown += QLatin1String("\\t");
+        else if (c == QLatin1Char('\r'))
+            shown += QLatin1String("\\r");
+        else if (c.category() == QChar::Other_Control)
+            shown += QStringLiteral("\\x%1").arg(c.unicode(), 2, 16, QLatin1Char('0'));
+        else
+            shown += c;
+    }
+    return shown;
+}
+
 QString describe(const CloudObject *object)
 {
     const QString modified = object->lastModified().isValid()
@@ -38,7 +61,8 @@ QString describe(const CloudObject *object)
             .arg(object->isFolder() ? QLatin1Char('d') : QLatin1Char('-'))
             .arg(size, 12)
             .arg(modified, 16)
-            .arg(object->fileName(), object->isFolder() ? QStringLiteral("/") : QString());
+            .arg(printable(object->fileName()),
+                 object->isFolder() ? QStringLiteral("/") : QString());
 }
 
 // Why cp or mv refuses a pair of URLs before asking the service anything, or nothing.
@@ -190,7 +214,7 @@ int Commands::stat(const QStringList &arguments)
     const CloudObject *entry = target.entry.get();
     Reporter::out() << "url:      " << target.remote.toString() << Qt::endl
                     << "type:     " << (entry->isFolder() ? "folder" : "file") << Qt::endl
-                    << "name:     " << entry->fileName() << Qt::endl
+                    << "name:     " << printable(entry->fileName()) << Qt::endl
                     << "id:       " << entry->id() << Qt::endl
                     << "mimeType: " << entry->contentType() << Qt::endl
                     << "size:     "
@@ -256,6 +280,10 @@ int Commands::put(const QStringList &arguments)
     if (url.namesFolder() && fromStandardInput)
         return m_reporter.usage(
                 QStringLiteral("give the remote file a name when reading standard input"));
+    // "." included, whose name the remote one could not take.
+    if (!fromStandardInput && QFileInfo(source).isDir())
+        return m_reporter.fail(QStringLiteral("%1 is a folder: put uploads one file").arg(source),
+                               Failure);
     const RemoteUrl named = url.child(QFileInfo(source).fileName());
     if (url.namesFolder() && !named.isValid())
         return m_reporter.fail(named.errorString(), Failure);
@@ -269,7 +297,9 @@ int Commands::put(const QStringList &arguments)
         return refuseLarge(source, SizeLimit::MaxContent);
 
     Target remote;
-    if (!begin(arguments.at(1), Lookup::None, &remote, &exitCode))
+    // Written with a trailing slash, the URL names a folder, which must be there.
+    if (!begin(arguments.at(1), url.namesFolder() ? Lookup::Entry : Lookup::None, &remote,
+               &exitCode))
         return exitCode;
     CloudFile &file = *remote.file;
     Found found = url.namesFolder() ? Found { Kind::Folder, {}, {} } : find(file, url, &exitCode);

@@ -15,6 +15,24 @@
 
 namespace {
 const QString SettingsGroup = QStringLiteral("gdapp");
+// The plug-in takes the services' addresses from these as they stand.
+const char *const ServiceVariables[] = { "GDAPP_DRIVE_URL", "GDAPP_OAUTH_URL" };
+
+// Why a service's address from the environment is of no use, or nothing.
+QString serviceUrlProblem(const char *variable)
+{
+    const QString value = qEnvironmentVariable(variable);
+    if (value.isEmpty())
+        return QString();
+    const QUrl url(value, QUrl::StrictMode);
+    const bool web =
+            url.scheme() == QLatin1String("http") || url.scheme() == QLatin1String("https");
+    if (url.isValid() && web && !url.host().isEmpty() && !url.hasQuery() && !url.hasFragment())
+        return QString();
+    return QStringLiteral("%1 is \"%2\", which is no service address: give one such as "
+                          "https://host:port")
+            .arg(QLatin1String(variable), value);
+}
 } // namespace
 
 ProviderSession::ProviderSession(const Options &options)
@@ -35,6 +53,13 @@ ProviderSession::~ProviderSession()
 
 bool ProviderSession::load(QString *why, int *exitCode)
 {
+    for (const char *variable : ServiceVariables) {
+        *why = serviceUrlProblem(variable);
+        if (!why->isEmpty()) {
+            *exitCode = Failure;
+            return false;
+        }
+    }
     if (!SettingsFile::protect(why)) {
         *exitCode = Failure;
         return false;
