@@ -203,8 +203,8 @@ void TestGdappCli::helpForEveryCommand_data()
     row("put FILE|- URL", { "FILE", "URL" }, "put FILE|- URL");
     row("cp URL URL", { "SOURCE", "DESTINATION" }, "cp URL URL");
     row("mv URL URL", { "SOURCE", "DESTINATION" }, "mv URL URL");
-    row("rm URL", { "URL" }, "rm [-r] URL");
-    row("mkdir URL", { "URL" }, "mkdir [-p] URL");
+    row("rm [-r] URL", { "URL" }, "rm [-r] URL");
+    row("mkdir [-p] URL", { "URL" }, "mkdir [-p] URL");
     row("open-dialog [--filter F] [--caption T]", {}, "open-dialog [--filter F] [--caption T]");
     row("save-dialog [--filter F] [--caption T]", {}, "save-dialog [--filter F] [--caption T]");
     row("login", {}, "login");
