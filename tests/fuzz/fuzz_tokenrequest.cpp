@@ -18,7 +18,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     HttpRequest request;
     request.method = "POST";
     request.target = request.path = "/o/oauth2/token";
-    request.version = "HTTP/1.1";
     static const char *const types[] = { "application/x-www-form-urlencoded", "application/json",
                                          "text/plain", "" };
     request.headers.append(qMakePair(QByteArray("Content-Type"), QByteArray(types[data[0] % 4])));

@@ -10,7 +10,6 @@
 #include "requestlog.h"
 #include "tokenregistry.h"
 
-#include <QCryptographicHash>
 #include <QJsonArray>
 #include <QJsonDocument>
 
@@ -46,7 +45,7 @@ ControlService::ControlService(const Parts &parts) : m_parts(parts) { }
 
 HttpResponse ControlService::requests(const HttpRequest &request) const
 {
-    const int since = request.queryValue(QStringLiteral("since")).toInt();
+    const int since = request.query.value(QStringLiteral("since")).toInt();
     return HttpResponse::json(200,
                               { { QStringLiteral("requests"), m_parts.log.toJson(since) },
                                 { QStringLiteral("next"), m_parts.log.next() } });
@@ -113,12 +112,13 @@ QString ControlService::folderFor(const QStringList &segments, QString *error)
             }
         }
         if (found.isEmpty()) {
-            DriveEntry folder = m_parts.store.newEntry(segment, FolderMimeType, parentId);
-            found = folder.id;
-            if (!m_parts.store.put(folder)) {
+            const DriveEntry *made =
+                    m_parts.store.put(m_parts.store.newEntry(segment, FolderMimeType, parentId));
+            if (!made) {
                 *error = QStringLiteral("cannot store %1").arg(segment);
                 return QString();
             }
+            found = made->id;
         }
         parentId = found;
     }
@@ -144,28 +144,26 @@ std::optional<QJsonObject> ControlService::seedOne(const QJsonObject &descriptio
             description.value(QStringLiteral("mimeType"))
                     .toString(folder ? FolderMimeType : QStringLiteral("application/octet-stream"));
     DriveEntry entry = m_parts.store.newEntry(name, type, parentId);
-    if (entry.hasContent()) {
-        const QByteArray content = description.contains(QStringLiteral("text"))
-                ? description.value(QStringLiteral("text")).toString().toUtf8()
-                : QByteArray::fromBase64(
-                        description.value(QStringLiteral("content")).toString().toLatin1());
+    if (entry.hasContent())
         entry.setContent(
-                content,
-                QString::fromLatin1(
-                        QCryptographicHash::hash(content, QCryptographicHash::Md5).toHex()));
-    }
+                description.contains(QStringLiteral("text"))
+                        ? description.value(QStringLiteral("text")).toString().toUtf8()
+                        : QByteArray::fromBase64(description.value(QStringLiteral("content"))
+                                                         .toString()
+                                                         .toLatin1()));
     // Tests can make the service report a checksum or a size other than the content's.
     if (description.contains(QStringLiteral("md5Checksum")))
         entry.md5Checksum = description.value(QStringLiteral("md5Checksum")).toString();
     if (description.contains(QStringLiteral("size")))
         entry.reportedSize = qint64(description.value(QStringLiteral("size")).toDouble());
     entry.trashed = entry.explicitlyTrashed = description.value(QStringLiteral("trashed")).toBool();
-    if (!m_parts.store.put(entry)) {
+    const DriveEntry *stored = m_parts.store.put(entry);
+    if (!stored) {
         *error = QStringLiteral("cannot store %1").arg(name);
         return std::nullopt;
     }
-    QJsonObject resource = m_parts.store.find(entry.id)->resource();
-    resource.insert(QStringLiteral("path"), pathOf(entry));
+    QJsonObject resource = stored->resource();
+    resource.insert(QStringLiteral("path"), pathOf(*stored));
     return resource;
 }
 
@@ -205,14 +203,10 @@ HttpResponse ControlService::fileContent(const QString &id) const
     return response;
 }
 
-HttpResponse ControlService::issueTokens(const QByteArray &body)
+HttpResponse ControlService::issueTokens()
 {
-    const QJsonObject description =
-            objectsOf(body, QString()).value_or(QList<QJsonObject>()).value(0);
     const TokenRegistry::Grant grant = m_parts.tokens.issueTokens(
-            description.value(QStringLiteral("clientId")).toString(m_parts.clientId),
-            description.value(QStringLiteral("scope"))
-                    .toString(QStringLiteral("https://www.googleapis.com/auth/drive.appfolder")));
+            m_parts.clientId, QStringLiteral("https://www.googleapis.com/auth/drive.appfolder"));
     return HttpResponse::json(200,
                               { { QStringLiteral("access_token"), grant.accessToken },
                                 { QStringLiteral("refresh_token"), grant.refreshToken },

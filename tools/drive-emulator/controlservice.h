@@ -37,7 +37,7 @@ public:
     HttpResponse listFiles() const;
     HttpResponse seedFiles(const QByteArray &body);
     HttpResponse fileContent(const QString &id) const;
-    HttpResponse issueTokens(const QByteArray &body);
+    HttpResponse issueTokens();
     HttpResponse settings(const QByteArray &body);
     HttpResponse requests(const HttpRequest &request) const;
     HttpResponse requestBody(const QString &index) const;

@@ -8,24 +8,11 @@
 
 #include <QRegularExpression>
 
-struct DriveQuery::Node
-{
-    enum Kind { And, Or, Not, Term } kind = Term;
-    std::shared_ptr<const Node> left;
-    std::shared_ptr<const Node> right;
-    // Term
-    QString field;
-    QString op;
-    QString text;
-    bool flag = false;
-};
-
 namespace {
-using Node = DriveQuery::Node;
-using NodePtr = std::shared_ptr<const Node>;
+using Predicate = DriveQuery::Predicate;
 
-// The parser, the evaluation and the tree's destruction all recurse as deep as the query nests:
-// a bound on its length keeps a hostile query from exhausting the stack.
+// The parser, the evaluation and the predicates' destruction all recurse as deep as the query
+// nests: a bound on its length keeps a hostile query from exhausting the stack.
 constexpr int MaxTokens = 1000;
 
 struct Token
@@ -34,16 +21,29 @@ struct Token
     QString text;
 };
 
-// Recursive descent with one token of look-ahead; a null tree for anything outside the language.
+// "contains" on names matches the start of a word: "Hello" finds "HelloWorld" and
+// "my Hello", "World" does not find "HelloWorld".
+bool containsWordPrefix(const QString &name, const QString &value)
+{
+    for (int at = name.indexOf(value, 0, Qt::CaseInsensitive); at >= 0;
+         at = name.indexOf(value, at + 1, Qt::CaseInsensitive)) {
+        if (at == 0 || !name.at(at - 1).isLetterOrNumber())
+            return true;
+    }
+    return value.isEmpty();
+}
+
+// Recursive descent with one token of look-ahead, into predicates; an empty one for anything
+// outside the language.
 class Parser
 {
 public:
     explicit Parser(const QString &text) : m_text(text) { advance(); }
 
-    NodePtr parse()
+    Predicate parse()
     {
-        NodePtr root = parseOr();
-        return m_token.kind == Token::End ? root : nullptr;
+        Predicate query = parseOr();
+        return m_token.kind == Token::End ? query : nullptr;
     }
 
 private:
@@ -87,47 +87,49 @@ private:
         return true;
     }
 
-    static NodePtr combine(Node::Kind kind, NodePtr left, NodePtr right = nullptr)
+    // "and" when all, "or" otherwise; empty when a side is.
+    static Predicate combine(Predicate left, Predicate right, bool all)
     {
-        if (!left || (kind != Node::Not && !right))
+        if (!left || !right)
             return nullptr;
-        auto node = std::make_shared<Node>();
-        node->kind = kind;
-        node->left = std::move(left);
-        node->right = std::move(right);
-        return node;
+        return [all, left = std::move(left), right = std::move(right)](const DriveEntry &e) {
+            return all ? left(e) && right(e) : left(e) || right(e);
+        };
     }
 
-    NodePtr parseOr()
+    Predicate parseOr()
     {
-        NodePtr left = parseAnd();
+        Predicate left = parseAnd();
         while (left && takeKeyword("or"))
-            left = combine(Node::Or, left, parseAnd());
+            left = combine(std::move(left), parseAnd(), false);
         return left;
     }
 
-    NodePtr parseAnd()
+    Predicate parseAnd()
     {
-        NodePtr left = parseUnary();
+        Predicate left = parseUnary();
         while (left && takeKeyword("and"))
-            left = combine(Node::And, left, parseUnary());
+            left = combine(std::move(left), parseUnary(), true);
         return left;
     }
 
-    NodePtr parseUnary()
+    Predicate parseUnary()
     {
-        if (takeKeyword("not"))
-            return combine(Node::Not, parseUnary());
+        if (takeKeyword("not")) {
+            Predicate inner = parseUnary();
+            if (!inner)
+                return nullptr;
+            return [inner = std::move(inner)](const DriveEntry &e) { return !inner(e); };
+        }
         if (m_token.kind != Token::Open)
             return parseTerm();
         advance();
-        NodePtr inner = parseOr();
+        Predicate inner = parseOr();
         return take().kind == Token::Close ? inner : nullptr;
     }
 
-    NodePtr parseTerm()
+    Predicate parseTerm()
     {
-        auto term = std::make_shared<Node>();
         const Token first = take();
         if (first.kind == Token::String) { // 'ID' in parents
             const bool in = takeKeyword("in");
@@ -135,26 +137,31 @@ private:
             if (!in || collection.kind != Token::Word
                 || collection.text != QLatin1String("parents"))
                 return nullptr;
-            term->field = collection.text;
-            term->text = first.text;
-            return term;
+            return [id = first.text](const DriveEntry &e) { return e.parents.contains(id); };
         }
         const Token op = take();
         const Token value = take();
-        term->field = first.text;
-        term->op = op.kind == Token::Operator ? op.text : op.text.toLower();
-        term->text = value.text;
-        const bool equality = term->op == QLatin1String("=") || term->op == QLatin1String("!=");
-        if (first.kind != Token::Word || (op.kind != Token::Operator && term->op != "contains"))
+        const QString name = op.kind == Token::Operator ? op.text : op.text.toLower();
+        const bool negate = name == QLatin1String("!=");
+        const bool contains = op.kind == Token::Word && name == QLatin1String("contains");
+        if (first.kind != Token::Word || !(negate || name == QLatin1String("=") || contains))
             return nullptr;
-        if (term->field == QLatin1String("name") || term->field == QLatin1String("mimeType"))
-            return (equality || term->op == QLatin1String("contains"))
-                            && value.kind == Token::String
-                    ? term
-                    : nullptr;
-        term->flag = value.text == QLatin1String("true");
-        const bool boolean = value.kind == Token::Word && (term->flag || value.text == "false");
-        return term->field == QLatin1String("trashed") && equality && boolean ? term : nullptr;
+        const QString text = value.text;
+        if (first.text == QLatin1String("name") && value.kind == Token::String)
+            return [=](const DriveEntry &e) {
+                return contains ? containsWordPrefix(e.name, text)
+                                : (e.name.compare(text, Qt::CaseInsensitive) == 0) != negate;
+            };
+        if (first.text == QLatin1String("mimeType") && value.kind == Token::String)
+            return [=](const DriveEntry &e) {
+                return contains ? e.mimeType.contains(text, Qt::CaseInsensitive)
+                                : (e.mimeType == text) != negate;
+            };
+        const bool flag = text == QLatin1String("true");
+        if (first.text != QLatin1String("trashed") || contains || value.kind != Token::Word
+            || !(flag || text == QLatin1String("false")))
+            return nullptr;
+        return [=](const DriveEntry &e) { return (e.trashed == flag) != negate; };
     }
 
     const QString &m_text;
@@ -162,57 +169,12 @@ private:
     int m_count = 0;
     Token m_token;
 };
-
-// "contains" on names matches the start of a word: "Hello" finds "HelloWorld" and
-// "my Hello", "World" does not find "HelloWorld".
-bool containsWordPrefix(const QString &name, const QString &value)
-{
-    for (int at = name.indexOf(value, 0, Qt::CaseInsensitive); at >= 0;
-         at = name.indexOf(value, at + 1, Qt::CaseInsensitive)) {
-        if (at == 0 || !name.at(at - 1).isLetterOrNumber())
-            return true;
-    }
-    return value.isEmpty();
-}
-
-bool evaluate(const Node &node, const DriveEntry &entry)
-{
-    switch (node.kind) {
-    case Node::And:
-        return evaluate(*node.left, entry) && evaluate(*node.right, entry);
-    case Node::Or:
-        return evaluate(*node.left, entry) || evaluate(*node.right, entry);
-    case Node::Not:
-        return !evaluate(*node.left, entry);
-    case Node::Term:
-        break;
-    }
-    const bool negate = node.op == QLatin1String("!=");
-    if (node.field == QLatin1String("parents"))
-        return entry.parents.contains(node.text);
-    if (node.field == QLatin1String("trashed"))
-        return (entry.trashed == node.flag) != negate;
-    if (node.field == QLatin1String("name"))
-        return node.op == QLatin1String("contains")
-                ? containsWordPrefix(entry.name, node.text)
-                : (entry.name.compare(node.text, Qt::CaseInsensitive) == 0) != negate;
-    return node.op == QLatin1String("contains")
-            ? entry.mimeType.contains(node.text, Qt::CaseInsensitive)
-            : (entry.mimeType == node.text) != negate;
-}
 } // namespace
 
 DriveQuery DriveQuery::parse(const QString &text)
 {
     DriveQuery query;
-    if (!text.trimmed().isEmpty()) {
-        query.m_root = Parser(text).parse();
-        query.m_valid = query.m_root != nullptr;
-    }
+    query.m_matches = text.trimmed().isEmpty() ? [](const DriveEntry &) { return true; }
+                                               : Parser(text).parse();
     return query;
-}
-
-bool DriveQuery::matches(const DriveEntry &entry) const
-{
-    return m_valid && (!m_root || evaluate(*m_root, entry));
 }

@@ -19,7 +19,8 @@ class DriveService
 public:
     DriveService(DriveStore &store, TokenRegistry &tokens);
 
-    // Refuses a request without a valid access token, or with an "alt" the service does not know.
+    // Refuses a request without a valid access token, or with an "alt" or "fields" the service
+    // does not take.
     std::optional<HttpResponse> admit(const HttpRequest &request) const;
 
     // shortPage: half the entries the page would hold, with a token for the rest.
@@ -34,10 +35,8 @@ public:
     HttpResponse upload(HttpRequest &request, const QString &id);
 
 private:
-    struct Upload;
-    std::optional<HttpResponse> readUpload(HttpRequest &request, Upload *upload) const;
-    HttpResponse media(const HttpRequest &request, const DriveEntry &entry) const;
-    std::optional<HttpResponse> placeNew(DriveEntry &entry, const QJsonObject &metadata) const;
+    std::optional<HttpResponse> newEntry(const QJsonObject &metadata, const QString &name,
+                                         const QString &mimeType, DriveEntry *entry);
     std::optional<HttpResponse> applyMetadata(DriveEntry &entry, const QJsonObject &metadata,
                                               const HttpRequest &request) const;
     // Stores the entry and answers with its resource as "fields" selects it.

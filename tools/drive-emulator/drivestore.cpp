@@ -79,26 +79,25 @@ DriveEntry DriveStore::newEntry(const QString &name, const QString &mimeType,
     entry.space = parent ? parent->space : DriveSpace;
     entry.createdTime = entry.modifiedTime = QDateTime::currentDateTimeUtc();
     if (entry.hasContent())
-        entry.setContent(QByteArray(), QStringLiteral("d41d8cd98f00b204e9800998ecf8427e"));
+        entry.setContent(QByteArray());
     return entry;
 }
 
-void DriveStore::insert(DriveEntry entry)
+const DriveEntry *DriveStore::insert(DriveEntry entry)
 {
     m_sequenceOf.insert(entry.id, entry.sequence);
-    m_bySequence[entry.sequence] = std::move(entry);
+    return &(m_bySequence[entry.sequence] = std::move(entry));
 }
 
-bool DriveStore::put(DriveEntry entry)
+const DriveEntry *DriveStore::put(DriveEntry entry)
 {
     const auto existing = m_sequenceOf.constFind(entry.id);
     entry.sequence = existing != m_sequenceOf.cend() ? *existing : m_nextSequence++;
     if (m_journal
         && ((entry.hasContent() && !m_journal->writeBlob(entry.blob, entry.content))
             || !m_journal->put(entry.id, entry.record())))
-        return false;
-    insert(std::move(entry));
-    return true;
+        return nullptr;
+    return insert(std::move(entry));
 }
 
 bool DriveStore::remove(const QStringList &ids)

@@ -34,13 +34,14 @@ public:
 
     // A fresh entry under parentId (in the parent's space), not stored yet.
     DriveEntry newEntry(const QString &name, const QString &mimeType, const QString &parentId);
-    // Stores entry (new or replaced) durably. A new entry goes last in creation order.
-    bool put(DriveEntry entry);
+    // Stores entry (new or replaced) durably, and gives it back stored; null when the disk
+    // failed. A new entry goes last in creation order.
+    const DriveEntry *put(DriveEntry entry);
     bool remove(const QStringList &ids);
     void clear();
 
 private:
-    void insert(DriveEntry entry);
+    const DriveEntry *insert(DriveEntry entry);
 
     std::map<qint64, DriveEntry> m_bySequence;
     QHash<QString, qint64> m_sequenceOf;

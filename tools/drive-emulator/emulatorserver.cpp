@@ -65,7 +65,7 @@ const QList<Route> &EmulatorServer::routes()
         { "GET", "/_emulator/files/{id}/content", Route::Control,
           [](S &s, Call &c) { return s.m_control.fileContent(c.id); } },
         { "POST", "/_emulator/tokens", Route::Control,
-          [](S &s, Call &c) { return s.m_control.issueTokens(c.request.body); } },
+          [](S &s, Call &) { return s.m_control.issueTokens(); } },
         { "POST", "/_emulator/tokens/expire", Route::Control,
           [](S &s, Call &) { return s.m_tokens.expireAccessTokens(), done(); } },
         { "POST", "/_emulator/tokens/revoke", Route::Control,

@@ -26,7 +26,7 @@ std::optional<FieldSelection> FieldSelection::parse(const QString &text)
 {
     FieldSelection selection;
     int pos = 0;
-    if (!text.trimmed().isEmpty() && !selection.parseList(text, pos, false, 0))
+    if (!selection.parseList(text, pos, false, 0))
         return std::nullopt;
     return selection;
 }
@@ -34,7 +34,6 @@ std::optional<FieldSelection> FieldSelection::parse(const QString &text)
 // list := item (',' item)*
 bool FieldSelection::parseList(const QString &text, int &pos, bool nested, int depth)
 {
-    m_given = true;
     for (;;) {
         if (!parseItem(text, pos, depth))
             return false;
@@ -53,7 +52,6 @@ bool FieldSelection::parseList(const QString &text, int &pos, bool nested, int d
 // item := name ('/' item | '(' list ')')?
 bool FieldSelection::parseItem(const QString &text, int &pos, int depth)
 {
-    m_given = true;
     // Each level is a level of recursion, here and when the selection is applied.
     if (depth > MaxDepth)
         return false;
@@ -85,34 +83,35 @@ bool FieldSelection::parseItem(const QString &text, int &pos, int depth)
     return true;
 }
 
-FieldSelection FieldSelection::child(const QString &key) const
+QString FieldSelection::unknownIn(const QJsonObject &shape) const
 {
-    if (m_all)
-        return FieldSelection();
-    return m_children.value(key);
+    for (auto it = m_children.cbegin(); it != m_children.cend() && !m_all; ++it) {
+        const QJsonValue value = shape.value(it.key());
+        if (value.isUndefined())
+            return it.key();
+        const QJsonValue item = value.isArray() ? value.toArray().at(0) : value;
+        const QString unknown = item.isObject() ? it->unknownIn(item.toObject()) : QString();
+        if (!unknown.isNull())
+            return unknown;
+    }
+    return QString();
 }
 
 QJsonObject FieldSelection::apply(const QJsonObject &object) const
 {
-    if (!m_given || m_all)
+    if (m_all || m_children.isEmpty())
         return object;
     QJsonObject selected;
     for (auto it = m_children.cbegin(); it != m_children.cend(); ++it) {
-        if (!object.contains(it.key()))
-            continue;
         const QJsonValue value = object.value(it.key());
-        const FieldSelection &sub = it.value();
-        if (!sub.m_given) {
-            selected.insert(it.key(), value);
-        } else if (value.isArray()) {
+        if (value.isArray()) {
             QJsonArray items;
             for (const QJsonValue &item : value.toArray())
-                items.append(item.isObject() ? QJsonValue(sub.apply(item.toObject())) : item);
+                items.append(item.isObject() ? QJsonValue(it->apply(item.toObject())) : item);
             selected.insert(it.key(), items);
-        } else if (value.isObject()) {
-            selected.insert(it.key(), sub.apply(value.toObject()));
-        } else {
-            selected.insert(it.key(), value);
+        } else if (!value.isUndefined()) {
+            selected.insert(it.key(),
+                            value.isObject() ? QJsonValue(it->apply(value.toObject())) : value);
         }
     }
     return selected;

@@ -80,11 +80,10 @@ HttpRequestParser::Progress HttpRequestParser::parseHead()
     m_request = HttpRequest();
     m_request.method = requestLine.at(0);
     m_request.target = requestLine.at(1);
-    m_request.version = requestLine.at(2);
     const qsizetype question = m_request.target.indexOf('?');
-    m_request.hasQuery = question >= 0;
     m_request.path = question >= 0 ? m_request.target.left(question) : m_request.target;
     m_request.rawQuery = question >= 0 ? m_request.target.mid(question + 1) : QByteArray();
+    m_request.query = formFields(m_request.rawQuery);
 
     for (const QByteArray &line : lines) {
         const qsizetype colon = line.indexOf(':');
@@ -94,7 +93,7 @@ HttpRequestParser::Progress HttpRequestParser::parseHead()
     }
 
     const QByteArray connection = m_request.header("Connection").toLower();
-    m_keepAlive = m_request.version == "HTTP/1.1" ? !connection.contains("close")
+    m_keepAlive = requestLine.at(2) == "HTTP/1.1" ? !connection.contains("close")
                                                   : connection.contains("keep-alive");
     return startBody();
 }

@@ -85,7 +85,6 @@ bool MultipartBody::parse(QByteArray body, const QByteArray &boundary)
     qsizetype end = close;
     if (m_crlf && end > pos && body.at(end - 1) == '\r')
         --end;
-    m_mediaOffset = pos;
     // Dropping the front of an unshared array only moves its start: no copy.
     body.truncate(end > pos ? end : pos);
     body.remove(0, pos);

@@ -7,22 +7,18 @@
 #include "serviceerror.h"
 
 #include <QCryptographicHash>
+#include <QRegularExpression>
 #include <QUrl>
 
 namespace {
+using namespace TokenError;
 
 bool isKnownScope(const QString &scope)
 {
-    static const QStringList known { QStringLiteral("openid"), QStringLiteral("email"),
-                                     QStringLiteral("profile") };
-    static const QStringList drive { QStringLiteral("drive"), QStringLiteral("drive.file"),
-                                     QStringLiteral("drive.appdata"),
-                                     QStringLiteral("drive.appfolder"),
-                                     QStringLiteral("drive.readonly") };
-    const int auth = scope.lastIndexOf(QLatin1String("/auth/"));
-    return known.contains(scope)
-            || (auth > 0 && scope.startsWith(QLatin1String("https://"))
-                && drive.contains(scope.mid(auth + 6)));
+    static const QRegularExpression known(
+            QStringLiteral("^(openid|email|profile|https://www\\.googleapis\\.com/auth/"
+                           "drive(\\.file|\\.appdata|\\.appfolder|\\.readonly)?)$"));
+    return known.match(scope).hasMatch();
 }
 
 // Installed applications receive the code on a loopback address, on any port.
@@ -44,7 +40,6 @@ QString pkceChallenge(const QString &verifier, const QString &method)
                         .toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals));
     return verifier;
 }
-
 } // namespace
 
 OAuthService::OAuthService(TokenRegistry &tokens, const Options &options)
@@ -54,8 +49,8 @@ OAuthService::OAuthService(TokenRegistry &tokens, const Options &options)
 
 HttpResponse OAuthService::authorize(const HttpRequest &request)
 {
-    const QString clientId = request.queryValue(QStringLiteral("client_id"));
-    const QString redirectUri = request.queryValue(QStringLiteral("redirect_uri"));
+    const QString clientId = request.query.value(QStringLiteral("client_id"));
+    const QString redirectUri = request.query.value(QStringLiteral("redirect_uri"));
     // Without a known client or a valid redirect there is nobody to send the answer to: the
     // error stays on this page.
     if (clientId.isEmpty() || clientId != m_options.clientId)
@@ -67,18 +62,18 @@ HttpResponse OAuthService::authorize(const HttpRequest &request)
                                         "installed application.")
                                  .arg(redirectUri));
 
-    const QString state = request.queryValue(QStringLiteral("state"));
+    const QString state = request.query.value(QStringLiteral("state"));
     auto redirectError = [&](const QString &error) {
-        QueryItems items { { QStringLiteral("error"), error } };
-        if (request.hasQueryItem(QStringLiteral("state")))
+        QList<QPair<QString, QString>> items { { QStringLiteral("error"), error } };
+        if (request.query.contains(QStringLiteral("state")))
             items.append({ QStringLiteral("state"), state });
         return redirectWith(redirectUri, items);
     };
-    if (request.queryValue(QStringLiteral("response_type")) != QLatin1String("code"))
+    if (request.query.value(QStringLiteral("response_type")) != QLatin1String("code"))
         return redirectError(QStringLiteral("unsupported_response_type"));
 
-    const QStringList scopes =
-            request.queryValue(QStringLiteral("scope")).split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    const QStringList scopes = request.query.value(QStringLiteral("scope"))
+                                       .split(QLatin1Char(' '), Qt::SkipEmptyParts);
     if (scopes.isEmpty())
         return errorPage(400, QStringLiteral("invalid_request"),
                          QStringLiteral("Missing required parameter: scope"));
@@ -93,9 +88,9 @@ HttpResponse OAuthService::authorize(const HttpRequest &request)
     consent.code.clientId = clientId;
     consent.code.redirectUri = redirectUri;
     consent.code.scope = scopes.join(QLatin1Char(' '));
-    consent.code.challenge = request.queryValue(QStringLiteral("code_challenge"));
+    consent.code.challenge = request.query.value(QStringLiteral("code_challenge"));
     if (!consent.code.challenge.isEmpty()) {
-        consent.code.challengeMethod = request.queryValue(QStringLiteral("code_challenge_method"));
+        consent.code.challengeMethod = request.query.value(QStringLiteral("code_challenge_method"));
         if (consent.code.challengeMethod.isEmpty())
             consent.code.challengeMethod = QStringLiteral("plain");
         if (consent.code.challengeMethod != QLatin1String("S256")
@@ -119,10 +114,12 @@ HttpResponse OAuthService::decide(const HttpRequest &request)
         return errorPage(
                 400, QStringLiteral("invalid_request"),
                 QStringLiteral("This consent request has expired or was already answered."));
-    const Consent consent = *it;
-    m_consents.erase(it);
-    return form.value(QStringLiteral("decision")) == QLatin1String("allow") ? approve(consent)
-                                                                            : deny(consent);
+    const Consent consent = m_consents.take(it.key());
+    if (form.value(QStringLiteral("decision")) == QLatin1String("allow"))
+        return approve(consent);
+    return redirectWith(consent.code.redirectUri,
+                        { { QStringLiteral("error"), QStringLiteral("access_denied") },
+                          { QStringLiteral("state"), consent.state } });
 }
 
 HttpResponse OAuthService::approve(const Consent &consent)
@@ -134,15 +131,9 @@ HttpResponse OAuthService::approve(const Consent &consent)
                           { QStringLiteral("scope"), consent.code.scope } });
 }
 
-HttpResponse OAuthService::deny(const Consent &consent)
-{
-    return redirectWith(consent.code.redirectUri,
-                        { { QStringLiteral("error"), QStringLiteral("access_denied") },
-                          { QStringLiteral("state"), consent.state } });
-}
-
 // The query as a form encodes it, spaces as "+", as the service writes the granted scopes.
-HttpResponse OAuthService::redirectWith(const QString &redirectUri, const QueryItems &items)
+HttpResponse OAuthService::redirectWith(const QString &redirectUri,
+                                        const QList<QPair<QString, QString>> &items)
 {
     QByteArray query;
     for (const auto &item : items) {
@@ -160,17 +151,16 @@ HttpResponse OAuthService::token(const HttpRequest &request)
     const QString grantType = parameters.value(QStringLiteral("grant_type"));
     if (grantType != QLatin1String("authorization_code")
         && grantType != QLatin1String("refresh_token"))
-        return TokenError::unsupportedGrantType(grantType);
+        return make(UnsupportedGrantType, QStringLiteral("Invalid grant_type: ") + grantType);
     const QString clientId = parameters.value(QStringLiteral("client_id"));
     if (clientId.isEmpty())
-        return TokenError::invalidRequest(
-                QStringLiteral("Could not determine client ID from request."));
+        return make(InvalidRequest, QStringLiteral("Could not determine client ID from request."));
     if (clientId != m_options.clientId)
-        return TokenError::invalidClient(QStringLiteral("The OAuth client was not found."));
+        return make(InvalidClient, QStringLiteral("The OAuth client was not found."));
     if (!parameters.contains(QStringLiteral("client_secret")))
-        return TokenError::invalidRequest(QStringLiteral("client_secret is missing."));
+        return make(InvalidRequest, QStringLiteral("client_secret is missing."));
     if (parameters.value(QStringLiteral("client_secret")) != m_options.clientSecret)
-        return TokenError::invalidClient(QStringLiteral("Unauthorized"));
+        return make(InvalidClient, QStringLiteral("Unauthorized"));
     return grantType == QLatin1String("authorization_code") ? exchangeCode(parameters)
                                                             : refresh(parameters);
 }
@@ -179,24 +169,24 @@ HttpResponse OAuthService::exchangeCode(const QHash<QString, QString> &parameter
 {
     const QString code = parameters.value(QStringLiteral("code"));
     if (code.isEmpty())
-        return TokenError::invalidRequest(QStringLiteral("Missing required parameter: code"));
+        return make(InvalidRequest, QStringLiteral("Missing required parameter: code"));
     // A code that still carries its percent-encoding was not decoded by the client.
     if (code.contains(QLatin1Char('%')))
-        return TokenError::invalidGrant(QStringLiteral("Malformed auth code."));
+        return make(InvalidGrant, QStringLiteral("Malformed auth code."));
     TokenRegistry::AuthorizationCode issued;
     if (!m_tokens.takeCode(code, &issued)
         || issued.clientId != parameters.value(QStringLiteral("client_id")))
-        return TokenError::invalidGrant();
+        return make(InvalidGrant);
     if (parameters.value(QStringLiteral("redirect_uri")) != issued.redirectUri)
-        return TokenError::redirectUriMismatch();
+        return make(RedirectUriMismatch);
     const QString verifier = parameters.value(QStringLiteral("code_verifier"));
     if (issued.challenge.isEmpty() && !verifier.isEmpty())
-        return TokenError::invalidGrant(QStringLiteral("code_verifier or verifier is not needed."));
+        return make(InvalidGrant, QStringLiteral("code_verifier or verifier is not needed."));
     if (!issued.challenge.isEmpty() && verifier.isEmpty())
-        return TokenError::invalidGrant(QStringLiteral("Missing code verifier."));
+        return make(InvalidGrant, QStringLiteral("Missing code verifier."));
     if (!issued.challenge.isEmpty()
         && pkceChallenge(verifier, issued.challengeMethod) != issued.challenge)
-        return TokenError::invalidGrant(QStringLiteral("Invalid code verifier."));
+        return make(InvalidGrant, QStringLiteral("Invalid code verifier."));
     return grantAnswer(m_tokens.issueTokens(issued.clientId, issued.scope));
 }
 
@@ -204,11 +194,10 @@ HttpResponse OAuthService::refresh(const QHash<QString, QString> &parameters)
 {
     const QString refreshToken = parameters.value(QStringLiteral("refresh_token"));
     if (refreshToken.isEmpty())
-        return TokenError::invalidRequest(
-                QStringLiteral("Missing required parameter: refresh_token"));
+        return make(InvalidRequest, QStringLiteral("Missing required parameter: refresh_token"));
     TokenRegistry::Grant grant;
     if (!m_tokens.refresh(refreshToken, parameters.value(QStringLiteral("client_id")), &grant))
-        return TokenError::invalidGrant(QStringLiteral("Token has been expired or revoked."));
+        return make(InvalidGrant, QStringLiteral("Token has been expired or revoked."));
     return grantAnswer(grant);
 }
 

@@ -44,8 +44,8 @@ private:
     HttpResponse exchangeCode(const QHash<QString, QString> &parameters);
     HttpResponse refresh(const QHash<QString, QString> &parameters);
     HttpResponse approve(const Consent &consent);
-    HttpResponse deny(const Consent &consent);
-    static HttpResponse redirectWith(const QString &redirectUri, const QueryItems &items);
+    static HttpResponse redirectWith(const QString &redirectUri,
+                                     const QList<QPair<QString, QString>> &items);
     static HttpResponse errorPage(int status, const QString &error, const QString &description);
     static HttpResponse consentPage(const QString &consentId, const Consent &consent);
     static HttpResponse grantAnswer(const TokenRegistry::Grant &grant);

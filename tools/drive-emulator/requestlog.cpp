@@ -42,7 +42,6 @@ QJsonArray RequestLog::toJson(int since) const
             { QStringLiteral("target"), QString::fromLatin1(entry.request.target) },
             { QStringLiteral("path"), QString::fromLatin1(entry.request.path) },
             { QStringLiteral("query"), QString::fromLatin1(entry.request.rawQuery) },
-            { QStringLiteral("hasQuery"), entry.request.hasQuery },
             { QStringLiteral("headers"), headers },
             { QStringLiteral("bodySize"), double(entry.bodySize) },
             { QStringLiteral("status"), entry.status },
