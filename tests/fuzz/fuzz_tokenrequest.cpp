@@ -4,13 +4,15 @@
 
 // Token requests: bodies of any shape and type to the token endpoint, with a valid refresh
 // token and authorization code on offer so that the grant paths are reached too.
+#include "drivejournal.h"
 #include "httprequest.h"
 #include "oauthservice.h"
 #include "tokenregistry.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    static TokenRegistry tokens;
+    static DriveJournal journal;
+    static TokenRegistry tokens(journal);
     static OAuthService service(tokens,
                                 { QStringLiteral("client"), QStringLiteral("secret"), true });
     if (size == 0)

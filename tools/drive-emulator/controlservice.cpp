@@ -13,17 +13,20 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 
-#include <optional>
-
 namespace {
-HttpResponse badRequest(const QString &why)
+HttpResponse refused(int status, const QString &why)
 {
-    return HttpResponse::json(400, { { QStringLiteral("error"), why } });
+    return HttpResponse::json(status, { { QStringLiteral("error"), why } });
+}
+
+HttpResponse bytes(const QByteArray &body)
+{
+    return HttpResponse::make(200, "application/octet-stream", body);
 }
 
 // The objects of a JSON body: an object, an array of them, or {"<listKey>": [...]}; none when
 // the body is not JSON. An empty body is an empty object.
-std::optional<QList<QJsonObject>> objectsOf(const QByteArray &body, const QString &listKey)
+std::optional<QJsonArray> objectsOf(const QByteArray &body, const QString &listKey)
 {
     QJsonParseError error;
     const QJsonDocument document =
@@ -31,13 +34,9 @@ std::optional<QList<QJsonObject>> objectsOf(const QByteArray &body, const QStrin
     if (error.error != QJsonParseError::NoError)
         return std::nullopt;
     const QJsonObject object = document.object();
-    const QJsonArray array = document.isArray() ? document.array()
-            : object.contains(listKey)          ? object.value(listKey).toArray()
-                                                : QJsonArray { object };
-    QList<QJsonObject> objects;
-    for (const QJsonValue &value : array)
-        objects.append(value.toObject());
-    return objects;
+    return document.isArray()          ? document.array()
+            : object.contains(listKey) ? object.value(listKey).toArray()
+                                       : QJsonArray { object };
 }
 } // namespace
 
@@ -53,27 +52,22 @@ HttpResponse ControlService::requests(const HttpRequest &request) const
 
 HttpResponse ControlService::requestBody(const QString &index) const
 {
-    HttpResponse response;
-    if (!m_parts.log.body(index.toInt(), &response.body))
-        return HttpResponse::json(
-                404,
-                { { QStringLiteral("error"),
-                    QStringLiteral("no such request, or its body was not kept") } });
-    response.setHeader("Content-Type", "application/octet-stream");
-    return response;
+    const std::optional<QByteArray> body = m_parts.log.body(index.toInt());
+    return body ? bytes(*body)
+                : refused(404, QStringLiteral("no such request, or its body was not kept"));
 }
 
 HttpResponse ControlService::addFaults(const QByteArray &body)
 {
-    const auto objects = objectsOf(body, QStringLiteral("faults"));
+    const std::optional<QJsonArray> objects = objectsOf(body, QStringLiteral("faults"));
     if (!objects)
-        return badRequest(QStringLiteral("the body is not JSON"));
+        return refused(400, QStringLiteral("the body is not JSON"));
     QList<FaultRule> rules;
-    for (const QJsonObject &object : *objects) {
+    for (const QJsonValue &object : *objects) {
         QString error;
-        const auto rule = FaultRule::fromJson(object, &error);
+        const auto rule = FaultRule::fromJson(object.toObject(), &error);
         if (!rule)
-            return badRequest(error);
+            return refused(400, error);
         rules.append(*rule);
     }
     for (const FaultRule &rule : rules)
@@ -83,67 +77,61 @@ HttpResponse ControlService::addFaults(const QByteArray &body)
 
 HttpResponse ControlService::seedFiles(const QByteArray &body)
 {
-    const auto descriptions = objectsOf(body, QStringLiteral("files"));
+    const std::optional<QJsonArray> descriptions = objectsOf(body, QStringLiteral("files"));
     if (!descriptions)
-        return badRequest(QStringLiteral("the body is not JSON"));
+        return refused(400, QStringLiteral("the body is not JSON"));
     QJsonArray created;
-    for (const QJsonObject &description : *descriptions) {
+    for (const QJsonValue &description : *descriptions) {
         QString error;
-        const auto resource = seedOne(description, &error);
-        if (!resource)
-            return badRequest(error);
-        created.append(*resource);
+        const DriveEntry *entry = seed(description.toObject(), &error);
+        if (!entry)
+            return refused(400, error);
+        created.append(described(*entry));
     }
     return HttpResponse::json(200, { { QStringLiteral("files"), created } });
 }
 
 // The folder that the path's segments name below the application-data folder, made where
-// missing; the first folder of a name wins, as it does for clients.
-QString ControlService::folderFor(const QStringList &segments, QString *error)
+// missing; the first folder of a name wins, as it does for clients. Empty when the disk fails.
+QString ControlService::folderFor(const QStringList &segments)
 {
     QString parentId = AppDataFolderId;
     for (const QString &segment : segments) {
-        QString found;
+        const DriveEntry *found = nullptr;
         for (const DriveEntry *entry : m_parts.store.entries()) {
-            if (entry->isFolder() && !entry->trashed && entry->name == segment
-                && entry->parents.contains(parentId)) {
-                found = entry->id;
-                break;
-            }
+            if (!found && entry->isFolder() && !entry->trashed && entry->name == segment
+                && entry->parents.contains(parentId))
+                found = entry;
         }
-        if (found.isEmpty()) {
-            const DriveEntry *made =
-                    m_parts.store.put(m_parts.store.newEntry(segment, FolderMimeType, parentId));
-            if (!made) {
-                *error = QStringLiteral("cannot store %1").arg(segment);
-                return QString();
-            }
-            found = made->id;
-        }
-        parentId = found;
+        if (!found)
+            found = m_parts.store.put(m_parts.store.newEntry(segment, FolderMimeType, parentId));
+        if (!found)
+            return QString();
+        parentId = found->id;
     }
     return parentId;
 }
 
-std::optional<QJsonObject> ControlService::seedOne(const QJsonObject &description, QString *error)
+const DriveEntry *ControlService::seed(const QJsonObject &description, QString *error)
 {
     QStringList segments = description.value(QStringLiteral("path"))
                                    .toString()
                                    .split(QLatin1Char('/'), Qt::SkipEmptyParts);
     if (segments.isEmpty()) {
         *error = QStringLiteral("a path such as /folder/name is needed");
-        return std::nullopt;
+        return nullptr;
     }
     const QString name = segments.takeLast();
-    const QString parentId = folderFor(segments, error);
+    *error = QStringLiteral("the emulator could not save %1").arg(name);
+    const QString parentId = folderFor(segments);
     if (parentId.isEmpty())
-        return std::nullopt;
-
+        return nullptr;
     const bool folder = description.value(QStringLiteral("folder")).toBool();
-    const QString type =
+    DriveEntry entry = m_parts.store.newEntry(
+            name,
             description.value(QStringLiteral("mimeType"))
-                    .toString(folder ? FolderMimeType : QStringLiteral("application/octet-stream"));
-    DriveEntry entry = m_parts.store.newEntry(name, type, parentId);
+                    .toString(folder ? FolderMimeType : QStringLiteral("application/octet-stream")),
+            parentId);
     if (entry.hasContent())
         entry.setContent(
                 description.contains(QStringLiteral("text"))
@@ -152,80 +140,61 @@ std::optional<QJsonObject> ControlService::seedOne(const QJsonObject &descriptio
                                                          .toString()
                                                          .toLatin1()));
     // Tests can make the service report a checksum or a size other than the content's.
-    if (description.contains(QStringLiteral("md5Checksum")))
-        entry.md5Checksum = description.value(QStringLiteral("md5Checksum")).toString();
-    if (description.contains(QStringLiteral("size")))
-        entry.reportedSize = qint64(description.value(QStringLiteral("size")).toDouble());
+    entry.md5Checksum =
+            description.value(QStringLiteral("md5Checksum")).toString(entry.md5Checksum);
+    entry.reportedSize = qint64(description.value(QStringLiteral("size")).toDouble(-1));
     entry.trashed = entry.explicitlyTrashed = description.value(QStringLiteral("trashed")).toBool();
-    const DriveEntry *stored = m_parts.store.put(entry);
-    if (!stored) {
-        *error = QStringLiteral("cannot store %1").arg(name);
-        return std::nullopt;
-    }
-    QJsonObject resource = stored->resource();
-    resource.insert(QStringLiteral("path"), pathOf(*stored));
-    return resource;
+    return m_parts.store.put(entry);
 }
 
-QString ControlService::pathOf(const DriveEntry &entry) const
+// The resource with the entry's path below the application-data folder.
+QJsonObject ControlService::described(const DriveEntry &entry) const
 {
     QStringList names { entry.name };
-    const DriveEntry *current = &entry;
-    while (!current->parents.isEmpty()) {
-        current = m_parts.store.find(current->parents.first());
-        if (!current || m_parts.store.isRoot(current->id))
-            break;
-        names.prepend(current->name);
-    }
-    return QLatin1Char('/') + names.join(QLatin1Char('/'));
+    for (const DriveEntry *parent = m_parts.store.find(entry.parents.value(0));
+         parent && !m_parts.store.isRoot(parent->id);
+         parent = m_parts.store.find(parent->parents.value(0)))
+        names.prepend(parent->name);
+    QJsonObject resource = entry.resource();
+    resource.insert(QStringLiteral("path"), QLatin1Char('/') + names.join(QLatin1Char('/')));
+    return resource;
 }
 
 HttpResponse ControlService::listFiles() const
 {
     QJsonArray files;
-    for (const DriveEntry *entry : m_parts.store.entries()) {
-        QJsonObject resource = entry->resource();
-        resource.insert(QStringLiteral("path"), pathOf(*entry));
-        files.append(resource);
-    }
+    for (const DriveEntry *entry : m_parts.store.entries())
+        files.append(described(*entry));
     return HttpResponse::json(200, { { QStringLiteral("files"), files } });
 }
 
 HttpResponse ControlService::fileContent(const QString &id) const
 {
     const DriveEntry *entry = m_parts.store.find(id);
-    if (!entry)
-        return HttpResponse::json(404,
-                                  { { QStringLiteral("error"), QStringLiteral("no such file") } });
-    HttpResponse response;
-    response.setHeader("Content-Type", "application/octet-stream");
-    response.body = entry->content;
-    return response;
+    return entry ? bytes(entry->content) : refused(404, QStringLiteral("no such file"));
 }
 
 HttpResponse ControlService::issueTokens()
 {
-    const TokenRegistry::Grant grant = m_parts.tokens.issueTokens(
-            m_parts.clientId, QStringLiteral("https://www.googleapis.com/auth/drive.appfolder"));
-    return HttpResponse::json(200,
-                              { { QStringLiteral("access_token"), grant.accessToken },
-                                { QStringLiteral("refresh_token"), grant.refreshToken },
-                                { QStringLiteral("expires_in"), grant.expiresIn } });
+    return HttpResponse::json(
+            200,
+            m_parts.tokens.issueTokens(
+                    m_parts.clientId,
+                    QStringLiteral("https://www.googleapis.com/auth/drive.appfolder")));
 }
 
 HttpResponse ControlService::settings(const QByteArray &body)
 {
-    const auto objects = objectsOf(body, QString());
+    const std::optional<QJsonArray> objects = objectsOf(body, QString());
     if (!objects || objects->size() != 1)
-        return badRequest(QStringLiteral("the body is not a JSON object"));
-    const QJsonObject description = objects->first();
-    if (description.contains(QStringLiteral("tokenTtl")))
-        m_parts.tokens.setAccessTokenLifetime(
-                description.value(QStringLiteral("tokenTtl")).toInt());
-    if (description.contains(QStringLiteral("autoApprove")))
-        m_parts.oauth.setAutoApprove(description.value(QStringLiteral("autoApprove")).toBool());
-    if (description.contains(QStringLiteral("logBodies")))
-        m_parts.log.setBodyLimit(qint64(description.value(QStringLiteral("logBodies")).toDouble()));
+        return refused(400, QStringLiteral("the body is not a JSON object"));
+    const QJsonObject settings = objects->at(0).toObject();
+    if (settings.contains(QStringLiteral("tokenTtl")))
+        m_parts.tokens.setAccessTokenLifetime(settings.value(QStringLiteral("tokenTtl")).toInt());
+    if (settings.contains(QStringLiteral("autoApprove")))
+        m_parts.oauth.setAutoApprove(settings.value(QStringLiteral("autoApprove")).toBool());
+    if (settings.contains(QStringLiteral("logBodies")))
+        m_parts.log.setBodyLimit(qint64(settings.value(QStringLiteral("logBodies")).toDouble()));
     return HttpResponse::json(
             200,
             { { QStringLiteral("tokenTtl"), m_parts.tokens.accessTokenLifetime() },

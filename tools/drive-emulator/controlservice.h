@@ -7,8 +7,6 @@
 
 #include "httpresponse.h"
 
-#include <optional>
-
 class DriveStore;
 class FaultInjector;
 class OAuthService;
@@ -45,9 +43,11 @@ public:
     void reset();
 
 private:
-    std::optional<QJsonObject> seedOne(const QJsonObject &description, QString *error);
-    QString folderFor(const QStringList &segments, QString *error);
-    QString pathOf(const DriveEntry &entry) const;
+    // The entry that a description of the seeding endpoint makes, stored; null and why when
+    // there is none.
+    const DriveEntry *seed(const QJsonObject &description, QString *error);
+    QString folderFor(const QStringList &segments);
+    QJsonObject described(const DriveEntry &entry) const;
 
     Parts m_parts;
 };

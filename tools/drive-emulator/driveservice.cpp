@@ -173,9 +173,7 @@ bool sortEntries(QList<const DriveEntry *> &entries, const QString &orderBy)
 // or "bytes=-suffix".
 HttpResponse media(const HttpRequest &request, const DriveEntry &entry)
 {
-    HttpResponse response;
-    response.setHeader("Content-Type", entry.mimeType.toUtf8());
-    response.body = entry.content;
+    HttpResponse response = HttpResponse::make(200, entry.mimeType.toUtf8(), entry.content);
     const QByteArray range = request.header("Range");
     if (range.isEmpty())
         return response;
@@ -188,7 +186,7 @@ HttpResponse media(const HttpRequest &request, const DriveEntry &entry)
     const qint64 last =
             from.isEmpty() || match.captured(2).isEmpty() ? length - 1 : qMin(to, length - 1);
     if (!match.hasMatch() || first > last || (from.isEmpty() && to <= 0)) {
-        HttpResponse refused = HttpResponse::empty(416);
+        HttpResponse refused = HttpResponse::make(416);
         refused.setHeader("Content-Range", "bytes */" + QByteArray::number(length));
         return refused;
     }
@@ -391,7 +389,7 @@ HttpResponse DriveService::remove(const QString &id)
         return make(InsufficientFilePermissions);
     if (!m_store.remove(m_store.subtree(id)))
         return make(NotSaved);
-    return HttpResponse::empty(204);
+    return HttpResponse::make(204);
 }
 
 HttpResponse DriveService::copy(const HttpRequest &request, const QString &id)

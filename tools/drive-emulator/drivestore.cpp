@@ -9,7 +9,8 @@
 #include <QCryptographicHash>
 #include <QSet>
 
-DriveStore::DriveStore() : m_random(QRandomGenerator::securelySeeded())
+DriveStore::DriveStore(DriveJournal &journal)
+    : m_journal(journal), m_random(QRandomGenerator::securelySeeded())
 {
     for (const QString &root : { AppDataFolderId, MyDriveRootId }) {
         DriveEntry entry;
@@ -93,16 +94,15 @@ const DriveEntry *DriveStore::put(DriveEntry entry)
 {
     const auto existing = m_sequenceOf.constFind(entry.id);
     entry.sequence = existing != m_sequenceOf.cend() ? *existing : m_nextSequence++;
-    if (m_journal
-        && ((entry.hasContent() && !m_journal->writeBlob(entry.blob, entry.content))
-            || !m_journal->put(entry.id, entry.record())))
+    if ((entry.hasContent() && !m_journal.writeBlob(entry.blob, entry.content))
+        || !m_journal.put(entry.id, entry.record()))
         return nullptr;
     return insert(std::move(entry));
 }
 
 bool DriveStore::remove(const QStringList &ids)
 {
-    if (m_journal && !m_journal->remove(ids))
+    if (!m_journal.remove(ids))
         return false;
     for (const QString &id : ids) {
         if (!isRoot(id) && m_sequenceOf.contains(id))
@@ -119,22 +119,20 @@ void DriveStore::clear()
     remove(ids);
 }
 
-bool DriveStore::load(DriveJournal *journal, QString *error)
+bool DriveStore::load(QString *error)
 {
-    m_journal = journal;
-    for (auto it = journal->records().cbegin(); it != journal->records().cend(); ++it) {
-        if (!it.key().startsWith(QLatin1String("token:"))) {
-            DriveEntry entry = DriveEntry::fromRecord(it.value());
-            bool ok = !entry.hasContent();
-            if (!ok)
-                entry.content = journal->readBlob(entry.blob, &ok);
-            if (!ok) {
-                *error = QStringLiteral("the content of %1 is missing").arg(entry.id);
-                return false;
-            }
-            m_nextSequence = qMax(m_nextSequence, entry.sequence + 1);
-            insert(std::move(entry));
+    for (auto it = m_journal.records().cbegin(); it != m_journal.records().cend(); ++it) {
+        if (it.key().startsWith(QLatin1String("token:")))
+            continue;
+        DriveEntry entry = DriveEntry::fromRecord(it.value());
+        const auto content = entry.hasContent() ? m_journal.readBlob(entry.blob) : QByteArray();
+        if (!content) {
+            *error = QStringLiteral("the content of %1 is missing").arg(entry.id);
+            return false;
         }
+        entry.content = *content;
+        m_nextSequence = qMax(m_nextSequence, entry.sequence + 1);
+        insert(std::move(entry));
     }
     return true;
 }

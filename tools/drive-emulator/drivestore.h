@@ -20,11 +20,12 @@ class DriveJournal;
 class DriveStore
 {
 public:
-    DriveStore();
+    // Keeps every change in the journal.
+    explicit DriveStore(DriveJournal &journal);
     // Identifiers from this seed: the same requests then give the same ones.
     void setSeed(quint32 seed) { m_random.seed(seed); }
-    // Reads the entries the journal holds, and keeps every change there from now on.
-    bool load(DriveJournal *journal, QString *error);
+    // Reads the entries the journal holds.
+    bool load(QString *error);
 
     const DriveEntry *find(const QString &id) const;
     QList<const DriveEntry *> entries() const; // creation order, roots excluded
@@ -46,7 +47,7 @@ private:
     std::map<qint64, DriveEntry> m_bySequence;
     QHash<QString, qint64> m_sequenceOf;
     qint64 m_nextSequence = 1;
-    DriveJournal *m_journal = nullptr;
+    DriveJournal &m_journal;
     QRandomGenerator m_random;
 };
 

@@ -10,13 +10,15 @@
 #include <QElapsedTimer>
 #include <QTextStream>
 
+#include <algorithm>
+
 namespace {
 using Call = EmulatorServer::Call;
 using Route = EmulatorServer::Route;
 
 HttpResponse done()
 {
-    return HttpResponse::empty(204);
+    return HttpResponse::make(204);
 }
 } // namespace
 
@@ -95,6 +97,8 @@ const QList<Route> &EmulatorServer::routes()
 EmulatorServer::EmulatorServer(const Options &options, QObject *parent)
     : QObject(parent),
       m_options(options),
+      m_store(m_journal),
+      m_tokens(m_journal),
       m_drive(m_store, m_tokens),
       m_oauth(m_tokens, { options.clientId, options.clientSecret, options.autoApprove }),
       m_log(options.logBodies),
@@ -123,24 +127,23 @@ bool EmulatorServer::start(QString *error)
     }
     if (folder.isEmpty())
         return true;
-    if (!m_journal.open(error) || !m_store.load(&m_journal, error))
+    if (!m_journal.open(error) || !m_store.load(error))
         return false;
-    m_tokens.load(&m_journal);
+    m_tokens.load();
     return true;
 }
 
 const Route *EmulatorServer::find(const HttpRequest &request, QString *id)
 {
     const QList<QByteArray> segments = request.path.split('/');
+    const auto fits = [](const QByteArray &pattern, const QByteArray &segment) {
+        return pattern == segment || pattern == "{id}";
+    };
     for (const Route &route : routes()) {
         const QList<QByteArray> pattern = route.pattern.split('/');
-        if (route.method != request.method || pattern.size() != segments.size())
-            continue;
-        qsizetype same = 0;
-        while (same < pattern.size()
-               && (pattern.at(same) == segments.at(same) || pattern.at(same) == "{id}"))
-            ++same;
-        if (same == pattern.size()) {
+        if (route.method == request.method
+            && std::equal(pattern.cbegin(), pattern.cend(), segments.cbegin(), segments.cend(),
+                          fits)) {
             const qsizetype at = pattern.indexOf("{id}");
             *id = at < 0 ? QString()
                          : QString::fromUtf8(QByteArray::fromPercentEncoding(segments.at(at)));
@@ -184,14 +187,8 @@ void EmulatorServer::serve(HttpConnection *connection)
     } else {
         const int logIndex = m_log.append(request);
         const std::optional<FaultRule> fault = m_faults.take(request);
-        if (fault && (fault->status != 0 || fault->action == FaultRule::Drop)) {
-            response = faultAnswer(*fault, route);
-        } else {
-            Call call { request, id, fault ? &*fault : nullptr };
-            response = answer(route, call);
-            if (fault)
-                applyFault(*fault, response);
-        }
+        Call call { request, id, fault ? &*fault : nullptr };
+        response = fault ? faulted(*fault, route, call) : answer(route, call);
         m_log.setStatus(logIndex, response.drop ? 0 : response.status);
     }
 
@@ -216,41 +213,31 @@ HttpResponse EmulatorServer::answer(const Route *route, Call &call)
     return route->handle(*this, call);
 }
 
-// A rule that replaces the answer: an error status (with the endpoint's usual body unless the
-// rule gives one) or a connection closed without any answer.
-HttpResponse EmulatorServer::faultAnswer(const FaultRule &rule, const Route *route)
+// What a rule makes of a request: a connection closed without an answer, an error (the
+// endpoint's usual one of that status unless the rule gives a body), or the answer served and
+// spoilt on its way out.
+HttpResponse EmulatorServer::faulted(const FaultRule &rule, const Route *route, Call &call)
 {
     HttpResponse response;
-    if (rule.action == FaultRule::Drop) {
-        response.drop = true;
-    } else if (!rule.body.isEmpty() || !rule.contentType.isEmpty()) {
-        response.status = rule.status;
-        response.body = rule.body;
-        if (!rule.contentType.isEmpty())
-            response.setHeader("Content-Type", rule.contentType);
-    } else {
+    if (rule.status != 0) {
         const auto forFault = route && route->service == Route::OAuth ? &TokenError::forFault
                                                                       : &DriveError::forFault;
         response = forFault(rule.status, rule.reason).value_or(*forFault(rule.status, QString()));
+    } else if (rule.action != FaultRule::Drop) {
+        response = answer(route, call);
     }
-    response.delayMs = rule.delayMs;
-    return response;
-}
-
-// A rule that spoils a served answer on its way out.
-void EmulatorServer::applyFault(const FaultRule &rule, HttpResponse &response)
-{
-    response.delayMs = rule.delayMs;
+    response.drop = rule.action == FaultRule::Drop;
+    response.delayMs = int(rule.delayMs);
+    response.chunked = rule.action == FaultRule::Chunked;
     if (rule.action == FaultRule::Truncate)
         response.truncateAt = rule.truncateAt >= 0 ? rule.truncateAt : response.body.size() / 2;
-    response.chunked = rule.action == FaultRule::Chunked;
     if (rule.action == FaultRule::Corrupt && !response.body.isEmpty()) {
         const qsizetype middle = response.body.size() / 2;
         response.body[middle] = char(response.body.at(middle) ^ 0x5A);
     }
-    if (!rule.body.isEmpty()) {
-        response.body = rule.body;
-        if (!rule.contentType.isEmpty())
-            response.setHeader("Content-Type", rule.contentType);
-    }
+    if (!rule.body.isEmpty())
+        response.body = rule.body.toUtf8();
+    if (!rule.contentType.isEmpty())
+        response.setHeader("Content-Type", rule.contentType.toUtf8());
+    return response;
 }

@@ -92,8 +92,7 @@ private:
     void accept(qintptr socketDescriptor);
     void serve(HttpConnection *connection);
     HttpResponse answer(const Route *route, Call &call);
-    static HttpResponse faultAnswer(const FaultRule &rule, const Route *route);
-    static void applyFault(const FaultRule &rule, HttpResponse &response);
+    HttpResponse faulted(const FaultRule &rule, const Route *route, Call &call);
 
     Options m_options;
     DescriptorServer m_server;

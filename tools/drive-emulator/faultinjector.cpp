@@ -6,18 +6,34 @@
 
 #include "serviceerror.h"
 
+#include <algorithm>
 #include <iterator>
 
 namespace {
 const char *const ActionNames[] = { "answer",  "drop",     "truncate", "corrupt",
                                     "chunked", "throttle", "shortPage" };
+
+// The keys of a rule but its action, by kind.
+const std::pair<const char *, qint64 FaultRule::*> Numbers[] = {
+    { "count", &FaultRule::count },
+    { "status", &FaultRule::status },
+    { "delayMs", &FaultRule::delayMs },
+    { "truncateAt", &FaultRule::truncateAt },
+    { "bytesPerSecond", &FaultRule::bytesPerSecond },
+};
+const std::pair<const char *, QString FaultRule::*> Texts[] = {
+    { "method", &FaultRule::method }, { "path", &FaultRule::path },
+    { "query", &FaultRule::query },   { "reason", &FaultRule::reason },
+    { "body", &FaultRule::body },     { "contentType", &FaultRule::contentType },
+};
 } // namespace
 
 bool FaultRule::matches(const HttpRequest &request) const
 {
-    if (!method.isEmpty() && method.compare(request.method, Qt::CaseInsensitive) != 0)
+    if (!method.isEmpty()
+        && method.compare(QLatin1String(request.method), Qt::CaseInsensitive) != 0)
         return false;
-    if (!queryContains.isEmpty() && !QString::fromUtf8(request.rawQuery).contains(queryContains))
+    if (!query.isEmpty() && !QString::fromUtf8(request.rawQuery).contains(query))
         return false;
     const QRegularExpression pattern(QRegularExpression::anchoredPattern(
             QRegularExpression::escape(path).replace(QLatin1String("\\*"), QLatin1String(".*"))));
@@ -26,51 +42,29 @@ bool FaultRule::matches(const HttpRequest &request) const
 
 QJsonObject FaultRule::toJson() const
 {
-    QJsonObject object { { QStringLiteral("method"), QString::fromLatin1(method) },
-                         { QStringLiteral("path"), path },
-                         { QStringLiteral("count"), count },
-                         { QStringLiteral("action"), QLatin1String(ActionNames[action]) } };
-    if (!queryContains.isEmpty())
-        object.insert(QStringLiteral("query"), queryContains);
-    if (status)
-        object.insert(QStringLiteral("status"), status);
-    if (!reason.isEmpty())
-        object.insert(QStringLiteral("reason"), reason);
-    if (delayMs)
-        object.insert(QStringLiteral("delayMs"), delayMs);
-    if (truncateAt >= 0)
-        object.insert(QStringLiteral("truncateAt"), truncateAt);
-    if (bytesPerSecond)
-        object.insert(QStringLiteral("bytesPerSecond"), bytesPerSecond);
-    if (!body.isEmpty())
-        object.insert(QStringLiteral("body"), QString::fromUtf8(body));
+    QJsonObject object { { QStringLiteral("action"), QLatin1String(ActionNames[action]) } };
+    for (const auto &[key, member] : Numbers)
+        object.insert(QLatin1String(key), double(this->*member));
+    for (const auto &[key, member] : Texts)
+        object.insert(QLatin1String(key), this->*member);
     return object;
 }
 
 std::optional<FaultRule> FaultRule::fromJson(const QJsonObject &object, QString *error)
 {
     FaultRule rule;
-    rule.method = object.value(QStringLiteral("method")).toString().toLatin1().toUpper();
-    rule.path = object.value(QStringLiteral("path")).toString(QStringLiteral("*"));
-    rule.queryContains = object.value(QStringLiteral("query")).toString();
-    rule.count = object.value(QStringLiteral("count")).toInt(1);
-    rule.status = object.value(QStringLiteral("status")).toInt(0);
-    rule.reason = object.value(QStringLiteral("reason")).toString();
-    rule.delayMs = object.value(QStringLiteral("delayMs")).toInt(0);
-    rule.truncateAt = qint64(object.value(QStringLiteral("truncateAt")).toDouble(-1));
-    rule.bytesPerSecond = qint64(object.value(QStringLiteral("bytesPerSecond")).toDouble(0));
-    rule.body = object.value(QStringLiteral("body")).toString().toUtf8();
-    rule.contentType = object.value(QStringLiteral("contentType")).toString().toUtf8();
+    for (const auto &[key, member] : Numbers)
+        rule.*member = qint64(object.value(QLatin1String(key)).toDouble(double(rule.*member)));
+    for (const auto &[key, member] : Texts)
+        rule.*member = object.value(QLatin1String(key)).toString(rule.*member);
+    rule.method = rule.method.toUpper();
     const QString action =
             object.value(QStringLiteral("action")).toString(QStringLiteral("answer"));
-    bool known = false;
-    for (int i = 0; i < int(std::size(ActionNames)); ++i) {
-        if (action == QLatin1String(ActionNames[i])) {
-            rule.action = Action(i);
-            known = true;
-        }
-    }
-    if (!known) {
+    const auto known =
+            std::find_if(std::begin(ActionNames), std::end(ActionNames),
+                         [&action](const char *name) { return action == QLatin1String(name); });
+    rule.action = Action(known - std::begin(ActionNames));
+    if (known == std::end(ActionNames)) {
         *error = QStringLiteral("unknown action %1").arg(action);
         return std::nullopt;
     }
@@ -79,8 +73,8 @@ std::optional<FaultRule> FaultRule::fromJson(const QJsonObject &object, QString 
         *error = QStringLiteral("bad count, delay or status");
         return std::nullopt;
     }
-    if (!rule.reason.isEmpty() && !DriveError::forFault(rule.status, rule.reason)
-        && !TokenError::forFault(rule.status, rule.reason)) {
+    if (!rule.reason.isEmpty() && !DriveError::forFault(int(rule.status), rule.reason)
+        && !TokenError::forFault(int(rule.status), rule.reason)) {
         *error = QStringLiteral("no answer with status %1 has the reason %2")
                          .arg(rule.status)
                          .arg(rule.reason);
@@ -100,27 +94,21 @@ std::optional<FaultRule> FaultRule::fromText(const QString &text, QString *error
 {
     QJsonObject object;
     for (const QString &pair : text.split(QLatin1Char(','), Qt::SkipEmptyParts)) {
-        const int equals = pair.indexOf(QLatin1Char('='));
-        const QString key = pair.left(equals).trimmed();
-        const QString value = equals < 0 ? QString() : pair.mid(equals + 1).trimmed();
-        static const QStringList numbers { QStringLiteral("count"), QStringLiteral("status"),
-                                           QStringLiteral("delayMs"), QStringLiteral("truncateAt"),
-                                           QStringLiteral("bytesPerSecond") };
-        static const QStringList texts { QStringLiteral("method"), QStringLiteral("path"),
-                                         QStringLiteral("query"),  QStringLiteral("action"),
-                                         QStringLiteral("body"),   QStringLiteral("contentType"),
-                                         QStringLiteral("reason") };
-        if (numbers.contains(key)) {
-            bool ok = false;
+        const QString key = pair.section(QLatin1Char('='), 0, 0).trimmed();
+        const QString value = pair.section(QLatin1Char('='), 1).trimmed();
+        const auto isKey = [&key](const auto &entry) { return key == QLatin1String(entry.first); };
+        bool ok = true;
+        if (std::any_of(std::begin(Numbers), std::end(Numbers), isKey)) {
             object.insert(key, value.toDouble(&ok));
-            if (!ok) {
-                *error = QStringLiteral("%1 needs a number").arg(key);
-                return std::nullopt;
-            }
-        } else if (texts.contains(key)) {
+        } else if (key == QLatin1String("action")
+                   || std::any_of(std::begin(Texts), std::end(Texts), isKey)) {
             object.insert(key, value);
         } else {
             *error = QStringLiteral("unknown key %1").arg(key);
+            return std::nullopt;
+        }
+        if (!ok) {
+            *error = QStringLiteral("%1 needs a number").arg(key);
             return std::nullopt;
         }
     }

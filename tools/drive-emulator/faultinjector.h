@@ -24,18 +24,18 @@ struct FaultRule
     // nextPageToken for the rest, as the service may.
     enum Action { Answer, Drop, Truncate, Corrupt, Chunked, Throttle, ShortPage };
 
-    QByteArray method; // empty: any
+    QString method; // empty: any
     QString path = QStringLiteral("*");
-    QString queryContains;
-    int count = 1;
-    int status = 0; // answer with this error instead of serving the request
+    QString query; // text the raw query contains
+    qint64 count = 1;
+    qint64 status = 0; // answer with this error instead of serving the request
     QString reason; // with status: which of the service's errors (default: its usual one)
-    int delayMs = 0; // wait before answering
+    qint64 delayMs = 0; // wait before answering
     Action action = Answer;
     qint64 truncateAt = -1; // Truncate: body bytes sent (-1: half of them)
     qint64 bytesPerSecond = 0; // Throttle: how fast the request's body is read
-    QByteArray body; // with status: this body instead of the usual error
-    QByteArray contentType;
+    QString body; // with status: this body instead of the usual error
+    QString contentType;
 
     bool matches(const HttpRequest &request) const;
     QJsonObject toJson() const;

@@ -232,9 +232,7 @@ void HttpConnection::finishResponse()
 void HttpConnection::reject(int status, const QByteArray &message)
 {
     m_state = State::Handling;
-    HttpResponse response = HttpResponse::empty(status);
-    response.setHeader("Content-Type", "text/plain; charset=utf-8");
-    response.body = message + '\n';
+    HttpResponse response = HttpResponse::make(status, "text/plain; charset=utf-8", message + '\n');
     response.closeAfter = true;
     writeResponse(response);
 }

@@ -18,39 +18,29 @@ void HttpResponse::setHeader(const QByteArray &name, const QByteArray &value)
     headers.append({ name, value });
 }
 
-HttpResponse HttpResponse::json(int status, const QJsonObject &object)
+HttpResponse HttpResponse::make(int status, const QByteArray &type, const QByteArray &body)
 {
     HttpResponse response;
     response.status = status;
-    response.setHeader("Content-Type", "application/json; charset=UTF-8");
-    response.body = QJsonDocument(object).toJson(QJsonDocument::Indented);
+    if (!type.isEmpty())
+        response.setHeader("Content-Type", type);
+    response.body = body;
     return response;
 }
 
-HttpResponse HttpResponse::html(int status, const QByteArray &page)
+HttpResponse HttpResponse::json(int status, const QJsonObject &object)
 {
-    HttpResponse response;
-    response.status = status;
-    response.setHeader("Content-Type", "text/html; charset=utf-8");
-    response.body = page;
-    return response;
+    return make(status, "application/json; charset=UTF-8",
+                QJsonDocument(object).toJson(QJsonDocument::Indented));
 }
 
 HttpResponse HttpResponse::redirect(const QByteArray &location)
 {
-    HttpResponse response;
-    response.status = 302;
-    response.setHeader("Location", location);
-    response.setHeader("Content-Type", "text/html; charset=utf-8");
     const QByteArray escaped = QString::fromUtf8(location).toHtmlEscaped().toUtf8();
-    response.body = "<html><body>Moved <a href=\"" + escaped + "\">here</a>.</body></html>\n";
-    return response;
-}
-
-HttpResponse HttpResponse::empty(int status)
-{
-    HttpResponse response;
-    response.status = status;
+    HttpResponse response =
+            make(302, "text/html; charset=utf-8",
+                 "<html><body>Moved <a href=\"" + escaped + "\">here</a>.</body></html>\n");
+    response.setHeader("Location", location);
     return response;
 }
 

@@ -26,10 +26,11 @@ struct HttpResponse
     void setHeader(const QByteArray &name, const QByteArray &value);
     QByteArray header(const QByteArray &name) const { return headerValue(headers, name); }
 
+    // A body of that type, if any.
+    static HttpResponse make(int status, const QByteArray &type = QByteArray(),
+                             const QByteArray &body = QByteArray());
     static HttpResponse json(int status, const QJsonObject &object);
-    static HttpResponse html(int status, const QByteArray &page);
     static HttpResponse redirect(const QByteArray &location);
-    static HttpResponse empty(int status);
     static QByteArray reasonPhrase(int status);
 };
 

@@ -187,7 +187,7 @@ HttpResponse OAuthService::exchangeCode(const QHash<QString, QString> &parameter
     if (!issued.challenge.isEmpty()
         && pkceChallenge(verifier, issued.challengeMethod) != issued.challenge)
         return make(InvalidGrant, QStringLiteral("Invalid code verifier."));
-    return grantAnswer(m_tokens.issueTokens(issued.clientId, issued.scope));
+    return HttpResponse::json(200, m_tokens.issueTokens(issued.clientId, issued.scope));
 }
 
 HttpResponse OAuthService::refresh(const QHash<QString, QString> &parameters)
@@ -195,21 +195,11 @@ HttpResponse OAuthService::refresh(const QHash<QString, QString> &parameters)
     const QString refreshToken = parameters.value(QStringLiteral("refresh_token"));
     if (refreshToken.isEmpty())
         return make(InvalidRequest, QStringLiteral("Missing required parameter: refresh_token"));
-    TokenRegistry::Grant grant;
-    if (!m_tokens.refresh(refreshToken, parameters.value(QStringLiteral("client_id")), &grant))
+    const auto grant =
+            m_tokens.refresh(refreshToken, parameters.value(QStringLiteral("client_id")));
+    if (!grant)
         return make(InvalidGrant, QStringLiteral("Token has been expired or revoked."));
-    return grantAnswer(grant);
-}
-
-HttpResponse OAuthService::grantAnswer(const TokenRegistry::Grant &grant)
-{
-    QJsonObject answer { { QStringLiteral("access_token"), grant.accessToken },
-                         { QStringLiteral("expires_in"), grant.expiresIn },
-                         { QStringLiteral("scope"), grant.scope },
-                         { QStringLiteral("token_type"), QStringLiteral("Bearer") } };
-    if (!grant.refreshToken.isEmpty())
-        answer.insert(QStringLiteral("refresh_token"), grant.refreshToken);
-    return HttpResponse::json(200, answer);
+    return HttpResponse::json(200, *grant);
 }
 
 // The service's own pages, in the user's language.
@@ -222,7 +212,7 @@ HttpResponse OAuthService::errorPage(int status, const QString &error, const QSt
                     "<h1>Erreur %1 : %2</h1>\n<p id=\"description\">%3</p>\n</body></html>\n")
                     .arg(status)
                     .arg(error.toHtmlEscaped(), description.toHtmlEscaped());
-    return HttpResponse::html(status, page.toUtf8());
+    return HttpResponse::make(status, "text/html; charset=utf-8", page.toUtf8());
 }
 
 HttpResponse OAuthService::consentPage(const QString &consentId, const Consent &consent)
@@ -254,5 +244,5 @@ HttpResponse OAuthService::consentPage(const QString &consentId, const Consent &
                     "</form>\n</body></html>\n")
                     .arg(consent.code.clientId.toHtmlEscaped(), scopes,
                          consent.code.redirectUri.toHtmlEscaped(), consentId);
-    return HttpResponse::html(200, page.toUtf8());
+    return HttpResponse::make(200, "text/html; charset=utf-8", page.toUtf8());
 }

@@ -48,7 +48,6 @@ private:
                                      const QList<QPair<QString, QString>> &items);
     static HttpResponse errorPage(int status, const QString &error, const QString &description);
     static HttpResponse consentPage(const QString &consentId, const Consent &consent);
-    static HttpResponse grantAnswer(const TokenRegistry::Grant &grant);
 
     TokenRegistry &m_tokens;
     Options m_options;

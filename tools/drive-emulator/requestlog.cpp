@@ -58,13 +58,12 @@ QJsonArray RequestLog::toJson(int since) const
     return array;
 }
 
-bool RequestLog::body(int index, QByteArray *body) const
+std::optional<QByteArray> RequestLog::body(int index) const
 {
     const int at = index - m_first;
     if (at < 0 || at >= m_entries.size() || !m_entries.at(at).bodyKept)
-        return false;
-    *body = m_entries.at(at).request.body;
-    return true;
+        return std::nullopt;
+    return m_entries.at(at).request.body;
 }
 
 void RequestLog::clear()

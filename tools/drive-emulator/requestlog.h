@@ -11,6 +11,8 @@
 #include <QJsonArray>
 #include <QList>
 
+#include <optional>
+
 // What the emulator received, for tests that assert the shape of requests. Bodies are kept
 // whole up to a limit; of larger ones only the size.
 class RequestLog
@@ -22,7 +24,7 @@ public:
     void setStatus(int index, int status);
     QJsonArray toJson(int since) const;
     // The body of request index, when it was kept.
-    bool body(int index, QByteArray *body) const;
+    std::optional<QByteArray> body(int index) const;
     void setBodyLimit(qint64 limit) { m_bodyLimit = limit; }
     qint64 bodyLimit() const { return m_bodyLimit; }
     // The index the next request will get.

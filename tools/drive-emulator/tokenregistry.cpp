@@ -13,7 +13,10 @@ constexpr int CodeLifetime = 600;
 const QString KeyPrefix = QStringLiteral("token:");
 } // namespace
 
-TokenRegistry::TokenRegistry() : m_random(QRandomGenerator::securelySeeded()) { }
+TokenRegistry::TokenRegistry(DriveJournal &journal)
+    : m_journal(journal), m_random(QRandomGenerator::securelySeeded())
+{
+}
 
 QString TokenRegistry::issueCode(const AuthorizationCode &code)
 {
@@ -41,35 +44,39 @@ void TokenRegistry::keep(const QString &token, const Token &issued)
 
 void TokenRegistry::record(const QString &token, const Token &issued)
 {
-    if (m_journal)
-        m_journal->put(KeyPrefix + token,
-                       { { QStringLiteral("refresh"), issued.refresh },
-                         { QStringLiteral("clientId"), issued.clientId },
-                         { QStringLiteral("scope"), issued.scope },
-                         { QStringLiteral("expires"), rfc3339(issued.expires) } });
+    m_journal.put(KeyPrefix + token,
+                  { { QStringLiteral("refresh"), issued.refresh },
+                    { QStringLiteral("clientId"), issued.clientId },
+                    { QStringLiteral("scope"), issued.scope },
+                    { QStringLiteral("expires"), rfc3339(issued.expires) } });
 }
 
-QString TokenRegistry::issueAccessToken(const QString &clientId, const QString &scope)
+QJsonObject TokenRegistry::grant(const QString &clientId, const QString &scope)
 {
     const QString token = QStringLiteral("ya29.") + randomText(m_random, 60);
     keep(token, { false, clientId, scope, QDateTime::currentDateTimeUtc().addSecs(m_lifetime) });
-    return token;
+    return { { QStringLiteral("access_token"), token },
+             { QStringLiteral("expires_in"), m_lifetime },
+             { QStringLiteral("scope"), scope },
+             { QStringLiteral("token_type"), QStringLiteral("Bearer") } };
 }
 
-TokenRegistry::Grant TokenRegistry::issueTokens(const QString &clientId, const QString &scope)
+QJsonObject TokenRegistry::issueTokens(const QString &clientId, const QString &scope)
 {
     const QString refreshToken = QStringLiteral("1//0g") + randomText(m_random, 40);
     keep(refreshToken, { true, clientId, scope, QDateTime() });
-    return { issueAccessToken(clientId, scope), refreshToken, scope, m_lifetime };
+    QJsonObject answer = grant(clientId, scope);
+    answer.insert(QStringLiteral("refresh_token"), refreshToken);
+    return answer;
 }
 
-bool TokenRegistry::refresh(const QString &refreshToken, const QString &clientId, Grant *grant)
+std::optional<QJsonObject> TokenRegistry::refresh(const QString &refreshToken,
+                                                  const QString &clientId)
 {
     const Token issued = m_tokens.value(refreshToken);
     if (!issued.refresh || issued.clientId != clientId)
-        return false;
-    *grant = { issueAccessToken(clientId, issued.scope), QString(), issued.scope, m_lifetime };
-    return true;
+        return std::nullopt;
+    return grant(clientId, issued.scope);
 }
 
 bool TokenRegistry::isValidAccessToken(const QString &token) const
@@ -100,8 +107,7 @@ void TokenRegistry::revokeRefreshTokens()
             ++it;
         }
     }
-    if (m_journal)
-        m_journal->remove(keys);
+    m_journal.remove(keys);
 }
 
 void TokenRegistry::clear()
@@ -111,14 +117,12 @@ void TokenRegistry::clear()
     for (auto it = m_tokens.cbegin(); it != m_tokens.cend(); ++it)
         keys.append(KeyPrefix + it.key());
     m_tokens.clear();
-    if (m_journal)
-        m_journal->remove(keys);
+    m_journal.remove(keys);
 }
 
-void TokenRegistry::load(DriveJournal *journal)
+void TokenRegistry::load()
 {
-    m_journal = journal;
-    for (auto it = journal->records().cbegin(); it != journal->records().cend(); ++it) {
+    for (auto it = m_journal.records().cbegin(); it != m_journal.records().cend(); ++it) {
         if (it.key().startsWith(KeyPrefix))
             m_tokens.insert(it.key().mid(KeyPrefix.size()),
                             { it->value(QStringLiteral("refresh")).toBool(),

@@ -9,8 +9,11 @@
 
 #include <QDateTime>
 #include <QHash>
+#include <QJsonObject>
 #include <QRandomGenerator>
 #include <QString>
+
+#include <optional>
 
 class DriveJournal;
 
@@ -28,19 +31,12 @@ public:
         QDateTime expires;
     };
 
-    struct Grant
-    {
-        QString accessToken;
-        QString refreshToken; // empty when refreshing: the original one stays valid
-        QString scope;
-        int expiresIn = 0;
-    };
-
-    TokenRegistry();
+    // Keeps every change in the journal.
+    explicit TokenRegistry(DriveJournal &journal);
     // Codes and tokens from this seed: the same requests then give the same ones.
     void setSeed(quint32 seed) { m_random.seed(seed); }
-    // Reads the tokens the journal holds, and keeps every change there from now on.
-    void load(DriveJournal *journal);
+    // Reads the tokens the journal holds.
+    void load();
 
     void setAccessTokenLifetime(int seconds) { m_lifetime = seconds; }
     int accessTokenLifetime() const { return m_lifetime; }
@@ -49,8 +45,10 @@ public:
     // Codes work once: a taken code is gone, whatever the caller then decides.
     bool takeCode(const QString &code, AuthorizationCode *taken);
 
-    Grant issueTokens(const QString &clientId, const QString &scope);
-    bool refresh(const QString &refreshToken, const QString &clientId, Grant *grant);
+    // The token endpoint's answers: an access token and a refresh token, or a new access token
+    // for a refresh token, which stays valid; none when it is not one of the client's.
+    QJsonObject issueTokens(const QString &clientId, const QString &scope);
+    std::optional<QJsonObject> refresh(const QString &refreshToken, const QString &clientId);
     bool isValidAccessToken(const QString &token) const;
 
     void expireAccessTokens();
@@ -66,14 +64,14 @@ private:
         QDateTime expires; // access tokens only
     };
 
-    QString issueAccessToken(const QString &clientId, const QString &scope);
+    QJsonObject grant(const QString &clientId, const QString &scope);
     void keep(const QString &token, const Token &issued);
     void record(const QString &token, const Token &issued);
 
     QHash<QString, AuthorizationCode> m_codes;
     QHash<QString, Token> m_tokens;
     int m_lifetime = EmulatorDefaults::TokenTtl;
-    DriveJournal *m_journal = nullptr;
+    DriveJournal &m_journal;
     QRandomGenerator m_random;
 };
 
