@@ -95,7 +95,7 @@ const QList<Route> &EmulatorServer::routes()
 }
 
 EmulatorServer::EmulatorServer(const Options &options, QObject *parent)
-    : QObject(parent),
+    : QTcpServer(parent),
       m_options(options),
       m_store(m_journal),
       m_tokens(m_journal),
@@ -111,7 +111,6 @@ EmulatorServer::EmulatorServer(const Options &options, QObject *parent)
     }
     for (const FaultRule &rule : options.faults)
         m_faults.add(rule);
-    connect(&m_server, &DescriptorServer::accepted, this, &EmulatorServer::accept);
 }
 
 // The folder is locked before anything in it is read, and the journal rewritten only once the
@@ -121,8 +120,8 @@ bool EmulatorServer::start(QString *error)
     const QString &folder = m_options.dataFolder;
     if (!folder.isEmpty() && !m_journal.lock(folder, error))
         return false;
-    if (!m_server.listen(m_options.address, m_options.port)) {
-        *error = m_server.errorString();
+    if (!listen(m_options.address, m_options.port)) {
+        *error = errorString();
         return false;
     }
     if (folder.isEmpty())
@@ -153,7 +152,7 @@ const Route *EmulatorServer::find(const HttpRequest &request, QString *id)
     return nullptr;
 }
 
-void EmulatorServer::accept(qintptr socketDescriptor)
+void EmulatorServer::incomingConnection(qintptr socketDescriptor)
 {
     auto *connection = new HttpConnection(socketDescriptor, m_options.maxBody, this);
     connection->setPacePolicy([this](const HttpRequest &head) -> qint64 {

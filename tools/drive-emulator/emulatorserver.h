@@ -16,31 +16,16 @@
 #include "tokenregistry.h"
 
 #include <QHostAddress>
-#include <QObject>
 #include <QTcpServer>
 
 #include <optional>
 
 class HttpConnection;
 
-// Hands accepted sockets over as descriptors, so connections can set them up themselves.
-class DescriptorServer : public QTcpServer
-{
-    Q_OBJECT
-
-public:
-    using QTcpServer::QTcpServer;
-
-signals:
-    void accepted(qintptr socketDescriptor);
-
-protected:
-    void incomingConnection(qintptr socketDescriptor) override { emit accepted(socketDescriptor); }
-};
-
 // The emulator: one HTTP/1.1 server in front of the Drive, OAuth and control endpoints. What it
-// answers is one table, routes(), which one dispatcher consults for every request.
-class EmulatorServer : public QObject
+// answers is one table, routes(), which one dispatcher consults for every request. Accepted
+// sockets go to their connections as descriptors, which set them up themselves.
+class EmulatorServer : public QTcpServer
 {
     Q_OBJECT
 
@@ -85,17 +70,15 @@ public:
 
     // Locks the data folder, listens, then reads the folder.
     bool start(QString *error);
-    quint16 port() const { return m_server.serverPort(); }
 
 private:
     static const Route *find(const HttpRequest &request, QString *id);
-    void accept(qintptr socketDescriptor);
+    void incomingConnection(qintptr socketDescriptor) override;
     void serve(HttpConnection *connection);
     HttpResponse answer(const Route *route, Call &call);
     HttpResponse faulted(const FaultRule &rule, const Route *route, Call &call);
 
     Options m_options;
-    DescriptorServer m_server;
     DriveJournal m_journal;
     DriveStore m_store;
     TokenRegistry m_tokens;

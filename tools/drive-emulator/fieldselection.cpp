@@ -5,20 +5,21 @@
 #include "fieldselection.h"
 
 #include <QJsonArray>
+#include <QRegularExpression>
 
 namespace {
+// Each level of a selection is a level of recursion, in parsing and in applying it.
 constexpr int MaxDepth = 64;
 
-bool isNameCharacter(QChar c)
-{
-    return c.isLetterOrNumber() || c == QLatin1Char('_') || c == QLatin1Char('@')
-            || c == QLatin1Char('.') || c == QLatin1Char('*');
-}
-
-void skipSpaces(const QString &text, int &pos)
+// Skips spaces, then takes c if it comes next.
+bool take(const QString &text, int &pos, QLatin1Char c)
 {
     while (pos < text.size() && text.at(pos).isSpace())
         ++pos;
+    if (pos >= text.size() || text.at(pos) != c)
+        return false;
+    ++pos;
+    return true;
 }
 } // namespace
 
@@ -26,60 +27,41 @@ std::optional<FieldSelection> FieldSelection::parse(const QString &text)
 {
     FieldSelection selection;
     int pos = 0;
-    if (!selection.parseList(text, pos, false, 0))
+    if (!selection.parseList(text, pos, 0) || !text.mid(pos).trimmed().isEmpty())
         return std::nullopt;
     return selection;
 }
 
 // list := item (',' item)*
-bool FieldSelection::parseList(const QString &text, int &pos, bool nested, int depth)
+bool FieldSelection::parseList(const QString &text, int &pos, int depth)
 {
-    for (;;) {
+    do {
         if (!parseItem(text, pos, depth))
             return false;
-        skipSpaces(text, pos);
-        if (pos >= text.size())
-            return !nested;
-        const QChar c = text.at(pos);
-        if (c == QLatin1Char(')'))
-            return nested;
-        if (c != QLatin1Char(','))
-            return false;
-        ++pos;
-    }
+    } while (take(text, pos, QLatin1Char(',')));
+    return true;
 }
 
-// item := name ('/' item | '(' list ')')?
+// item := name ('/' item | '(' list ')')?, or "*" for every member
 bool FieldSelection::parseItem(const QString &text, int &pos, int depth)
 {
-    // Each level is a level of recursion, here and when the selection is applied.
-    if (depth > MaxDepth)
+    static const QRegularExpression name(QStringLiteral("\\G\\s*([\\w@.*]+)"),
+                                         QRegularExpression::UseUnicodePropertiesOption);
+    const QRegularExpressionMatch match =
+            name.match(text, pos, QRegularExpression::NormalMatch,
+                       QRegularExpression::DontCheckSubjectStringMatchOption);
+    if (depth > MaxDepth || !match.hasMatch())
         return false;
-    skipSpaces(text, pos);
-    const int start = pos;
-    while (pos < text.size() && isNameCharacter(text.at(pos)))
-        ++pos;
-    const QString name = text.mid(start, pos - start);
-    if (name.isEmpty())
-        return false;
-    skipSpaces(text, pos);
-    if (name == QLatin1String("*")) {
+    pos = match.capturedEnd();
+    if (match.captured(1) == QLatin1String("*")) {
         m_all = true;
         return true;
     }
-    FieldSelection &child = m_children[name];
-    if (pos < text.size() && text.at(pos) == QLatin1Char('/')) {
-        ++pos;
+    FieldSelection &child = m_children[match.captured(1)];
+    if (take(text, pos, QLatin1Char('/')))
         return child.parseItem(text, pos, depth + 1);
-    }
-    if (pos < text.size() && text.at(pos) == QLatin1Char('(')) {
-        ++pos;
-        if (!child.parseList(text, pos, true, depth + 1))
-            return false;
-        if (pos >= text.size() || text.at(pos) != QLatin1Char(')'))
-            return false;
-        ++pos;
-    }
+    if (take(text, pos, QLatin1Char('(')))
+        return child.parseList(text, pos, depth + 1) && take(text, pos, QLatin1Char(')'));
     return true;
 }
 

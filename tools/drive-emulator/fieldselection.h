@@ -26,7 +26,7 @@ public:
     QJsonObject apply(const QJsonObject &object) const;
 
 private:
-    bool parseList(const QString &text, int &pos, bool nested, int depth);
+    bool parseList(const QString &text, int &pos, int depth);
     bool parseItem(const QString &text, int &pos, int depth);
 
     bool m_all = false; // "*"; a selection without children selects everything too

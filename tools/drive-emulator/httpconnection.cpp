@@ -156,13 +156,10 @@ void HttpConnection::respond(const HttpResponse &response)
 {
     if (m_state != State::Handling)
         return;
-    if (response.delayMs > 0) {
-        HttpResponse now = response;
-        now.delayMs = 0;
-        QTimer::singleShot(response.delayMs, this, [this, now] { writeResponse(now); });
-        return;
-    }
-    writeResponse(response);
+    if (response.delayMs > 0)
+        QTimer::singleShot(response.delayMs, this, [this, response] { writeResponse(response); });
+    else
+        writeResponse(response);
 }
 
 void HttpConnection::writeResponse(const HttpResponse &response)

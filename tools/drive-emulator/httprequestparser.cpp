@@ -8,19 +8,6 @@
 
 namespace {
 constexpr qsizetype MaxHeadSize = 64 * 1024;
-
-// The end of the head: a blank line, with CRLF or bare LF line ends.
-qsizetype headEnd(const QByteArray &data, qsizetype &separatorLength)
-{
-    const qsizetype crlf = data.indexOf("\r\n\r\n");
-    const qsizetype lf = data.indexOf("\n\n");
-    if (crlf >= 0 && (lf < 0 || crlf < lf)) {
-        separatorLength = 4;
-        return crlf;
-    }
-    separatorLength = 2;
-    return lf;
-}
 } // namespace
 
 HttpRequestParser::HttpRequestParser(qint64 maxBody) : m_maxBody(maxBody) { }
@@ -58,22 +45,18 @@ HttpRequestParser::Progress HttpRequestParser::parseHead()
     while (m_pending.startsWith("\r\n") || m_pending.startsWith('\n'))
         m_pending.remove(0, m_pending.startsWith('\n') ? 1 : 2);
 
-    qsizetype separatorLength = 0;
-    const qsizetype end = headEnd(m_pending, separatorLength);
-    if (end < 0)
-        return m_pending.size() > MaxHeadSize ? fail(431, "request head too large") : NeedMore;
-    if (end > MaxHeadSize)
+    // The head ends with a blank line; lines end with CRLF or a bare LF.
+    const qsizetype lf = m_pending.indexOf("\n\n");
+    const qsizetype crlf = m_pending.indexOf("\n\r\n");
+    const qsizetype end = crlf >= 0 && (lf < 0 || crlf < lf) ? crlf : lf;
+    if (end < 0 ? m_pending.size() > MaxHeadSize : end > MaxHeadSize)
         return fail(431, "request head too large");
+    if (end < 0)
+        return NeedMore;
+    QList<QByteArray> lines = m_pending.left(end).split('\n');
+    m_pending.remove(0, end + (end == crlf ? 3 : 2));
 
-    const QByteArray head = m_pending.left(end);
-    m_pending.remove(0, end + separatorLength);
-
-    QList<QByteArray> lines = head.split('\n');
-    for (QByteArray &line : lines) {
-        if (line.endsWith('\r'))
-            line.chop(1);
-    }
-    const QList<QByteArray> requestLine = lines.takeFirst().split(' ');
+    const QList<QByteArray> requestLine = lines.takeFirst().trimmed().split(' ');
     if (requestLine.size() != 3 || !requestLine.at(2).startsWith("HTTP/1."))
         return fail(400, "malformed request line");
 

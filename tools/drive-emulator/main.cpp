@@ -131,7 +131,7 @@ int main(int argc, char *argv[])
     const QString host = options.address.protocol() == QAbstractSocket::IPv6Protocol
             ? QLatin1Char('[') + options.address.toString() + QLatin1Char(']')
             : options.address.toString();
-    QTextStream(stdout) << "drive-emulator listening on http://" << host << ':' << server.port()
-                        << Qt::endl;
+    QTextStream(stdout) << "drive-emulator listening on http://" << host << ':'
+                        << server.serverPort() << Qt::endl;
     return app.exec();
 }

@@ -63,14 +63,11 @@ HttpResponse OAuthService::authorize(const HttpRequest &request)
                                  .arg(redirectUri));
 
     const QString state = request.query.value(QStringLiteral("state"));
-    auto redirectError = [&](const QString &error) {
-        QList<QPair<QString, QString>> items { { QStringLiteral("error"), error } };
-        if (request.query.contains(QStringLiteral("state")))
-            items.append({ QStringLiteral("state"), state });
-        return redirectWith(redirectUri, items);
-    };
     if (request.query.value(QStringLiteral("response_type")) != QLatin1String("code"))
-        return redirectError(QStringLiteral("unsupported_response_type"));
+        return redirectWith(
+                redirectUri,
+                { { QStringLiteral("error"), QStringLiteral("unsupported_response_type") },
+                  { QStringLiteral("state"), state } });
 
     const QStringList scopes = request.query.value(QStringLiteral("scope"))
                                        .split(QLatin1Char(' '), Qt::SkipEmptyParts);
@@ -83,21 +80,19 @@ HttpResponse OAuthService::authorize(const HttpRequest &request)
                              QStringLiteral("Some requested scopes were invalid: %1").arg(scope));
     }
 
-    Consent consent;
-    consent.state = state;
-    consent.code.clientId = clientId;
-    consent.code.redirectUri = redirectUri;
-    consent.code.scope = scopes.join(QLatin1Char(' '));
-    consent.code.challenge = request.query.value(QStringLiteral("code_challenge"));
-    if (!consent.code.challenge.isEmpty()) {
-        consent.code.challengeMethod = request.query.value(QStringLiteral("code_challenge_method"));
-        if (consent.code.challengeMethod.isEmpty())
-            consent.code.challengeMethod = QStringLiteral("plain");
-        if (consent.code.challengeMethod != QLatin1String("S256")
-            && consent.code.challengeMethod != QLatin1String("plain"))
-            return errorPage(400, QStringLiteral("invalid_request"),
-                             QStringLiteral("Invalid code_challenge_method."));
-    }
+    const TokenRegistry::AuthorizationCode consent {
+        clientId,
+        redirectUri,
+        scopes.join(QLatin1Char(' ')),
+        state,
+        request.query.value(QStringLiteral("code_challenge")),
+        request.query.value(QStringLiteral("code_challenge_method"), QStringLiteral("plain")),
+        QDateTime(),
+    };
+    if (!consent.challenge.isEmpty() && consent.challengeMethod != QLatin1String("S256")
+        && consent.challengeMethod != QLatin1String("plain"))
+        return errorPage(400, QStringLiteral("invalid_request"),
+                         QStringLiteral("Invalid code_challenge_method."));
 
     if (m_options.autoApprove)
         return approve(consent);
@@ -114,31 +109,33 @@ HttpResponse OAuthService::decide(const HttpRequest &request)
         return errorPage(
                 400, QStringLiteral("invalid_request"),
                 QStringLiteral("This consent request has expired or was already answered."));
-    const Consent consent = m_consents.take(it.key());
+    const TokenRegistry::AuthorizationCode consent = m_consents.take(it.key());
     if (form.value(QStringLiteral("decision")) == QLatin1String("allow"))
         return approve(consent);
-    return redirectWith(consent.code.redirectUri,
+    return redirectWith(consent.redirectUri,
                         { { QStringLiteral("error"), QStringLiteral("access_denied") },
                           { QStringLiteral("state"), consent.state } });
 }
 
-HttpResponse OAuthService::approve(const Consent &consent)
+HttpResponse OAuthService::approve(const TokenRegistry::AuthorizationCode &consent)
 {
-    const QString code = m_tokens.issueCode(consent.code);
-    return redirectWith(consent.code.redirectUri,
+    const QString code = m_tokens.issueCode(consent);
+    return redirectWith(consent.redirectUri,
                         { { QStringLiteral("state"), consent.state },
                           { QStringLiteral("code"), code },
-                          { QStringLiteral("scope"), consent.code.scope } });
+                          { QStringLiteral("scope"), consent.scope } });
 }
 
-// The query as a form encodes it, spaces as "+", as the service writes the granted scopes.
+// The query as a form encodes it, spaces as "+", as the service writes the granted scopes; a
+// null value leaves its item out, as the state is when the client gave none.
 HttpResponse OAuthService::redirectWith(const QString &redirectUri,
                                         const QList<QPair<QString, QString>> &items)
 {
     QByteArray query;
     for (const auto &item : items) {
-        query += (query.isEmpty() ? "" : "&") + QUrl::toPercentEncoding(item.first) + '='
-                + QUrl::toPercentEncoding(item.second, " ").replace(' ', '+');
+        if (!item.second.isNull())
+            query += (query.isEmpty() ? "" : "&") + QUrl::toPercentEncoding(item.first) + '='
+                    + QUrl::toPercentEncoding(item.second, " ").replace(' ', '+');
     }
     const QByteArray separator = redirectUri.contains(QLatin1Char('?')) ? "&" : "?";
     return HttpResponse::redirect(redirectUri.toUtf8() + separator + query);
@@ -215,10 +212,11 @@ HttpResponse OAuthService::errorPage(int status, const QString &error, const QSt
     return HttpResponse::make(status, "text/html; charset=utf-8", page.toUtf8());
 }
 
-HttpResponse OAuthService::consentPage(const QString &consentId, const Consent &consent)
+HttpResponse OAuthService::consentPage(const QString &consentId,
+                                       const TokenRegistry::AuthorizationCode &consent)
 {
     QString scopes;
-    for (const QString &scope : consent.code.scope.split(QLatin1Char(' ')))
+    for (const QString &scope : consent.scope.split(QLatin1Char(' ')))
         scopes += QStringLiteral("<li>%1</li>").arg(scope.toHtmlEscaped());
     const QString page =
             QStringLiteral(
@@ -242,7 +240,7 @@ HttpResponse OAuthService::consentPage(const QString &consentId, const Consent &
                     "<button type=\"submit\" id=\"deny\" name=\"decision\" "
                     "value=\"deny\">Refuser</button>\n"
                     "</form>\n</body></html>\n")
-                    .arg(consent.code.clientId.toHtmlEscaped(), scopes,
-                         consent.code.redirectUri.toHtmlEscaped(), consentId);
+                    .arg(consent.clientId.toHtmlEscaped(), scopes,
+                         consent.redirectUri.toHtmlEscaped(), consentId);
     return HttpResponse::make(200, "text/html; charset=utf-8", page.toUtf8());
 }

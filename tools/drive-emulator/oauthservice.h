@@ -35,23 +35,18 @@ public:
     HttpResponse token(const HttpRequest &request);
 
 private:
-    struct Consent
-    {
-        TokenRegistry::AuthorizationCode code;
-        QString state;
-    };
-
     HttpResponse exchangeCode(const QHash<QString, QString> &parameters);
     HttpResponse refresh(const QHash<QString, QString> &parameters);
-    HttpResponse approve(const Consent &consent);
+    HttpResponse approve(const TokenRegistry::AuthorizationCode &consent);
     static HttpResponse redirectWith(const QString &redirectUri,
                                      const QList<QPair<QString, QString>> &items);
     static HttpResponse errorPage(int status, const QString &error, const QString &description);
-    static HttpResponse consentPage(const QString &consentId, const Consent &consent);
+    static HttpResponse consentPage(const QString &consentId,
+                                    const TokenRegistry::AuthorizationCode &consent);
 
     TokenRegistry &m_tokens;
     Options m_options;
-    QHash<QString, Consent> m_consents;
+    QHash<QString, TokenRegistry::AuthorizationCode> m_consents; // waiting for an answer
     quint64 m_nextConsent = 1;
 };
 

@@ -21,11 +21,13 @@ class DriveJournal;
 class TokenRegistry
 {
 public:
+    // What a consent grants, and its code then.
     struct AuthorizationCode
     {
         QString clientId;
         QString redirectUri;
         QString scope;
+        QString state; // given back with the code
         QString challenge;
         QString challengeMethod;
         QDateTime expires;
