@@ -8,6 +8,8 @@
 #include "serviceerror.h"
 
 #include <QElapsedTimer>
+#include <QJsonArray>
+#include <QJsonDocument>
 #include <QTextStream>
 
 #include <algorithm>
@@ -19,6 +21,31 @@ using Route = EmulatorServer::Route;
 HttpResponse done()
 {
     return HttpResponse::make(204);
+}
+
+HttpResponse refused(int status, const QString &why)
+{
+    return HttpResponse::json(status, { { QStringLiteral("error"), why } });
+}
+
+HttpResponse bytes(const QByteArray &body)
+{
+    return HttpResponse::make(200, "application/octet-stream", body);
+}
+
+// The objects of a JSON body: an object, an array of them, or {"<listKey>": [...]}; none when
+// the body is not JSON. An empty body is an empty object.
+std::optional<QJsonArray> objectsOf(const QByteArray &body, const QString &listKey)
+{
+    QJsonParseError error;
+    const QJsonDocument document =
+            QJsonDocument::fromJson(body.trimmed().isEmpty() ? "{}" : body, &error);
+    if (error.error != QJsonParseError::NoError)
+        return std::nullopt;
+    const QJsonObject object = document.object();
+    return document.isArray()          ? document.array()
+            : object.contains(listKey) ? object.value(listKey).toArray()
+                                       : QJsonArray { object };
 }
 } // namespace
 
@@ -59,37 +86,67 @@ const QList<Route> &EmulatorServer::routes()
                                         { { QStringLiteral("status"), QStringLiteral("ok") } });
           } },
         { "GET", "/_emulator/files", Route::Control,
-          [](S &s, Call &) { return s.m_control.listFiles(); } },
+          [](S &s, Call &) {
+              QJsonArray files;
+              for (const DriveEntry *entry : s.m_store.entries())
+                  files.append(s.described(*entry));
+              return HttpResponse::json(200, { { QStringLiteral("files"), files } });
+          } },
         { "POST", "/_emulator/files", Route::Control,
-          [](S &s, Call &c) { return s.m_control.seedFiles(c.request.body); } },
+          [](S &s, Call &c) { return s.seedFiles(c.request.body); } },
         { "DELETE", "/_emulator/files", Route::Control,
           [](S &s, Call &) { return s.m_store.clear(), done(); } },
         { "GET", "/_emulator/files/{id}/content", Route::Control,
-          [](S &s, Call &c) { return s.m_control.fileContent(c.id); } },
+          [](S &s, Call &c) {
+              const DriveEntry *entry = s.m_store.find(c.id);
+              return entry ? bytes(entry->content) : refused(404, QStringLiteral("no such file"));
+          } },
         { "POST", "/_emulator/tokens", Route::Control,
-          [](S &s, Call &) { return s.m_control.issueTokens(); } },
+          [](S &s, Call &) {
+              return HttpResponse::json(
+                      200,
+                      s.m_tokens.issueTokens(
+                              s.m_options.clientId,
+                              QStringLiteral("https://www.googleapis.com/auth/drive.appfolder")));
+          } },
         { "POST", "/_emulator/tokens/expire", Route::Control,
           [](S &s, Call &) { return s.m_tokens.expireAccessTokens(), done(); } },
         { "POST", "/_emulator/tokens/revoke", Route::Control,
           [](S &s, Call &) { return s.m_tokens.revokeRefreshTokens(), done(); } },
         { "POST", "/_emulator/settings", Route::Control,
-          [](S &s, Call &c) { return s.m_control.settings(c.request.body); } },
+          [](S &s, Call &c) { return s.settings(c.request.body); } },
         { "GET", "/_emulator/requests", Route::Control,
-          [](S &s, Call &c) { return s.m_control.requests(c.request); } },
+          [](S &s, Call &c) {
+              const int since = c.request.query.value(QStringLiteral("since")).toInt();
+              return HttpResponse::json(200,
+                                        { { QStringLiteral("requests"), s.m_log.toJson(since) },
+                                          { QStringLiteral("next"), s.m_log.next() } });
+          } },
         { "DELETE", "/_emulator/requests", Route::Control,
           [](S &s, Call &) { return s.m_log.clear(), done(); } },
         { "GET", "/_emulator/requests/{id}/body", Route::Control,
-          [](S &s, Call &c) { return s.m_control.requestBody(c.id); } },
+          [](S &s, Call &c) {
+              const std::optional<QByteArray> body = s.m_log.body(c.id.toInt());
+              return body
+                      ? bytes(*body)
+                      : refused(404, QStringLiteral("no such request, or its body was not kept"));
+          } },
         { "GET", "/_emulator/faults", Route::Control,
           [](S &s, Call &) {
               return HttpResponse::json(200, { { QStringLiteral("faults"), s.m_faults.rules() } });
           } },
         { "POST", "/_emulator/faults", Route::Control,
-          [](S &s, Call &c) { return s.m_control.addFaults(c.request.body); } },
+          [](S &s, Call &c) { return s.addFaults(c.request.body); } },
         { "DELETE", "/_emulator/faults", Route::Control,
           [](S &s, Call &) { return s.m_faults.clear(), done(); } },
         { "POST", "/_emulator/reset", Route::Control,
-          [](S &s, Call &) { return s.m_control.reset(), done(); } },
+          [](S &s, Call &) {
+              s.m_store.clear();
+              s.m_tokens.clear();
+              s.m_log.clear();
+              s.m_faults.clear();
+              return done();
+          } },
     };
     return table;
 }
@@ -101,8 +158,7 @@ EmulatorServer::EmulatorServer(const Options &options, QObject *parent)
       m_tokens(m_journal),
       m_drive(m_store, m_tokens),
       m_oauth(m_tokens, { options.clientId, options.clientSecret, options.autoApprove }),
-      m_log(options.logBodies),
-      m_control({ m_store, m_tokens, m_log, m_faults, m_oauth, options.clientId })
+      m_log(options.logBodies)
 {
     m_tokens.setAccessTokenLifetime(options.tokenTtl);
     if (options.seed) {
@@ -180,9 +236,7 @@ void EmulatorServer::serve(HttpConnection *connection)
         Call call { request, id, nullptr };
         response = request.peer.isLoopback()
                 ? route->handle(*this, call)
-                : HttpResponse::json(403,
-                                     { { QStringLiteral("error"),
-                                         QStringLiteral("control is for loopback clients") } });
+                : refused(403, QStringLiteral("control is for loopback clients"));
     } else {
         const int logIndex = m_log.append(request);
         const std::optional<FaultRule> fault = m_faults.take(request);
@@ -239,4 +293,123 @@ HttpResponse EmulatorServer::faulted(const FaultRule &rule, const Route *route, 
     if (!rule.contentType.isEmpty())
         response.setHeader("Content-Type", rule.contentType.toUtf8());
     return response;
+}
+
+HttpResponse EmulatorServer::addFaults(const QByteArray &body)
+{
+    const std::optional<QJsonArray> objects = objectsOf(body, QStringLiteral("faults"));
+    if (!objects)
+        return refused(400, QStringLiteral("the body is not JSON"));
+    QList<FaultRule> rules;
+    for (const QJsonValue &object : *objects) {
+        QString error;
+        const auto rule = FaultRule::fromJson(object.toObject(), &error);
+        if (!rule)
+            return refused(400, error);
+        rules.append(*rule);
+    }
+    for (const FaultRule &rule : rules)
+        m_faults.add(rule);
+    return HttpResponse::json(200, { { QStringLiteral("faults"), m_faults.rules() } });
+}
+
+HttpResponse EmulatorServer::seedFiles(const QByteArray &body)
+{
+    const std::optional<QJsonArray> descriptions = objectsOf(body, QStringLiteral("files"));
+    if (!descriptions)
+        return refused(400, QStringLiteral("the body is not JSON"));
+    QJsonArray created;
+    for (const QJsonValue &description : *descriptions) {
+        QString error;
+        const DriveEntry *entry = seed(description.toObject(), &error);
+        if (!entry)
+            return refused(400, error);
+        created.append(described(*entry));
+    }
+    return HttpResponse::json(200, { { QStringLiteral("files"), created } });
+}
+
+// The folder that the path's segments name below the application-data folder, made where
+// missing; the first folder of a name wins, as it does for clients. Empty when the disk fails.
+QString EmulatorServer::folderFor(const QStringList &segments)
+{
+    QString parentId = AppDataFolderId;
+    for (const QString &segment : segments) {
+        const DriveEntry *found = nullptr;
+        for (const DriveEntry *entry : m_store.entries()) {
+            if (!found && entry->isFolder() && !entry->trashed && entry->name == segment
+                && entry->parents.contains(parentId))
+                found = entry;
+        }
+        if (!found)
+            found = m_store.put(m_store.newEntry(segment, FolderMimeType, parentId));
+        if (!found)
+            return QString();
+        parentId = found->id;
+    }
+    return parentId;
+}
+
+const DriveEntry *EmulatorServer::seed(const QJsonObject &description, QString *error)
+{
+    QStringList segments = description.value(QStringLiteral("path"))
+                                   .toString()
+                                   .split(QLatin1Char('/'), Qt::SkipEmptyParts);
+    if (segments.isEmpty()) {
+        *error = QStringLiteral("a path such as /folder/name is needed");
+        return nullptr;
+    }
+    const QString name = segments.takeLast();
+    *error = QStringLiteral("the emulator could not save %1").arg(name);
+    const QString parentId = folderFor(segments);
+    if (parentId.isEmpty())
+        return nullptr;
+    const bool folder = description.value(QStringLiteral("folder")).toBool();
+    DriveEntry entry = m_store.newEntry(
+            name,
+            description.value(QStringLiteral("mimeType"))
+                    .toString(folder ? FolderMimeType : QStringLiteral("application/octet-stream")),
+            parentId);
+    if (entry.hasContent())
+        entry.setContent(
+                description.contains(QStringLiteral("text"))
+                        ? description.value(QStringLiteral("text")).toString().toUtf8()
+                        : QByteArray::fromBase64(description.value(QStringLiteral("content"))
+                                                         .toString()
+                                                         .toLatin1()));
+    // Tests can make the service report a checksum or a size other than the content's.
+    entry.md5Checksum =
+            description.value(QStringLiteral("md5Checksum")).toString(entry.md5Checksum);
+    entry.reportedSize = qint64(description.value(QStringLiteral("size")).toDouble(-1));
+    entry.trashed = entry.explicitlyTrashed = description.value(QStringLiteral("trashed")).toBool();
+    return m_store.put(entry);
+}
+
+QJsonObject EmulatorServer::described(const DriveEntry &entry) const
+{
+    QStringList names { entry.name };
+    for (const DriveEntry *parent = m_store.find(entry.parents.value(0));
+         parent && !m_store.isRoot(parent->id); parent = m_store.find(parent->parents.value(0)))
+        names.prepend(parent->name);
+    QJsonObject resource = entry.resource();
+    resource.insert(QStringLiteral("path"), QLatin1Char('/') + names.join(QLatin1Char('/')));
+    return resource;
+}
+
+HttpResponse EmulatorServer::settings(const QByteArray &body)
+{
+    const std::optional<QJsonArray> objects = objectsOf(body, QString());
+    if (!objects || objects->size() != 1)
+        return refused(400, QStringLiteral("the body is not a JSON object"));
+    const QJsonObject settings = objects->at(0).toObject();
+    m_tokens.setAccessTokenLifetime(
+            settings.value(QStringLiteral("tokenTtl")).toInt(m_tokens.accessTokenLifetime()));
+    m_oauth.setAutoApprove(
+            settings.value(QStringLiteral("autoApprove")).toBool(m_oauth.autoApprove()));
+    m_log.setBodyLimit(qint64(
+            settings.value(QStringLiteral("logBodies")).toDouble(double(m_log.bodyLimit()))));
+    return HttpResponse::json(200,
+                              { { QStringLiteral("tokenTtl"), m_tokens.accessTokenLifetime() },
+                                { QStringLiteral("autoApprove"), m_oauth.autoApprove() },
+                                { QStringLiteral("logBodies"), double(m_log.bodyLimit()) } });
 }

@@ -5,7 +5,6 @@
 #ifndef EMULATORSERVER_H
 #define EMULATORSERVER_H
 
-#include "controlservice.h"
 #include "drivejournal.h"
 #include "driveservice.h"
 #include "drivestore.h"
@@ -22,9 +21,11 @@
 
 class HttpConnection;
 
-// The emulator: one HTTP/1.1 server in front of the Drive, OAuth and control endpoints. What it
-// answers is one table, routes(), which one dispatcher consults for every request. Accepted
-// sockets go to their connections as descriptors, which set them up themselves.
+// The emulator: one HTTP/1.1 server in front of the Drive and OAuth endpoints and of its own
+// control endpoints, with which tests and scripts on this machine seed and inspect files, mint
+// tokens, read the request log and inject faults. What it answers is one table, routes(), which
+// one dispatcher consults for every request. Accepted sockets go to their connections as
+// descriptors, which set them up themselves.
 class EmulatorServer : public QTcpServer
 {
     Q_OBJECT
@@ -77,6 +78,15 @@ private:
     void serve(HttpConnection *connection);
     HttpResponse answer(const Route *route, Call &call);
     HttpResponse faulted(const FaultRule &rule, const Route *route, Call &call);
+    HttpResponse seedFiles(const QByteArray &body);
+    // The entry that a description of the seeding endpoint makes, stored; null and why when
+    // there is none.
+    const DriveEntry *seed(const QJsonObject &description, QString *error);
+    QString folderFor(const QStringList &segments);
+    // The resource with the entry's path below the application-data folder.
+    QJsonObject described(const DriveEntry &entry) const;
+    HttpResponse addFaults(const QByteArray &body);
+    HttpResponse settings(const QByteArray &body);
 
     Options m_options;
     DriveJournal m_journal;
@@ -86,7 +96,6 @@ private:
     OAuthService m_oauth;
     RequestLog m_log;
     FaultInjector m_faults;
-    ControlService m_control;
 };
 
 #endif // EMULATORSERVER_H
