@@ -109,35 +109,32 @@ std::optional<HttpResponse> readUpload(HttpRequest &request, Upload *upload)
     return std::nullopt;
 }
 
-// A page token is opaque to clients; it holds the offset of the page and what the listing was
-// asked, which the next request must ask again.
-QString listingBasis(const HttpRequest &request)
+// A page token is opaque to clients: what the listing was asked, which the next request must ask
+// again, then where the page begins.
+QByteArray listingBasis(const HttpRequest &request)
 {
-    return request.query.value(QStringLiteral("q")) + QLatin1Char('\n')
+    return (request.query.value(QStringLiteral("q")) + QLatin1Char('\n')
             + request.query.value(QStringLiteral("spaces")) + QLatin1Char('\n')
-            + request.query.value(QStringLiteral("orderBy"));
+            + request.query.value(QStringLiteral("orderBy")) + QLatin1Char('\n'))
+            .toUtf8();
 }
 
 QString pageToken(int offset, const HttpRequest &request)
 {
     return QString::fromLatin1(
-            (QByteArray::number(offset) + '\n' + listingBasis(request).toUtf8())
+            (listingBasis(request) + QByteArray::number(offset))
                     .toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals));
 }
 
 // Where the page asked begins: 0 without a token, -1 for a token of another listing.
 int pageOffset(const HttpRequest &request)
 {
-    const QString token = request.query.value(QStringLiteral("pageToken"));
-    if (token.isEmpty())
-        return 0;
-    const QByteArray text = QByteArray::fromBase64(token.toLatin1(), QByteArray::Base64UrlEncoding);
-    const qsizetype newline = text.indexOf('\n');
+    const QByteArray token = request.query.value(QStringLiteral("pageToken")).toLatin1();
+    const QByteArray text = QByteArray::fromBase64(token, QByteArray::Base64UrlEncoding);
+    const QByteArray basis = listingBasis(request);
     bool ok = false;
-    const int offset = text.left(newline).toInt(&ok);
-    return ok && offset >= 0 && QString::fromUtf8(text.mid(newline + 1)) == listingBasis(request)
-            ? offset
-            : -1;
+    const int offset = text.mid(basis.size()).toInt(&ok);
+    return token.isEmpty() ? 0 : ok && offset >= 0 && text.startsWith(basis) ? offset : -1;
 }
 
 // orderBy: comma-separated keys, each optionally followed by " desc".

@@ -6,7 +6,6 @@
 
 #include "drivejournal.h"
 
-#include <QCryptographicHash>
 #include <QSet>
 
 DriveStore::DriveStore(DriveJournal &journal)

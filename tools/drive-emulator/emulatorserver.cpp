@@ -28,6 +28,14 @@ HttpResponse refused(int status, const QString &why)
     return HttpResponse::json(status, { { QStringLiteral("error"), why } });
 }
 
+HttpResponse listed(const QList<FaultRule> &rules)
+{
+    QJsonArray array;
+    for (const FaultRule &rule : rules)
+        array.append(rule.toJson());
+    return HttpResponse::json(200, { { QStringLiteral("faults"), array } });
+}
+
 HttpResponse bytes(const QByteArray &body)
 {
     return HttpResponse::make(200, "application/octet-stream", body);
@@ -132,9 +140,7 @@ const QList<Route> &EmulatorServer::routes()
                       : refused(404, QStringLiteral("no such request, or its body was not kept"));
           } },
         { "GET", "/_emulator/faults", Route::Control,
-          [](S &s, Call &) {
-              return HttpResponse::json(200, { { QStringLiteral("faults"), s.m_faults.rules() } });
-          } },
+          [](S &s, Call &) { return listed(s.m_faults); } },
         { "POST", "/_emulator/faults", Route::Control,
           [](S &s, Call &c) { return s.addFaults(c.request.body); } },
         { "DELETE", "/_emulator/faults", Route::Control,
@@ -158,15 +164,14 @@ EmulatorServer::EmulatorServer(const Options &options, QObject *parent)
       m_tokens(m_journal),
       m_drive(m_store, m_tokens),
       m_oauth(m_tokens, { options.clientId, options.clientSecret, options.autoApprove }),
-      m_log(options.logBodies)
+      m_log(options.logBodies),
+      m_faults(options.faults)
 {
     m_tokens.setAccessTokenLifetime(options.tokenTtl);
     if (options.seed) {
         m_store.setSeed(*options.seed);
         m_tokens.setSeed(*options.seed);
     }
-    for (const FaultRule &rule : options.faults)
-        m_faults.add(rule);
 }
 
 // The folder is locked before anything in it is read, and the journal rewritten only once the
@@ -216,7 +221,7 @@ void EmulatorServer::incomingConnection(qintptr socketDescriptor)
         const Route *route = find(head, &id);
         if (route && route->service == Route::Control)
             return 0;
-        const std::optional<FaultRule> throttle = m_faults.takeThrottle(head);
+        const std::optional<FaultRule> throttle = FaultRule::take(m_faults, head, true);
         return throttle ? throttle->bytesPerSecond : 0;
     });
     connect(connection, &HttpConnection::requestReceived, this, &EmulatorServer::serve);
@@ -239,7 +244,7 @@ void EmulatorServer::serve(HttpConnection *connection)
                 : refused(403, QStringLiteral("control is for loopback clients"));
     } else {
         const int logIndex = m_log.append(request);
-        const std::optional<FaultRule> fault = m_faults.take(request);
+        const std::optional<FaultRule> fault = FaultRule::take(m_faults, request, false);
         Call call { request, id, fault ? &*fault : nullptr };
         response = fault ? faulted(*fault, route, call) : answer(route, call);
         m_log.setStatus(logIndex, response.drop ? 0 : response.status);
@@ -308,9 +313,8 @@ HttpResponse EmulatorServer::addFaults(const QByteArray &body)
             return refused(400, error);
         rules.append(*rule);
     }
-    for (const FaultRule &rule : rules)
-        m_faults.add(rule);
-    return HttpResponse::json(200, { { QStringLiteral("faults"), m_faults.rules() } });
+    m_faults.append(rules);
+    return listed(m_faults);
 }
 
 HttpResponse EmulatorServer::seedFiles(const QByteArray &body)

@@ -8,8 +8,7 @@
 #include "drivejournal.h"
 #include "driveservice.h"
 #include "drivestore.h"
-#include "emulatordefaults.h"
-#include "faultinjector.h"
+#include "faultrule.h"
 #include "oauthservice.h"
 #include "requestlog.h"
 #include "tokenregistry.h"
@@ -20,6 +19,16 @@
 #include <optional>
 
 class HttpConnection;
+
+// The command line's defaults, written once: the code, --help and the manual page read them here
+// (CMake reads each "constexpr" line into drive-emulator.1.in).
+namespace EmulatorDefaults {
+constexpr char Address[] = "127.0.0.1";
+constexpr int Port = 0; // a free one
+constexpr int TokenTtl = 3599; // seconds, as the service's access tokens last
+constexpr qint64 MaxBody = 2147483648; // bytes; larger bodies are refused with 413
+constexpr qint64 LogBodies = 8388608; // bytes of a request body the log keeps whole
+} // namespace EmulatorDefaults
 
 // The emulator: one HTTP/1.1 server in front of the Drive and OAuth endpoints and of its own
 // control endpoints, with which tests and scripts on this machine seed and inspect files, mint
@@ -95,7 +104,7 @@ private:
     DriveService m_drive;
     OAuthService m_oauth;
     RequestLog m_log;
-    FaultInjector m_faults;
+    QList<FaultRule> m_faults; // waiting
 };
 
 #endif // EMULATORSERVER_H

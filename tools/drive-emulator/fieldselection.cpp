@@ -11,7 +11,6 @@ namespace {
 // Each level of a selection is a level of recursion, in parsing and in applying it.
 constexpr int MaxDepth = 64;
 
-// Skips spaces, then takes c if it comes next.
 bool take(const QString &text, int &pos, QLatin1Char c)
 {
     while (pos < text.size() && text.at(pos).isSpace())

@@ -49,18 +49,13 @@ HttpConnection::HttpConnection(qintptr socketDescriptor, qint64 maxBody, QObject
     QTimer::singleShot(0, this, &HttpConnection::readIncoming);
 }
 
-// Clients that leave Nagle's algorithm on (Qt's do) hold their last small segment until the
-// previous one is acknowledged; a delayed acknowledgement then stalls every upload by tens of
-// milliseconds. The kernel drops out of quick-ack mode by itself, so this is renewed per read.
-void HttpConnection::acknowledgeAtOnce()
-{
-    const int one = 1;
-    ::setsockopt(int(m_socket->socketDescriptor()), IPPROTO_TCP, TCP_QUICKACK, &one, sizeof one);
-}
-
 void HttpConnection::readIncoming()
 {
-    acknowledgeAtOnce();
+    // Clients that leave Nagle's algorithm on (Qt's do) hold their last small segment until the
+    // previous one is acknowledged; a delayed acknowledgement then stalls every upload by tens of
+    // milliseconds. The kernel drops out of quick-ack mode by itself, so this is renewed per read.
+    const int one = 1;
+    ::setsockopt(int(m_socket->socketDescriptor()), IPPROTO_TCP, TCP_QUICKACK, &one, sizeof one);
     while (m_state == State::Reading) {
         switch (m_parser.parse()) {
         case HttpRequestParser::Complete:
@@ -195,7 +190,8 @@ void HttpConnection::writeResponse(const HttpResponse &response)
     sendOutgoing();
 }
 
-// Keeps at most one chunk queued in the socket, so a large body is never copied whole.
+// Keeps at most one chunk queued in the socket, so a large body is never copied whole; once it is
+// all out, reads the next request.
 void HttpConnection::sendOutgoing()
 {
     if (m_state != State::Handling)
@@ -210,12 +206,8 @@ void HttpConnection::sendOutgoing()
         }
         m_outgoingSent += written;
     }
-    if (m_outgoingSent == m_outgoing.size())
-        finishResponse();
-}
-
-void HttpConnection::finishResponse()
-{
+    if (m_outgoingSent < m_outgoing.size())
+        return;
     m_outgoing.clear();
     m_outgoingSent = 0;
     if (m_closeWhenSent) {

@@ -6,6 +6,7 @@
 
 #include "bodydigest.h"
 
+#include <QRegularExpression>
 #include <QUrlQuery>
 
 QByteArray headerValue(const HttpHeaders &headers, const QByteArray &name)
@@ -30,25 +31,18 @@ QHash<QString, QString> formFields(const QByteArray &text)
 
 QByteArray HttpRequest::mediaType() const
 {
-    const QByteArray type = header("Content-Type");
-    const qsizetype semicolon = type.indexOf(';');
-    return (semicolon < 0 ? type : type.left(semicolon)).trimmed().toLower();
+    return header("Content-Type").split(';').first().trimmed().toLower();
 }
 
 QByteArray HttpRequest::contentTypeParameter(const QByteArray &name) const
 {
-    const QList<QByteArray> parts = header("Content-Type").split(';');
-    for (qsizetype i = 1; i < parts.size(); ++i) {
-        const QByteArray part = parts.at(i).trimmed();
-        const qsizetype equals = part.indexOf('=');
-        if (equals < 0 || part.left(equals).trimmed().compare(name, Qt::CaseInsensitive) != 0)
-            continue;
-        QByteArray value = part.mid(equals + 1).trimmed();
-        if (value.size() >= 2 && value.startsWith('"') && value.endsWith('"'))
-            value = value.mid(1, value.size() - 2);
-        return value;
-    }
-    return QByteArray();
+    const QRegularExpression parameter(
+            QStringLiteral(";\\s*%1\\s*=\\s*(\"([^\"]*)\"|[^;\\s]*)")
+                    .arg(QRegularExpression::escape(QString::fromLatin1(name))),
+            QRegularExpression::CaseInsensitiveOption);
+    const QRegularExpressionMatch match =
+            parameter.match(QString::fromLatin1(header("Content-Type")));
+    return match.captured(match.hasCaptured(2) ? 2 : 1).toLatin1();
 }
 
 QString HttpRequest::receivedMd5(const QByteArray &part) const

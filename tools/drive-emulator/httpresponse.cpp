@@ -34,16 +34,6 @@ HttpResponse HttpResponse::json(int status, const QJsonObject &object)
                 QJsonDocument(object).toJson(QJsonDocument::Indented));
 }
 
-HttpResponse HttpResponse::redirect(const QByteArray &location)
-{
-    const QByteArray escaped = QString::fromUtf8(location).toHtmlEscaped().toUtf8();
-    HttpResponse response =
-            make(302, "text/html; charset=utf-8",
-                 "<html><body>Moved <a href=\"" + escaped + "\">here</a>.</body></html>\n");
-    response.setHeader("Location", location);
-    return response;
-}
-
 QByteArray HttpResponse::reasonPhrase(int status)
 {
     static const QHash<int, QByteArray> phrases { { 100, "Continue" },

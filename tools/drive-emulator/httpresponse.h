@@ -24,13 +24,11 @@ struct HttpResponse
     bool chunked = false; // send the body chunked, without a Content-Length
 
     void setHeader(const QByteArray &name, const QByteArray &value);
-    QByteArray header(const QByteArray &name) const { return headerValue(headers, name); }
 
     // A body of that type, if any.
     static HttpResponse make(int status, const QByteArray &type = QByteArray(),
                              const QByteArray &body = QByteArray());
     static HttpResponse json(int status, const QJsonObject &object);
-    static HttpResponse redirect(const QByteArray &location);
     static QByteArray reasonPhrase(int status);
 };
 

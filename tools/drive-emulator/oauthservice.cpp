@@ -13,14 +13,6 @@
 namespace {
 using namespace TokenError;
 
-bool isKnownScope(const QString &scope)
-{
-    static const QRegularExpression known(
-            QStringLiteral("^(openid|email|profile|https://www\\.googleapis\\.com/auth/"
-                           "drive(\\.file|\\.appdata|\\.appfolder|\\.readonly)?)$"));
-    return known.match(scope).hasMatch();
-}
-
 // Installed applications receive the code on a loopback address, on any port.
 bool isLoopbackRedirect(const QString &redirect)
 {
@@ -74,8 +66,11 @@ HttpResponse OAuthService::authorize(const HttpRequest &request)
     if (scopes.isEmpty())
         return errorPage(400, QStringLiteral("invalid_request"),
                          QStringLiteral("Missing required parameter: scope"));
+    static const QRegularExpression known(
+            QStringLiteral("^(openid|email|profile|https://www\\.googleapis\\.com/auth/"
+                           "drive(\\.file|\\.appdata|\\.appfolder|\\.readonly)?)$"));
     for (const QString &scope : scopes) {
-        if (!isKnownScope(scope))
+        if (!known.match(scope).hasMatch())
             return errorPage(400, QStringLiteral("invalid_scope"),
                              QStringLiteral("Some requested scopes were invalid: %1").arg(scope));
     }
@@ -137,8 +132,14 @@ HttpResponse OAuthService::redirectWith(const QString &redirectUri,
             query += (query.isEmpty() ? "" : "&") + QUrl::toPercentEncoding(item.first) + '='
                     + QUrl::toPercentEncoding(item.second, " ").replace(' ', '+');
     }
-    const QByteArray separator = redirectUri.contains(QLatin1Char('?')) ? "&" : "?";
-    return HttpResponse::redirect(redirectUri.toUtf8() + separator + query);
+    const QByteArray location =
+            redirectUri.toUtf8() + (redirectUri.contains(QLatin1Char('?')) ? "&" : "?") + query;
+    const QString escaped = QString::fromUtf8(location).toHtmlEscaped();
+    HttpResponse response = HttpResponse::make(
+            302, "text/html; charset=utf-8",
+            ("<html><body>Moved <a href=\"" + escaped + "\">here</a>.</body></html>\n").toUtf8());
+    response.setHeader("Location", location);
+    return response;
 }
 
 HttpResponse OAuthService::token(const HttpRequest &request)

@@ -5,7 +5,6 @@
 #ifndef REQUESTLOG_H
 #define REQUESTLOG_H
 
-#include "emulatordefaults.h"
 #include "httprequest.h"
 
 #include <QJsonArray>
@@ -18,7 +17,7 @@
 class RequestLog
 {
 public:
-    explicit RequestLog(qint64 bodyLimit = EmulatorDefaults::LogBodies) : m_bodyLimit(bodyLimit) { }
+    explicit RequestLog(qint64 bodyLimit) : m_bodyLimit(bodyLimit) { }
 
     int append(const HttpRequest &request);
     void setStatus(int index, int status);

@@ -155,8 +155,6 @@ HttpResponse make(Code code, const QString &description)
     return tokenError(code == InvalidClient ? 401 : 400, QLatin1String(Codes[code]), description);
 }
 
-// The usual answers of 400 and 401 are invalid_grant and invalid_client; any other status is a
-// server_error.
 std::optional<HttpResponse> forFault(int status, const QString &reason)
 {
     const QString error = QLatin1String(status == 400           ? "invalid_grant"

@@ -98,25 +98,23 @@ void TokenRegistry::expireAccessTokens()
 
 void TokenRegistry::revokeRefreshTokens()
 {
-    QStringList keys;
-    for (auto it = m_tokens.begin(); it != m_tokens.end();) {
-        if (it->refresh) {
-            keys.append(KeyPrefix + it.key());
-            it = m_tokens.erase(it);
-        } else {
-            ++it;
-        }
-    }
-    m_journal.remove(keys);
+    forget([](const Token &token) { return token.refresh; });
 }
 
 void TokenRegistry::clear()
 {
     m_codes.clear();
+    forget([](const Token &) { return true; });
+}
+
+void TokenRegistry::forget(bool (*which)(const Token &))
+{
     QStringList keys;
-    for (auto it = m_tokens.cbegin(); it != m_tokens.cend(); ++it)
-        keys.append(KeyPrefix + it.key());
-    m_tokens.clear();
+    m_tokens.removeIf([&](QHash<QString, Token>::iterator it) {
+        if (which(*it))
+            keys.append(KeyPrefix + it.key());
+        return which(*it);
+    });
     m_journal.remove(keys);
 }
 

@@ -5,8 +5,6 @@
 #ifndef TOKENREGISTRY_H
 #define TOKENREGISTRY_H
 
-#include "emulatordefaults.h"
-
 #include <QDateTime>
 #include <QHash>
 #include <QJsonObject>
@@ -69,10 +67,12 @@ private:
     QJsonObject grant(const QString &clientId, const QString &scope);
     void keep(const QString &token, const Token &issued);
     void record(const QString &token, const Token &issued);
+    // Removes the tokens which says, here and in the journal.
+    void forget(bool (*which)(const Token &));
 
     QHash<QString, AuthorizationCode> m_codes;
     QHash<QString, Token> m_tokens;
-    int m_lifetime = EmulatorDefaults::TokenTtl;
+    int m_lifetime = 0;
     DriveJournal &m_journal;
     QRandomGenerator m_random;
 };

@@ -2,9 +2,11 @@
 //
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-#include "faultinjector.h"
+#include "faultrule.h"
 
 #include "serviceerror.h"
+
+#include <QRegularExpression>
 
 #include <algorithm>
 #include <iterator>
@@ -115,22 +117,15 @@ std::optional<FaultRule> FaultRule::fromText(const QString &text, QString *error
     return fromJson(object, error);
 }
 
-QJsonArray FaultInjector::rules() const
+std::optional<FaultRule> FaultRule::take(QList<FaultRule> &rules, const HttpRequest &request,
+                                         bool throttle)
 {
-    QJsonArray array;
-    for (const FaultRule &rule : m_rules)
-        array.append(rule.toJson());
-    return array;
-}
-
-std::optional<FaultRule> FaultInjector::takeFirst(const HttpRequest &request, bool throttle)
-{
-    for (auto it = m_rules.begin(); it != m_rules.end(); ++it) {
-        if ((it->action == FaultRule::Throttle) != throttle || !it->matches(request))
+    for (auto it = rules.begin(); it != rules.end(); ++it) {
+        if ((it->action == Throttle) != throttle || !it->matches(request))
             continue;
         const FaultRule rule = *it;
         if (it->count > 0 && --it->count == 0)
-            m_rules.erase(it);
+            rules.erase(it);
         return rule;
     }
     return std::nullopt;
