@@ -7,14 +7,12 @@
 #include "drivejournal.h"
 #include "httprequest.h"
 #include "oauthservice.h"
-#include "tokenregistry.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     static DriveJournal journal;
-    static TokenRegistry tokens(journal);
-    static OAuthService service(tokens,
-                                { QStringLiteral("client"), QStringLiteral("secret"), true });
+    static OAuthService service(journal,
+                                { QStringLiteral("client"), QStringLiteral("secret"), true, 3599 });
     if (size == 0)
         return 0;
     HttpRequest request;

@@ -8,8 +8,8 @@
 #include "drivestore.h"
 #include "fieldselection.h"
 #include "multipartbody.h"
+#include "oauthservice.h"
 #include "serviceerror.h"
-#include "tokenregistry.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -196,8 +196,8 @@ HttpResponse media(const HttpRequest &request, const DriveEntry &entry)
 }
 } // namespace
 
-DriveService::DriveService(DriveStore &store, TokenRegistry &tokens)
-    : m_store(store), m_tokens(tokens)
+DriveService::DriveService(DriveStore &store, const OAuthService &oauth)
+    : m_store(store), m_oauth(oauth)
 {
 }
 
@@ -207,7 +207,7 @@ std::optional<HttpResponse> DriveService::admit(const HttpRequest &request) cons
     if (authorization.isEmpty())
         return make(LoginRequired);
     if (authorization.left(7).compare("Bearer ", Qt::CaseInsensitive) != 0
-        || !m_tokens.isValidAccessToken(QString::fromUtf8(authorization.mid(7).trimmed())))
+        || !m_oauth.isValidAccessToken(QString::fromUtf8(authorization.mid(7).trimmed())))
         return make(InvalidCredentials);
     const QString alt = request.query.value(QStringLiteral("alt"));
     if (!alt.isEmpty() && alt != QLatin1String("json") && alt != QLatin1String("media"))

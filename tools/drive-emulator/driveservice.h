@@ -10,14 +10,14 @@
 #include <optional>
 
 class DriveStore;
-class TokenRegistry;
+class OAuthService;
 struct DriveEntry;
 
 // The Drive v3 files and upload endpoints over a DriveStore, one function per route.
 class DriveService
 {
 public:
-    DriveService(DriveStore &store, TokenRegistry &tokens);
+    DriveService(DriveStore &store, const OAuthService &oauth);
 
     // Refuses a request without a valid access token, or with an "alt" or "fields" the service
     // does not take.
@@ -43,7 +43,7 @@ private:
     HttpResponse store(DriveEntry entry, const HttpRequest &request);
 
     DriveStore &m_store;
-    TokenRegistry &m_tokens;
+    const OAuthService &m_oauth;
 };
 
 #endif // DRIVESERVICE_H

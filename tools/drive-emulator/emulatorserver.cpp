@@ -113,14 +113,14 @@ const QList<Route> &EmulatorServer::routes()
           [](S &s, Call &) {
               return HttpResponse::json(
                       200,
-                      s.m_tokens.issueTokens(
-                              s.m_options.clientId,
+                      s.m_oauth.issueTokens(
+                              s.m_oauth.options().clientId,
                               QStringLiteral("https://www.googleapis.com/auth/drive.appfolder")));
           } },
         { "POST", "/_emulator/tokens/expire", Route::Control,
-          [](S &s, Call &) { return s.m_tokens.expireAccessTokens(), done(); } },
+          [](S &s, Call &) { return s.m_oauth.expireAccessTokens(), done(); } },
         { "POST", "/_emulator/tokens/revoke", Route::Control,
-          [](S &s, Call &) { return s.m_tokens.revokeRefreshTokens(), done(); } },
+          [](S &s, Call &) { return s.m_oauth.revokeRefreshTokens(), done(); } },
         { "POST", "/_emulator/settings", Route::Control,
           [](S &s, Call &c) { return s.settings(c.request.body); } },
         { "GET", "/_emulator/requests", Route::Control,
@@ -148,7 +148,7 @@ const QList<Route> &EmulatorServer::routes()
         { "POST", "/_emulator/reset", Route::Control,
           [](S &s, Call &) {
               s.m_store.clear();
-              s.m_tokens.clear();
+              s.m_oauth.clear();
               s.m_log.clear();
               s.m_faults.clear();
               return done();
@@ -161,16 +161,14 @@ EmulatorServer::EmulatorServer(const Options &options, QObject *parent)
     : QTcpServer(parent),
       m_options(options),
       m_store(m_journal),
-      m_tokens(m_journal),
-      m_drive(m_store, m_tokens),
-      m_oauth(m_tokens, { options.clientId, options.clientSecret, options.autoApprove }),
+      m_oauth(m_journal, options.oauth),
+      m_drive(m_store, m_oauth),
       m_log(options.logBodies),
       m_faults(options.faults)
 {
-    m_tokens.setAccessTokenLifetime(options.tokenTtl);
     if (options.seed) {
         m_store.setSeed(*options.seed);
-        m_tokens.setSeed(*options.seed);
+        m_oauth.setSeed(*options.seed);
     }
 }
 
@@ -189,7 +187,7 @@ bool EmulatorServer::start(QString *error)
         return true;
     if (!m_journal.open(error) || !m_store.load(error))
         return false;
-    m_tokens.load();
+    m_oauth.load();
     return true;
 }
 
@@ -406,14 +404,13 @@ HttpResponse EmulatorServer::settings(const QByteArray &body)
     if (!objects || objects->size() != 1)
         return refused(400, QStringLiteral("the body is not a JSON object"));
     const QJsonObject settings = objects->at(0).toObject();
-    m_tokens.setAccessTokenLifetime(
-            settings.value(QStringLiteral("tokenTtl")).toInt(m_tokens.accessTokenLifetime()));
-    m_oauth.setAutoApprove(
-            settings.value(QStringLiteral("autoApprove")).toBool(m_oauth.autoApprove()));
+    OAuthService::Options &oauth = m_oauth.options();
+    oauth.tokenTtl = settings.value(QStringLiteral("tokenTtl")).toInt(oauth.tokenTtl);
+    oauth.autoApprove = settings.value(QStringLiteral("autoApprove")).toBool(oauth.autoApprove);
     m_log.setBodyLimit(qint64(
             settings.value(QStringLiteral("logBodies")).toDouble(double(m_log.bodyLimit()))));
     return HttpResponse::json(200,
-                              { { QStringLiteral("tokenTtl"), m_tokens.accessTokenLifetime() },
-                                { QStringLiteral("autoApprove"), m_oauth.autoApprove() },
+                              { { QStringLiteral("tokenTtl"), oauth.tokenTtl },
+                                { QStringLiteral("autoApprove"), oauth.autoApprove },
                                 { QStringLiteral("logBodies"), double(m_log.bodyLimit()) } });
 }

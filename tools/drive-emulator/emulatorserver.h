@@ -11,7 +11,6 @@
 #include "faultrule.h"
 #include "oauthservice.h"
 #include "requestlog.h"
-#include "tokenregistry.h"
 
 #include <QHostAddress>
 #include <QTcpServer>
@@ -44,10 +43,7 @@ public:
     {
         QHostAddress address = QHostAddress(QLatin1String(EmulatorDefaults::Address));
         quint16 port = EmulatorDefaults::Port;
-        bool autoApprove = false;
-        int tokenTtl = EmulatorDefaults::TokenTtl;
-        QString clientId;
-        QString clientSecret;
+        OAuthService::Options oauth { QString(), QString(), false, EmulatorDefaults::TokenTtl };
         QString dataFolder; // empty: memory only
         qint64 maxBody = EmulatorDefaults::MaxBody;
         bool log = false;
@@ -100,9 +96,8 @@ private:
     Options m_options;
     DriveJournal m_journal;
     DriveStore m_store;
-    TokenRegistry m_tokens;
-    DriveService m_drive;
     OAuthService m_oauth;
+    DriveService m_drive;
     RequestLog m_log;
     QList<FaultRule> m_faults; // waiting
 };

@@ -4,6 +4,8 @@
 
 #include "oauthservice.h"
 
+#include "driveentry.h"
+#include "drivejournal.h"
 #include "serviceerror.h"
 
 #include <QCryptographicHash>
@@ -12,6 +14,10 @@
 
 namespace {
 using namespace TokenError;
+
+constexpr int CodeLifetime = 600; // seconds
+// Journal keys of tokens: this, then the token.
+const QString KeyPrefix = QStringLiteral("token:");
 
 // Installed applications receive the code on a loopback address, on any port.
 bool isLoopbackRedirect(const QString &redirect)
@@ -34,8 +40,8 @@ QString pkceChallenge(const QString &verifier, const QString &method)
 }
 } // namespace
 
-OAuthService::OAuthService(TokenRegistry &tokens, const Options &options)
-    : m_tokens(tokens), m_options(options)
+OAuthService::OAuthService(DriveJournal &journal, const Options &options)
+    : m_journal(journal), m_options(options), m_random(QRandomGenerator::securelySeeded())
 {
 }
 
@@ -75,7 +81,7 @@ HttpResponse OAuthService::authorize(const HttpRequest &request)
                              QStringLiteral("Some requested scopes were invalid: %1").arg(scope));
     }
 
-    const TokenRegistry::AuthorizationCode consent {
+    const Consent consent {
         clientId,
         redirectUri,
         scopes.join(QLatin1Char(' ')),
@@ -104,7 +110,7 @@ HttpResponse OAuthService::decide(const HttpRequest &request)
         return errorPage(
                 400, QStringLiteral("invalid_request"),
                 QStringLiteral("This consent request has expired or was already answered."));
-    const TokenRegistry::AuthorizationCode consent = m_consents.take(it.key());
+    const Consent consent = m_consents.take(it.key());
     if (form.value(QStringLiteral("decision")) == QLatin1String("allow"))
         return approve(consent);
     return redirectWith(consent.redirectUri,
@@ -112,9 +118,12 @@ HttpResponse OAuthService::decide(const HttpRequest &request)
                           { QStringLiteral("state"), consent.state } });
 }
 
-HttpResponse OAuthService::approve(const TokenRegistry::AuthorizationCode &consent)
+HttpResponse OAuthService::approve(Consent consent)
 {
-    const QString code = m_tokens.issueCode(consent);
+    // Like the real codes: "4/" then opaque text, so the slash arrives percent-encoded.
+    const QString code = QStringLiteral("4/0A") + randomText(m_random, 40);
+    consent.expires = QDateTime::currentDateTimeUtc().addSecs(CodeLifetime);
+    m_codes.insert(code, consent);
     return redirectWith(consent.redirectUri,
                         { { QStringLiteral("state"), consent.state },
                           { QStringLiteral("code"), code },
@@ -171,9 +180,10 @@ HttpResponse OAuthService::exchangeCode(const QHash<QString, QString> &parameter
     // A code that still carries its percent-encoding was not decoded by the client.
     if (code.contains(QLatin1Char('%')))
         return make(InvalidGrant, QStringLiteral("Malformed auth code."));
-    TokenRegistry::AuthorizationCode issued;
-    if (!m_tokens.takeCode(code, &issued)
-        || issued.clientId != parameters.value(QStringLiteral("client_id")))
+    // Codes work once: a taken code is gone, whatever is then decided.
+    const Consent issued = m_codes.take(code);
+    if (issued.clientId != parameters.value(QStringLiteral("client_id"))
+        || issued.expires <= QDateTime::currentDateTimeUtc())
         return make(InvalidGrant);
     if (parameters.value(QStringLiteral("redirect_uri")) != issued.redirectUri)
         return make(RedirectUriMismatch);
@@ -185,7 +195,7 @@ HttpResponse OAuthService::exchangeCode(const QHash<QString, QString> &parameter
     if (!issued.challenge.isEmpty()
         && pkceChallenge(verifier, issued.challengeMethod) != issued.challenge)
         return make(InvalidGrant, QStringLiteral("Invalid code verifier."));
-    return HttpResponse::json(200, m_tokens.issueTokens(issued.clientId, issued.scope));
+    return HttpResponse::json(200, issueTokens(issued.clientId, issued.scope));
 }
 
 HttpResponse OAuthService::refresh(const QHash<QString, QString> &parameters)
@@ -193,11 +203,10 @@ HttpResponse OAuthService::refresh(const QHash<QString, QString> &parameters)
     const QString refreshToken = parameters.value(QStringLiteral("refresh_token"));
     if (refreshToken.isEmpty())
         return make(InvalidRequest, QStringLiteral("Missing required parameter: refresh_token"));
-    const auto grant =
-            m_tokens.refresh(refreshToken, parameters.value(QStringLiteral("client_id")));
-    if (!grant)
+    const Token issued = m_tokens.value(refreshToken);
+    if (!issued.refresh || issued.clientId != parameters.value(QStringLiteral("client_id")))
         return make(InvalidGrant, QStringLiteral("Token has been expired or revoked."));
-    return HttpResponse::json(200, *grant);
+    return HttpResponse::json(200, grant(issued.clientId, issued.scope));
 }
 
 // The service's own pages, in the user's language.
@@ -213,8 +222,7 @@ HttpResponse OAuthService::errorPage(int status, const QString &error, const QSt
     return HttpResponse::make(status, "text/html; charset=utf-8", page.toUtf8());
 }
 
-HttpResponse OAuthService::consentPage(const QString &consentId,
-                                       const TokenRegistry::AuthorizationCode &consent)
+HttpResponse OAuthService::consentPage(const QString &consentId, const Consent &consent)
 {
     QString scopes;
     for (const QString &scope : consent.scope.split(QLatin1Char(' ')))
@@ -244,4 +252,92 @@ HttpResponse OAuthService::consentPage(const QString &consentId,
                     .arg(consent.clientId.toHtmlEscaped(), scopes,
                          consent.redirectUri.toHtmlEscaped(), consentId);
     return HttpResponse::make(200, "text/html; charset=utf-8", page.toUtf8());
+}
+
+void OAuthService::keep(const QString &token, const Token &issued)
+{
+    m_tokens.insert(token, issued);
+    record(token, issued);
+}
+
+void OAuthService::record(const QString &token, const Token &issued)
+{
+    m_journal.put(KeyPrefix + token,
+                  { { QStringLiteral("refresh"), issued.refresh },
+                    { QStringLiteral("clientId"), issued.clientId },
+                    { QStringLiteral("scope"), issued.scope },
+                    { QStringLiteral("expires"), rfc3339(issued.expires) } });
+}
+
+QJsonObject OAuthService::grant(const QString &clientId, const QString &scope)
+{
+    const QString token = QStringLiteral("ya29.") + randomText(m_random, 60);
+    keep(token,
+         { false, clientId, scope, QDateTime::currentDateTimeUtc().addSecs(m_options.tokenTtl) });
+    return { { QStringLiteral("access_token"), token },
+             { QStringLiteral("expires_in"), m_options.tokenTtl },
+             { QStringLiteral("scope"), scope },
+             { QStringLiteral("token_type"), QStringLiteral("Bearer") } };
+}
+
+QJsonObject OAuthService::issueTokens(const QString &clientId, const QString &scope)
+{
+    const QString refreshToken = QStringLiteral("1//0g") + randomText(m_random, 40);
+    keep(refreshToken, { true, clientId, scope, QDateTime() });
+    QJsonObject answer = grant(clientId, scope);
+    answer.insert(QStringLiteral("refresh_token"), refreshToken);
+    return answer;
+}
+
+bool OAuthService::isValidAccessToken(const QString &token) const
+{
+    const auto it = m_tokens.constFind(token);
+    return it != m_tokens.cend() && !it->refresh && it->expires > QDateTime::currentDateTimeUtc();
+}
+
+void OAuthService::expireAccessTokens()
+{
+    const QDateTime past = QDateTime::currentDateTimeUtc().addSecs(-1);
+    for (auto it = m_tokens.begin(); it != m_tokens.end(); ++it) {
+        if (!it->refresh && it->expires > past) {
+            it->expires = past;
+            record(it.key(), *it);
+        }
+    }
+}
+
+void OAuthService::revokeRefreshTokens()
+{
+    forget([](const Token &token) { return token.refresh; });
+}
+
+void OAuthService::clear()
+{
+    m_codes.clear();
+    m_consents.clear();
+    forget([](const Token &) { return true; });
+}
+
+void OAuthService::forget(bool (*which)(const Token &))
+{
+    QStringList keys;
+    m_tokens.removeIf([&](QHash<QString, Token>::iterator it) {
+        if (which(*it))
+            keys.append(KeyPrefix + it.key());
+        return which(*it);
+    });
+    m_journal.remove(keys);
+}
+
+void OAuthService::load()
+{
+    for (auto it = m_journal.records().cbegin(); it != m_journal.records().cend(); ++it) {
+        if (it.key().startsWith(KeyPrefix))
+            m_tokens.insert(it.key().mid(KeyPrefix.size()),
+                            { it->value(QStringLiteral("refresh")).toBool(),
+                              it->value(QStringLiteral("clientId")).toString(),
+                              it->value(QStringLiteral("scope")).toString(),
+                              QDateTime::fromString(it->value(QStringLiteral("expires")).toString(),
+                                                    Qt::ISODateWithMs) });
+    }
 }
