@@ -40,11 +40,10 @@ struct DriveEntry
 
     bool isFolder() const { return mimeType == FolderMimeType; }
     // Documents of the office suite and folders carry no binary content.
-    bool isGoogleType() const
+    bool hasContent() const
     {
-        return mimeType.startsWith(QLatin1String("application/vnd.google-apps."));
+        return !mimeType.startsWith(QLatin1String("application/vnd.google-apps."));
     }
-    bool hasContent() const { return !isGoogleType(); }
     qint64 size() const { return reportedSize >= 0 ? reportedSize : content.size(); }
 
     // Sets the content with its checksum, computed here unless the caller knows it.

@@ -288,7 +288,7 @@ std::optional<HttpResponse> DriveService::newEntry(const QJsonObject &metadata, 
     *entry = m_store.newEntry(metadata.value(QStringLiteral("name")).toString(name),
                               metadata.value(QStringLiteral("mimeType")).toString(mimeType),
                               parentId);
-    if (entry->space == AppDataSpace && entry->isGoogleType() && !entry->isFolder())
+    if (entry->space == AppDataSpace && !entry->hasContent() && !entry->isFolder())
         return make(AppDataOnly);
     return std::nullopt;
 }

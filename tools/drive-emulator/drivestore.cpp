@@ -6,8 +6,6 @@
 
 #include "drivejournal.h"
 
-#include <QSet>
-
 DriveStore::DriveStore(DriveJournal &journal)
     : m_journal(journal), m_random(QRandomGenerator::securelySeeded())
 {
@@ -47,19 +45,12 @@ QList<const DriveEntry *> DriveStore::entries() const
 
 QStringList DriveStore::subtree(const QString &id) const
 {
+    // Breadth first: each entry found adds its children (there are no cycles).
     QStringList result { id };
-    QSet<QString> seen { id };
-    // Entries come in creation order, but a moved folder can hold older entries: repeat until
-    // nothing new is found.
-    for (bool grew = true; grew;) {
-        grew = false;
+    for (qsizetype found = 0; found < result.size(); ++found) {
         for (const auto &pair : m_bySequence) {
-            const DriveEntry &entry = pair.second;
-            if (!seen.contains(entry.id) && seen.contains(entry.parents.value(0))) {
-                result.append(entry.id);
-                seen.insert(entry.id);
-                grew = true;
-            }
+            if (pair.second.parents.value(0) == result.at(found))
+                result.append(pair.second.id);
         }
     }
     return result;

@@ -7,6 +7,7 @@
 #include "httpconnection.h"
 #include "serviceerror.h"
 
+#include <QCryptographicHash>
 #include <QElapsedTimer>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -34,6 +35,22 @@ HttpResponse listed(const QList<FaultRule> &rules)
     for (const FaultRule &rule : rules)
         array.append(rule.toJson());
     return HttpResponse::json(200, { { QStringLiteral("faults"), array } });
+}
+
+// A request as the control endpoint shows it, but for its status and its body.
+QJsonObject logged(const HttpRequest &request, int index)
+{
+    QJsonArray headers;
+    for (const auto &header : request.headers)
+        headers.append(QJsonArray { QString::fromLatin1(header.first),
+                                    QString::fromLatin1(header.second) });
+    return { { QStringLiteral("index"), index },
+             { QStringLiteral("method"), QString::fromLatin1(request.method) },
+             { QStringLiteral("target"), QString::fromLatin1(request.target) },
+             { QStringLiteral("path"), QString::fromLatin1(request.path) },
+             { QStringLiteral("query"), QString::fromLatin1(request.rawQuery) },
+             { QStringLiteral("headers"), headers },
+             { QStringLiteral("bodySize"), double(request.body.size()) } };
 }
 
 HttpResponse bytes(const QByteArray &body)
@@ -125,16 +142,31 @@ const QList<Route> &EmulatorServer::routes()
           [](S &s, Call &c) { return s.settings(c.request.body); } },
         { "GET", "/_emulator/requests", Route::Control,
           [](S &s, Call &c) {
+              QJsonArray requests;
               const int since = c.request.query.value(QStringLiteral("since")).toInt();
-              return HttpResponse::json(200,
-                                        { { QStringLiteral("requests"), s.m_log.toJson(since) },
-                                          { QStringLiteral("next"), s.m_log.next() } });
+              for (qsizetype at = qMax(0, since - s.m_logStart); at < s.m_log.size(); ++at) {
+                  QJsonObject request = s.m_log.at(at).request;
+                  if (const std::optional<QByteArray> &body = s.m_log.at(at).body) {
+                      request.insert(QStringLiteral("body"), QString::fromLatin1(body->toBase64()));
+                      request.insert(QStringLiteral("bodyMd5"),
+                                     QString::fromLatin1(QCryptographicHash::hash(
+                                                                 *body, QCryptographicHash::Md5)
+                                                                 .toHex()));
+                  }
+                  requests.append(request);
+              }
+              return HttpResponse::json(
+                      200,
+                      { { QStringLiteral("requests"), requests },
+                        { QStringLiteral("next"), s.m_logStart + int(s.m_log.size()) } });
           } },
         { "DELETE", "/_emulator/requests", Route::Control,
-          [](S &s, Call &) { return s.m_log.clear(), done(); } },
+          [](S &s, Call &) { return s.clearLog(), done(); } },
         { "GET", "/_emulator/requests/{id}/body", Route::Control,
           [](S &s, Call &c) {
-              const std::optional<QByteArray> body = s.m_log.body(c.id.toInt());
+              const qsizetype at = c.id.toInt() - s.m_logStart;
+              const std::optional<QByteArray> body =
+                      at >= 0 && at < s.m_log.size() ? s.m_log.at(at).body : std::nullopt;
               return body
                       ? bytes(*body)
                       : refused(404, QStringLiteral("no such request, or its body was not kept"));
@@ -149,7 +181,7 @@ const QList<Route> &EmulatorServer::routes()
           [](S &s, Call &) {
               s.m_store.clear();
               s.m_oauth.clear();
-              s.m_log.clear();
+              s.clearLog();
               s.m_faults.clear();
               return done();
           } },
@@ -163,7 +195,6 @@ EmulatorServer::EmulatorServer(const Options &options, QObject *parent)
       m_store(m_journal),
       m_oauth(m_journal, options.oauth),
       m_drive(m_store, m_oauth),
-      m_log(options.logBodies),
       m_faults(options.faults)
 {
     if (options.seed) {
@@ -241,11 +272,13 @@ void EmulatorServer::serve(HttpConnection *connection)
                 ? route->handle(*this, call)
                 : refused(403, QStringLiteral("control is for loopback clients"));
     } else {
-        const int logIndex = m_log.append(request);
+        const bool kept = request.body.size() <= m_options.logBodies;
+        m_log.append({ logged(request, m_logStart + int(m_log.size())),
+                       kept ? std::optional(request.body) : std::nullopt });
         const std::optional<FaultRule> fault = FaultRule::take(m_faults, request, false);
         Call call { request, id, fault ? &*fault : nullptr };
         response = fault ? faulted(*fault, route, call) : answer(route, call);
-        m_log.setStatus(logIndex, response.drop ? 0 : response.status);
+        m_log.last().request.insert(QStringLiteral("status"), response.drop ? 0 : response.status);
     }
 
     if (m_options.log) {
@@ -407,10 +440,16 @@ HttpResponse EmulatorServer::settings(const QByteArray &body)
     OAuthService::Options &oauth = m_oauth.options();
     oauth.tokenTtl = settings.value(QStringLiteral("tokenTtl")).toInt(oauth.tokenTtl);
     oauth.autoApprove = settings.value(QStringLiteral("autoApprove")).toBool(oauth.autoApprove);
-    m_log.setBodyLimit(qint64(
-            settings.value(QStringLiteral("logBodies")).toDouble(double(m_log.bodyLimit()))));
+    m_options.logBodies = qint64(
+            settings.value(QStringLiteral("logBodies")).toDouble(double(m_options.logBodies)));
     return HttpResponse::json(200,
                               { { QStringLiteral("tokenTtl"), oauth.tokenTtl },
                                 { QStringLiteral("autoApprove"), oauth.autoApprove },
-                                { QStringLiteral("logBodies"), double(m_log.bodyLimit()) } });
+                                { QStringLiteral("logBodies"), double(m_options.logBodies) } });
+}
+
+void EmulatorServer::clearLog()
+{
+    m_logStart += int(m_log.size());
+    m_log.clear();
 }

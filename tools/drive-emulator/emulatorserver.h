@@ -10,7 +10,6 @@
 #include "drivestore.h"
 #include "faultrule.h"
 #include "oauthservice.h"
-#include "requestlog.h"
 
 #include <QHostAddress>
 #include <QTcpServer>
@@ -92,13 +91,22 @@ private:
     QJsonObject described(const DriveEntry &entry) const;
     HttpResponse addFaults(const QByteArray &body);
     HttpResponse settings(const QByteArray &body);
+    void clearLog();
 
     Options m_options;
     DriveJournal m_journal;
     DriveStore m_store;
     OAuthService m_oauth;
     DriveService m_drive;
-    RequestLog m_log;
+    // The requests received, as the control endpoint shows them, with their bodies up to
+    // logBodies bytes; the first is number m_logStart.
+    struct Logged
+    {
+        QJsonObject request;
+        std::optional<QByteArray> body;
+    };
+    QList<Logged> m_log;
+    int m_logStart = 0;
     QList<FaultRule> m_faults; // waiting
 };
 

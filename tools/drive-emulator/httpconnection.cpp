@@ -166,7 +166,8 @@ void HttpConnection::writeResponse(const HttpResponse &response)
         return;
     }
 
-    const bool keepAlive = m_parser.keepAlive() && !response.closeAfter && response.truncateAt < 0;
+    const bool keepAlive =
+            m_parser.keepAlive() && m_parser.failureStatus() == 0 && response.truncateAt < 0;
     const bool noBody = response.status == 204 || response.status == 304;
     QByteArray head = "HTTP/1.1 " + QByteArray::number(response.status) + ' '
             + HttpResponse::reasonPhrase(response.status) + "\r\n";
@@ -221,9 +222,7 @@ void HttpConnection::sendOutgoing()
 void HttpConnection::reject(int status, const QByteArray &message)
 {
     m_state = State::Handling;
-    HttpResponse response = HttpResponse::make(status, "text/plain; charset=utf-8", message + '\n');
-    response.closeAfter = true;
-    writeResponse(response);
+    writeResponse(HttpResponse::make(status, "text/plain; charset=utf-8", message + '\n'));
 }
 
 void HttpConnection::closeConnection(bool graceful)

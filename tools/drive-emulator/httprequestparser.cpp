@@ -19,16 +19,13 @@ HttpRequestParser::Progress HttpRequestParser::parse()
         return parseHead();
     case State::Body:
         return readBody();
-    case State::ChunkSize:
-    case State::ChunkData:
-    case State::ChunkTrailer:
-        return readChunked();
     case State::Complete:
         return Complete;
     case State::Failed:
         return Failed;
+    default:
+        return readChunked();
     }
-    return NeedMore;
 }
 
 HttpRequestParser::Progress HttpRequestParser::fail(int status, const QByteArray &reason)
@@ -85,26 +82,16 @@ HttpRequestParser::Progress HttpRequestParser::startBody()
 {
     m_bodyReceived = 0;
     const bool chunked = m_request.header("Transfer-Encoding").toLower().contains("chunked");
-    qint64 length = 0;
-    if (!chunked && !m_request.header("Content-Length").isNull()) {
-        bool ok = false;
-        length = m_request.header("Content-Length").toLongLong(&ok);
-        if (!ok || length < 0)
-            return fail(400, "bad Content-Length");
-    }
+    const QByteArray declared = m_request.header("Content-Length");
+    bool ok = true;
+    const qint64 length = chunked || declared.isNull() ? 0 : declared.toLongLong(&ok);
+    if (!ok || length < 0)
+        return fail(400, "bad Content-Length");
     if (length > m_maxBody)
         return fail(413, "request body too large");
-    if (chunked) {
-        m_state = State::ChunkSize;
-        return HeadRead;
-    }
-    if (length == 0) {
-        m_state = State::Complete;
-        return Complete;
-    }
     m_request.body.resize(length);
-    m_state = State::Body;
-    return HeadRead;
+    m_state = chunked ? State::ChunkSize : length > 0 ? State::Body : State::Complete;
+    return m_state == State::Complete ? Complete : HeadRead;
 }
 
 bool HttpRequestParser::expectsContinue() const

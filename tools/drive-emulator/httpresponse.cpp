@@ -36,8 +36,7 @@ HttpResponse HttpResponse::json(int status, const QJsonObject &object)
 
 QByteArray HttpResponse::reasonPhrase(int status)
 {
-    static const QHash<int, QByteArray> phrases { { 100, "Continue" },
-                                                  { 200, "OK" },
+    static const QHash<int, QByteArray> phrases { { 200, "OK" },
                                                   { 204, "No Content" },
                                                   { 206, "Partial Content" },
                                                   { 302, "Found" },

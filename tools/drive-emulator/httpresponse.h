@@ -20,7 +20,6 @@ struct HttpResponse
     // Send the full Content-Length but only this many body bytes, then close (-1: all of them).
     qint64 truncateAt = -1;
     bool drop = false; // close the connection without answering
-    bool closeAfter = false; // close the connection once answered
     bool chunked = false; // send the body chunked, without a Content-Length
 
     void setHeader(const QByteArray &name, const QByteArray &value);
