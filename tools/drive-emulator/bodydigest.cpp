@@ -101,10 +101,9 @@ QString BodyDigest::result(const QByteArray &part)
 {
     stop();
     const qsizetype end = m_start + part.size();
-    if (m_done || m_start < 0 || part.constData() != m_body + m_start || end < m_hashed
-        || end > m_received)
+    if (m_start < 0 || part.constData() != m_body + m_start || end < m_hashed || end > m_received)
         return QString();
-    m_done = true;
+    m_start = -1; // taken
     EVP_DigestUpdate(m_hash, m_body + m_hashed, size_t(end - m_hashed));
     unsigned char digest[EVP_MAX_MD_SIZE];
     unsigned int size = 0;

@@ -56,7 +56,6 @@ private:
     qsizetype m_start = -1;
     qsizetype m_hashed = 0;
     bool m_stopping = false;
-    bool m_done = false;
     std::thread m_thread;
 };
 

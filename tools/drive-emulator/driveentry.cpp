@@ -46,14 +46,12 @@ QJsonObject DriveEntry::resource() const
         { QStringLiteral("spaces"), QJsonArray { space } },
         { QStringLiteral("version"), QString::number(version) },
     };
-    if (hasContent()) {
-        object.insert(QStringLiteral("size"), QString::number(size()));
-        object.insert(QStringLiteral("quotaBytesUsed"), QString::number(size()));
-        if (!md5Checksum.isEmpty())
-            object.insert(QStringLiteral("md5Checksum"), md5Checksum);
-    } else {
-        object.insert(QStringLiteral("quotaBytesUsed"), QStringLiteral("0"));
-    }
+    const QString size = QString::number(reportedSize >= 0 ? reportedSize : content.size());
+    object.insert(QStringLiteral("quotaBytesUsed"), hasContent() ? size : QStringLiteral("0"));
+    if (hasContent())
+        object.insert(QStringLiteral("size"), size);
+    if (hasContent() && !md5Checksum.isEmpty())
+        object.insert(QStringLiteral("md5Checksum"), md5Checksum);
     return object;
 }
 

@@ -44,7 +44,6 @@ struct DriveEntry
     {
         return !mimeType.startsWith(QLatin1String("application/vnd.google-apps."));
     }
-    qint64 size() const { return reportedSize >= 0 ? reportedSize : content.size(); }
 
     // Sets the content with its checksum, computed here unless the caller knows it.
     void setContent(const QByteArray &data, const QString &md5 = QString());

@@ -38,52 +38,45 @@ bool containsWordPrefix(const QString &name, const QString &value)
 class Parser
 {
 public:
-    explicit Parser(const QString &text) : m_text(text) { advance(); }
+    // The tokens: quoted strings (backslash escapes), parentheses, operators and words.
+    explicit Parser(const QString &text)
+    {
+        static const QRegularExpression token(
+                QStringLiteral("\\G\\s*(?:'((?:\\\\.|[^'\\\\])*)'|\"((?:\\\\.|[^\"\\\\])*)\""
+                               "|(\\()|(\\))|([=<>]=?|!=)|([\\w.]+)|(\\S))"));
+        // The kind of token that each group of the expression captures.
+        static const Token::Kind Kinds[] = { Token::Bad,  Token::String, Token::String,
+                                             Token::Open, Token::Close,  Token::Operator,
+                                             Token::Word, Token::Bad };
+        static const QRegularExpression escape(QStringLiteral("\\\\(.)"));
+        for (auto it = token.globalMatch(text); it.hasNext() && m_tokens.size() <= MaxTokens;) {
+            const QRegularExpressionMatch match = it.next();
+            const int group = match.lastCapturedIndex();
+            QString captured = match.captured(group);
+            m_tokens.append(Token { Kinds[group],
+                                    group <= 2 ? captured.replace(escape, QStringLiteral("\\1"))
+                                               : captured });
+        }
+        if (m_tokens.size() > MaxTokens)
+            m_tokens = { Token { Token::Bad, {} } };
+    }
 
     Predicate parse()
     {
         Predicate query = parseOr();
-        return m_token.kind == Token::End ? query : nullptr;
+        return peek().kind == Token::End ? query : nullptr;
     }
 
 private:
-    // One token: a quoted string (backslash escapes), a parenthesis, an operator or a word.
-    void advance()
-    {
-        static const QRegularExpression token(
-                QStringLiteral("\\G\\s*(?:'((?:\\\\.|[^'\\\\])*)'|\"((?:\\\\.|[^\"\\\\])*)\"|([()])"
-                               "|([=<>]=?|!=)|([\\w.]+)|(\\S))"));
-        const QRegularExpressionMatch match =
-                token.match(m_text, m_pos, QRegularExpression::NormalMatch,
-                            QRegularExpression::DontCheckSubjectStringMatchOption);
-        m_pos = qMax(m_pos, match.capturedEnd());
-        if (++m_count > MaxTokens || match.hasCaptured(6) || !match.hasMatch())
-            m_token = { match.hasMatch() || m_count > MaxTokens ? Token::Bad : Token::End, {} };
-        else if (match.hasCaptured(1) || match.hasCaptured(2))
-            m_token = { Token::String,
-                        match.captured(match.hasCaptured(1) ? 1 : 2)
-                                .replace(QRegularExpression(QStringLiteral("\\\\(.)")),
-                                         QStringLiteral("\\1")) };
-        else if (match.hasCaptured(3))
-            m_token = { match.captured(3) == QLatin1String("(") ? Token::Open : Token::Close, {} };
-        else
-            m_token = { match.hasCaptured(4) ? Token::Operator : Token::Word,
-                        match.captured(match.hasCaptured(4) ? 4 : 5) };
-    }
-
-    Token take()
-    {
-        const Token token = m_token;
-        advance();
-        return token;
-    }
+    Token peek() const { return m_tokens.value(m_next); }
+    Token take() { return m_tokens.value(m_next++); }
 
     bool takeKeyword(const char *keyword)
     {
-        if (m_token.kind != Token::Word
-            || m_token.text.compare(QLatin1String(keyword), Qt::CaseInsensitive) != 0)
+        if (peek().kind != Token::Word
+            || peek().text.compare(QLatin1String(keyword), Qt::CaseInsensitive) != 0)
             return false;
-        advance();
+        ++m_next;
         return true;
     }
 
@@ -121,9 +114,9 @@ private:
                 return nullptr;
             return [inner = std::move(inner)](const DriveEntry &e) { return !inner(e); };
         }
-        if (m_token.kind != Token::Open)
+        if (peek().kind != Token::Open)
             return parseTerm();
-        advance();
+        ++m_next;
         Predicate inner = parseOr();
         return take().kind == Token::Close ? inner : nullptr;
     }
@@ -164,10 +157,8 @@ private:
         return [=](const DriveEntry &e) { return (e.trashed == flag) != negate; };
     }
 
-    const QString &m_text;
-    int m_pos = 0;
-    int m_count = 0;
-    Token m_token;
+    QList<Token> m_tokens;
+    qsizetype m_next = 0;
 };
 } // namespace
 

@@ -66,29 +66,25 @@ std::optional<FaultRule> FaultRule::fromJson(const QJsonObject &object, QString 
             std::find_if(std::begin(ActionNames), std::end(ActionNames),
                          [&action](const char *name) { return action == QLatin1String(name); });
     rule.action = Action(known - std::begin(ActionNames));
-    if (known == std::end(ActionNames)) {
-        *error = QStringLiteral("unknown action %1").arg(action);
+    const auto refused = [error](const QString &why) {
+        *error = why;
         return std::nullopt;
-    }
+    };
+    if (known == std::end(ActionNames))
+        return refused(QStringLiteral("unknown action %1").arg(action));
     if (rule.count == 0 || rule.count < -1 || rule.delayMs < 0
-        || (rule.status != 0 && (rule.status < 100 || rule.status > 599))) {
-        *error = QStringLiteral("bad count, delay or status");
-        return std::nullopt;
-    }
+        || (rule.status != 0 && (rule.status < 100 || rule.status > 599)))
+        return refused(QStringLiteral("bad count, delay or status"));
     if (!rule.reason.isEmpty() && !DriveError::forFault(int(rule.status), rule.reason)
-        && !TokenError::forFault(int(rule.status), rule.reason)) {
-        *error = QStringLiteral("no answer with status %1 has the reason %2")
-                         .arg(rule.status)
-                         .arg(rule.reason);
-        return std::nullopt;
-    }
+        && !TokenError::forFault(int(rule.status), rule.reason))
+        return refused(QStringLiteral("no answer with status %1 has the reason %2")
+                               .arg(rule.status)
+                               .arg(rule.reason));
     // A throttle is taken before the request is served, so it can answer nothing itself.
     if ((rule.action == Throttle) != (rule.bytesPerSecond > 0)
-        || (rule.action == Throttle && (rule.status || rule.delayMs || !rule.body.isEmpty()))) {
-        *error = QStringLiteral("a throttle takes a bytesPerSecond above 0, and no status, delay "
-                                "or body; no other action takes a bytesPerSecond");
-        return std::nullopt;
-    }
+        || (rule.action == Throttle && (rule.status || rule.delayMs || !rule.body.isEmpty())))
+        return refused(QStringLiteral("a throttle takes a bytesPerSecond above 0, and no status, "
+                                      "delay or body; no other action takes a bytesPerSecond"));
     return rule;
 }
 

@@ -62,7 +62,9 @@ void HttpConnection::readIncoming()
             finishRequest();
             return;
         case HttpRequestParser::Failed:
-            reject(m_parser.failureStatus(), m_parser.failureReason());
+            m_state = State::Handling;
+            writeResponse(HttpResponse::make(m_parser.failureStatus(), "text/plain; charset=utf-8",
+                                             m_parser.failureReason() + '\n'));
             return;
         case HttpRequestParser::HeadRead:
             startBody();
@@ -119,7 +121,7 @@ qint64 HttpConnection::readAllowance()
 
 void HttpConnection::startBody()
 {
-    if (m_parser.expectsContinue())
+    if (m_parser.request().header("Expect").compare("100-continue", Qt::CaseInsensitive) == 0)
         m_socket->write("HTTP/1.1 100 Continue\r\n\r\n");
     if (m_parser.bodyRoom() == 0)
         return;
@@ -217,12 +219,6 @@ void HttpConnection::sendOutgoing()
     }
     m_state = State::Reading;
     QTimer::singleShot(0, this, &HttpConnection::readIncoming);
-}
-
-void HttpConnection::reject(int status, const QByteArray &message)
-{
-    m_state = State::Handling;
-    writeResponse(HttpResponse::make(status, "text/plain; charset=utf-8", message + '\n'));
 }
 
 void HttpConnection::closeConnection(bool graceful)

@@ -51,7 +51,6 @@ private:
     qint64 readAllowance();
     void startBody();
     void finishRequest();
-    void reject(int status, const QByteArray &message);
     void writeResponse(const HttpResponse &response);
     void sendOutgoing();
     void closeConnection(bool graceful);

@@ -94,11 +94,6 @@ HttpRequestParser::Progress HttpRequestParser::startBody()
     return m_state == State::Complete ? Complete : HeadRead;
 }
 
-bool HttpRequestParser::expectsContinue() const
-{
-    return m_request.header("Expect").compare("100-continue", Qt::CaseInsensitive) == 0;
-}
-
 HttpRequestParser::Progress HttpRequestParser::readBody()
 {
     const qint64 take = qMin<qint64>(m_pending.size(), bodyRoom());

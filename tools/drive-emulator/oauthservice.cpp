@@ -30,6 +30,36 @@ bool isLoopbackRedirect(const QString &redirect)
             || host == QLatin1String("localhost");
 }
 
+// The service's own pages, in the user's language.
+const char ErrorPage[] = "<!DOCTYPE html>\n<html lang=\"fr\"><head><meta charset=\"utf-8\">"
+                         "<title>Erreur d'autorisation</title></head>\n<body>\n"
+                         "<h1>Erreur %1 : %2</h1>\n<p id=\"description\">%3</p>\n</body></html>\n";
+const char ConsentPage[] =
+        "<!DOCTYPE html>\n<html lang=\"fr\"><head><meta charset=\"utf-8\">"
+        "<title>Autoriser l'accès</title>\n"
+        "<style>body{font-family:sans-serif;max-width:34em;margin:3em auto;color:#222}"
+        "h1{font-size:1.4em}.client{font-family:monospace}"
+        "button{font-size:1em;padding:.5em 1.5em;margin-right:1em;cursor:pointer}"
+        "#allow{background:#1a73e8;color:#fff;border:none;border-radius:4px}"
+        "#deny{background:#fff;border:1px solid #888;border-radius:4px}</style>\n</head>\n<body>\n"
+        "<h1>Émulateur Drive : demande d'accès</h1>\n"
+        "<p>L'application <span class=\"client\">%1</span> demande l'accès suivant :</p>\n"
+        "<ul id=\"scopes\">%2</ul>\n"
+        "<p>La réponse sera envoyée à <span class=\"client\">%3</span>.</p>\n"
+        "<form method=\"post\" action=\"/o/oauth2/v2/consent\">\n"
+        "<input type=\"hidden\" name=\"consent\" value=\"%4\">\n"
+        "<button type=\"submit\" id=\"allow\" name=\"decision\" "
+        "value=\"allow\">Autoriser</button>\n"
+        "<button type=\"submit\" id=\"deny\" name=\"decision\" value=\"deny\">Refuser</button>\n"
+        "</form>\n</body></html>\n";
+
+HttpResponse errorPage(int status, const QString &error, const QString &description)
+{
+    const QString page = QString::fromUtf8(ErrorPage).arg(status).arg(error.toHtmlEscaped(),
+                                                                      description.toHtmlEscaped());
+    return HttpResponse::make(status, "text/html; charset=utf-8", page.toUtf8());
+}
+
 QString pkceChallenge(const QString &verifier, const QString &method)
 {
     if (method == QLatin1String("S256"))
@@ -209,48 +239,14 @@ HttpResponse OAuthService::refresh(const QHash<QString, QString> &parameters)
     return HttpResponse::json(200, grant(issued.clientId, issued.scope));
 }
 
-// The service's own pages, in the user's language.
-HttpResponse OAuthService::errorPage(int status, const QString &error, const QString &description)
-{
-    const QString page =
-            QStringLiteral(
-                    "<!DOCTYPE html>\n<html lang=\"fr\"><head><meta charset=\"utf-8\">"
-                    "<title>Erreur d'autorisation</title></head>\n<body>\n"
-                    "<h1>Erreur %1 : %2</h1>\n<p id=\"description\">%3</p>\n</body></html>\n")
-                    .arg(status)
-                    .arg(error.toHtmlEscaped(), description.toHtmlEscaped());
-    return HttpResponse::make(status, "text/html; charset=utf-8", page.toUtf8());
-}
-
 HttpResponse OAuthService::consentPage(const QString &consentId, const Consent &consent)
 {
     QString scopes;
     for (const QString &scope : consent.scope.split(QLatin1Char(' ')))
         scopes += QStringLiteral("<li>%1</li>").arg(scope.toHtmlEscaped());
-    const QString page =
-            QStringLiteral(
-                    "<!DOCTYPE html>\n<html lang=\"fr\"><head><meta charset=\"utf-8\">"
-                    "<title>Autoriser l'accès</title>\n"
-                    "<style>body{font-family:sans-serif;max-width:34em;margin:3em auto;color:#222}"
-                    "h1{font-size:1.4em}.client{font-family:monospace}"
-                    "button{font-size:1em;padding:.5em 1.5em;margin-right:1em;cursor:pointer}"
-                    "#allow{background:#1a73e8;color:#fff;border:none;border-radius:4px}"
-                    "#deny{background:#fff;border:1px solid #888;border-radius:4px}</style>\n"
-                    "</head>\n<body>\n"
-                    "<h1>Émulateur Drive : demande d'accès</h1>\n"
-                    "<p>L'application <span class=\"client\">%1</span> demande l'accès suivant "
-                    ":</p>\n"
-                    "<ul id=\"scopes\">%2</ul>\n"
-                    "<p>La réponse sera envoyée à <span class=\"client\">%3</span>.</p>\n"
-                    "<form method=\"post\" action=\"/o/oauth2/v2/consent\">\n"
-                    "<input type=\"hidden\" name=\"consent\" value=\"%4\">\n"
-                    "<button type=\"submit\" id=\"allow\" name=\"decision\" "
-                    "value=\"allow\">Autoriser</button>\n"
-                    "<button type=\"submit\" id=\"deny\" name=\"decision\" "
-                    "value=\"deny\">Refuser</button>\n"
-                    "</form>\n</body></html>\n")
-                    .arg(consent.clientId.toHtmlEscaped(), scopes,
-                         consent.redirectUri.toHtmlEscaped(), consentId);
+    const QString page = QString::fromUtf8(ConsentPage)
+                                 .arg(consent.clientId.toHtmlEscaped(), scopes,
+                                      consent.redirectUri.toHtmlEscaped(), consentId);
     return HttpResponse::make(200, "text/html; charset=utf-8", page.toUtf8());
 }
 

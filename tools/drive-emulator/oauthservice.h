@@ -78,7 +78,6 @@ private:
     HttpResponse approve(Consent consent);
     static HttpResponse redirectWith(const QString &redirectUri,
                                      const QList<QPair<QString, QString>> &items);
-    static HttpResponse errorPage(int status, const QString &error, const QString &description);
     static HttpResponse consentPage(const QString &consentId, const Consent &consent);
     // A new access token, as the token endpoint answers.
     QJsonObject grant(const QString &clientId, const QString &scope);
