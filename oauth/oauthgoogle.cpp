@@ -69,7 +69,7 @@ OAuthGoogle::OAuthGoogle(const QString &name, QObject *parent)
 
     connect(this, &QAbstractOAuth::statusChanged,
             [this](QAbstractOAuth::Status status) { onStatusChanged(status); });
-    setModifyParametersFunction(&modifyParameters);
+    FlowCompat::setModifyParametersFunction(this, &modifyParameters);
     connect(this, &QAbstractOAuth::authorizeWithBrowser, &QDesktopServices::openUrl);
 
     setClientIdentifier(GoogleEndpoints::clientId());

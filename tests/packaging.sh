@@ -57,8 +57,9 @@ dpkg-deb -c "$dev" | grep -E 'bin/|plugins/' && fail "$dev holds programs or the
 # Used from the package's own files, unpacked into a root of their own.
 root="$scratch/root"
 dpkg-deb -x "$deb" "$root"
-env -u GDAPP_PLUGIN_PATH "$root/usr/bin/gdapp" --help | grep -q 'open-dialog' \
-    || fail "the packaged gdapp does not answer --help"
+# Read whole first: grep -q would close the pipe before gdapp has written its longer help.
+help=$(env -u GDAPP_PLUGIN_PATH "$root/usr/bin/gdapp" --help) \
+    && grep -q 'open-dialog' <<<"$help" || fail "the packaged gdapp does not answer --help"
 for page in gdapp gdapp-notepad drive-emulator; do
     MANWIDTH=80 man --warnings -l "$root/usr/share/man/man1/$page.1.gz" 2>"$scratch/man.err" \
         | grep -q 'EXIT STATUS' || fail "man -l $page.1.gz: $(cat "$scratch/man.err")"

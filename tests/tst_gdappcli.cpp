@@ -14,7 +14,13 @@
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTemporaryDir>
+#include <QLocalServer>
 #include <QtTest>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
 
 namespace {
 using Run = GdappRunner::Run;
@@ -22,6 +28,13 @@ using Run = GdappRunner::Run;
 QByteArray md5(const QByteArray &data)
 {
     return QCryptographicHash::hash(data, QCryptographicHash::Md5).toHex();
+}
+
+// The type of what is at path, as lstat(2) tells it.
+mode_t fileType(const QString &path)
+{
+    struct stat status;
+    return ::lstat(QFile::encodeName(path).constData(), &status) == 0 ? status.st_mode & S_IFMT : 0;
 }
 
 // One command of a session: what the user types, and the exit status and words that follow.
@@ -61,7 +74,8 @@ private slots:
     void chooserNeedsADisplay();
     void refusedBeforeAnyChange_data();
     void refusedBeforeAnyChange();
-    void serviceTextIsShownAsItIs();
+    void serviceErrorsNameTheHttpStatus_data();
+    void serviceErrorsNameTheHttpStatus();
     void settingsAreForTheOwnerOnly();
     void loopbackPortTaken_data();
     void loopbackPortTaken();
@@ -70,6 +84,20 @@ private slots:
     void listenerAnswersOnLoopbackOnly();
     void pluginTextsInTheUsersLanguage_data();
     void pluginTextsInTheUsersLanguage();
+
+    void urlsAsTypedAndAsPrinted_data();
+    void urlsAsTypedAndAsPrinted();
+    void getIntoWhatIsNotARegularFile_data();
+    void getIntoWhatIsNotARegularFile();
+    void standardOutputThatTakesNothing_data();
+    void standardOutputThatTakesNothing();
+    void fullDiskKeepsTheOldFile();
+    void failingBrowserCommandIsTold_data();
+    void failingBrowserCommandIsTold();
+    void settingsPathThatIsNotAFile_data();
+    void settingsPathThatIsNotAFile();
+    void bashCompletion_data();
+    void bashCompletion();
 
 private:
     Run gdapp(const QString &line, const QByteArray &input = QByteArray(),
@@ -150,28 +178,55 @@ QStringList TestGdappCli::remotePaths()
     return paths;
 }
 
+// Each command's help shows its usage and lists what it takes, not the command itself.
 void TestGdappCli::helpForEveryCommand_data()
 {
     QTest::addColumn<QString>("command");
-    QTest::addColumn<QString>("synopsis");
-    for (const char *command :
-         { "ls [URL]", "stat URL", "get URL [FILE|-]", "put FILE|- URL", "cp URL URL", "mv URL URL",
-           "rm [-r] URL", "mkdir [-p] URL", "open-dialog", "save-dialog", "login", "logout" }) {
-        const QString synopsis = QString::fromLatin1(command);
-        QTest::newRow(command) << synopsis.section(QLatin1Char(' '), 0, 0) << synopsis;
-    }
+    QTest::addColumn<QString>("usage");
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("overview"); // its line in gdapp --help
+
+    const auto row = [](const char *usage, const QStringList &arguments, const char *overview) {
+        const QString command = QString::fromLatin1(usage).section(QLatin1Char(' '), 0, 0);
+        QTest::newRow(usage) << command << QString::fromLatin1(usage) << arguments
+                             << QString::fromLatin1(overview);
+    };
+    row("ls [URL]", { "URL" }, "ls [URL]");
+    row("stat URL", { "URL" }, "stat URL");
+    row("get URL [FILE|-]", { "URL", "FILE" }, "get URL [FILE|-]");
+    row("put FILE|- URL", { "FILE", "URL" }, "put FILE|- URL");
+    row("cp URL URL", { "SOURCE", "DESTINATION" }, "cp URL URL");
+    row("mv URL URL", { "SOURCE", "DESTINATION" }, "mv URL URL");
+    row("rm URL", { "URL" }, "rm [-r] URL");
+    row("mkdir URL", { "URL" }, "mkdir [-p] URL");
+    row("open-dialog [--filter F] [--caption T]", {}, "open-dialog [--filter F] [--caption T]");
+    row("save-dialog [--filter F] [--caption T]", {}, "save-dialog [--filter F] [--caption T]");
+    row("login", {}, "login");
+    row("logout", {}, "logout");
 }
 
 void TestGdappCli::helpForEveryCommand()
 {
     QFETCH(QString, command);
-    QFETCH(QString, synopsis);
+    QFETCH(QString, usage);
+    QFETCH(QStringList, arguments);
+    QFETCH(QString, overview);
     const Run run = gdapp(command + QStringLiteral(" --help"));
     QCOMPARE(run.exitCode, 0);
-    QVERIFY2(run.out.contains("Usage:") && run.out.contains(synopsis.toUtf8())
-                     && run.out.contains("--plugin"),
+    const QString out = QString::fromUtf8(run.out);
+    QVERIFY2(out.contains(QStringLiteral("[options] ") + usage + QLatin1Char('\n'))
+                     && out.contains(QLatin1String("--plugin")),
              run.out.constData());
-    QVERIFY(gdapp(QStringLiteral("--help")).out.contains(synopsis.toUtf8()));
+    // Each argument's name begins a line; its description may go on over more.
+    QStringList listed;
+    const QRegularExpression name(QStringLiteral("^  (\\S+)"));
+    for (const QString &line : out.section(QStringLiteral("Arguments:\n"), 1).split('\n')) {
+        if (const QRegularExpressionMatch match = name.match(line); match.hasMatch())
+            listed.append(match.captured(1));
+    }
+    if (!arguments.isEmpty())
+        QCOMPARE(listed, arguments);
+    QVERIFY(gdapp(QStringLiteral("--help")).out.contains(overview.toUtf8()));
 }
 
 void TestGdappCli::usageErrors_data()
@@ -189,6 +244,17 @@ void TestGdappCli::usageErrors_data()
     QTest::newRow("mv across folders") << "mv gdapp:/a.txt gdapp:/b/a.txt";
     QTest::newRow("cp across folders") << "cp gdapp:/a.txt gdapp:/b/a.txt";
     QTest::newRow("rm of the top folder") << "rm -r gdapp:/";
+    // Read as 0, it would wait for ever.
+    QTest::newRow("a time-out that is no number") << "ls --timeout soon";
+    QTest::newRow("a negative time-out") << "ls --timeout -5";
+    QTest::newRow("--proxy with --no-proxy") << "ls --proxy http://proxy.example:3128 --no-proxy";
+    QTest::newRow("a proxy gdapp cannot use") << "ls --proxy https://proxy.example:3128";
+    // "mv a b/" keeps the name in b, here the source's own folder: onto itself.
+    QTest::newRow("mv into its own folder") << "mv gdapp:/T/b.txt gdapp:/T/";
+    QTest::newRow("cp into another folder") << "cp gdapp:/T/b.txt gdapp:/U/";
+    QTest::newRow("a query in the URL") << "rm gdapp:/a?b.txt";
+    QTest::newRow("a fragment in the URL") << "rm gdapp:/a#b.txt";
+    QTest::newRow("a path without its slash") << "rm gdapp:a.txt";
 }
 
 void TestGdappCli::usageErrors()
@@ -292,7 +358,7 @@ void TestGdappCli::notFound()
     QFETCH(QString, line);
     const Run run = gdapp(line, "x");
     QCOMPARE(run.exitCode, 3);
-    QVERIFY2(run.err.contains("no such file or folder [error 403]"), run.err.constData());
+    QVERIFY2(run.err.contains("no such file or folder (plug-in error 403)"), run.err.constData());
 }
 
 void TestGdappCli::failedGetLeavesNoFile_data()
@@ -331,7 +397,7 @@ void TestGdappCli::failedGetLeavesNoFile()
         if (!fault.isEmpty() && (before.isEmpty() || fault.value(QStringLiteral("count")) != -1))
             m_emulator.addFault(fault);
         const Run run = gdapp(QStringLiteral("get gdapp:/f.bin failed.bin"));
-        QVERIFY2(exitCodes.contains(run.exitCode) && run.err.contains("[error "),
+        QVERIFY2(exitCodes.contains(run.exitCode) && run.err.contains("plug-in error "),
                  run.err.constData());
         QCOMPARE(QDir(m_work.path())
                          .entryList({ QStringLiteral("*failed.bin*") }, QDir::Files | QDir::Hidden),
@@ -447,6 +513,37 @@ void TestGdappCli::refusedBeforeAnyChange_data()
             << "put in.txt gdapp:/Reports/" << QByteArray("is a folder");
     QTest::newRow("local file of 2 GiB") << "put huge.bin gdapp:/huge.bin" << QByteArray("2 GiB");
     QTest::newRow("remote file of 2 GiB") << "get gdapp:/reported-huge.bin" << QByteArray("2 GiB");
+    // "cp a b/" keeps the source's name in b, where it exists: the source itself.
+    QTest::newRow("cp into the source's folder")
+            << "cp gdapp:/Reports/r.txt gdapp:/Reports/"
+            << QByteArray("gdapp:/Reports/r.txt exists already");
+    QTest::newRow("cp of a folder") << "cp gdapp:/Reports gdapp:/Reports2"
+                                    << QByteArray("gdapp:/Reports is a folder: the service "
+                                                  "copies files only");
+    // The service matches names whatever their case: the plug-in would remove the source.
+    QTest::newRow("mv to another case of the name")
+            << "mv gdapp:/a.txt gdapp:/A.txt" << QByteArray("gdapp:/a.txt itself");
+    // A trailing slash names a folder, as in a Unix path.
+    QTest::newRow("rm of a file as a folder")
+            << "rm gdapp:/a.txt/" << QByteArray("gdapp:/a.txt/ is not a folder");
+    // Names that the plug-in's lookup could not find again; "a b.txt" is what "a+b.txt"
+    // would find.
+    QTest::newRow("+ in a name") << "put in.txt gdapp:/a+b.txt"
+                                 << QByteArray(R"(send "+" as a space)");
+    QTest::newRow("+ in a name to remove")
+            << "rm gdapp:/a+b.txt" << QByteArray(R"(send "+" as a space)");
+    QTest::newRow("+ in a local name")
+            << "put a+b.txt gdapp:/Reports/" << QByteArray(R"(refused name "a+b.txt")");
+    QTest::newRow("' in a name") << "put in.txt gdapp:/it's.txt"
+                                 << QByteArray(R"(take "'" for the end of the name)");
+    QTest::newRow("backslash in a name")
+            << R"(put in.txt gdapp:/back\slash.txt)" << QByteArray(R"(an escape of the next)");
+    QTest::newRow("an escape in a name")
+            << "put in.txt gdapp:/50%2520.txt" << QByteArray(R"(send "%20" as the character)");
+    QTest::newRow("an empty name")
+            << "put in.txt gdapp:/Reports//x.txt" << QByteArray("a name cannot be empty");
+    QTest::newRow("a slash in a name")
+            << "mkdir gdapp:/a%2Fb" << QByteArray(R"("/" cannot be part of a name)");
 }
 
 void TestGdappCli::refusedBeforeAnyChange()
@@ -455,10 +552,13 @@ void TestGdappCli::refusedBeforeAnyChange()
     QFETCH(QByteArray, saying);
 
     m_emulator.seedFile(QStringLiteral("/a.txt"), "a");
+    m_emulator.seedFile(QStringLiteral("/a b.txt"), "a b");
+    m_emulator.seedFile(QStringLiteral("/Reports/r.txt"), "r");
     m_emulator.seedFolder(QStringLiteral("/Reports/in.txt"));
     m_emulator.seedFile(QStringLiteral("/reported-huge.bin"), "small",
                         { { QStringLiteral("size"), 2147483648.0 } });
     writeLocal(QStringLiteral("in.txt"), "local");
+    writeLocal(QStringLiteral("a+b.txt"), "local");
     QFile huge(local(QStringLiteral("huge.bin")));
     QVERIFY(huge.open(QIODevice::WriteOnly));
     QVERIFY(huge.resize(qint64(2) * 1024 * 1024 * 1024)); // sparse: nothing is written
@@ -480,14 +580,41 @@ void TestGdappCli::refusedBeforeAnyChange()
     QCOMPARE(m_emulator.files(), before);
 }
 
-// Error texts carry URLs, and URLs carry percent signs.
-void TestGdappCli::serviceTextIsShownAsItIs()
+// The plug-in's code is no HTTP status, whatever it looks like: 401 is its code for a 500, 403
+// its code for a path that did not resolve, whatever the service answered to the lookup.
+void TestGdappCli::serviceErrorsNameTheHttpStatus_data()
 {
-    m_emulator.addFault(json(R"({"path": "/drive/v3/files", "status": 500})"));
-    const Run run = gdapp(QStringLiteral("ls gdapp:/x"));
+    QTest::addColumn<QJsonObject>("fault");
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<QByteArray>("says");
+
+    QTest::newRow("a download refused")
+            << json(R"({"query": "alt=media", "status": 500})") << "get gdapp:/f.txt -"
+            << QByteArray("gdapp: get: gdapp:/f.txt: server replied: Internal Server Error (HTTP "
+                          "500, plug-in error 401)\n");
+    QTest::newRow("a lookup refused")
+            << json(R"({"path": "/drive/v3/files", "status": 500})") << "ls gdapp:/x"
+            << QByteArray("gdapp: ls: gdapp:/x: server replied: Internal Server Error (HTTP 500, "
+                          "plug-in error 403)\n");
+    QTest::newRow("a lookup found malformed")
+            << json(R"({"path": "/drive/v3/files", "status": 400})") << "stat gdapp:/x"
+            << QByteArray("server replied: Bad Request (HTTP 400, plug-in error 403)\n");
+    QTest::newRow("an upload refused")
+            << json(R"({"path": "/upload/drive/v3/files", "status": 503})")
+            << "put - gdapp:/new.txt"
+            << QByteArray("server replied: Service Unavailable (HTTP 503, plug-in error 403)\n");
+}
+
+void TestGdappCli::serviceErrorsNameTheHttpStatus()
+{
+    QFETCH(QJsonObject, fault);
+    QFETCH(QString, line);
+    QFETCH(QByteArray, says);
+    m_emulator.seedFile(QStringLiteral("/f.txt"), "content");
+    m_emulator.addFault(fault);
+    const Run run = gdapp(line, "piped");
     QCOMPARE(run.exitCode, 5);
-    QVERIFY2(run.err.contains("name%3D'x' and trashed%3Dfalse"), run.err.constData());
-    QVERIFY2(run.err.endsWith("Internal Server Error [error 403]\n"), run.err.constData());
+    QVERIFY2(run.err.endsWith(says), run.err.constData());
 }
 
 // The settings hold the tokens, enciphered against a casual look only.
@@ -606,9 +733,10 @@ void TestGdappCli::pluginTextsInTheUsersLanguage_data()
     QTest::addColumn<QStringList>("variables");
     QTest::addColumn<QString>("says");
 
-    const QString english = QStringLiteral("The data received is corrupt [error 299]");
-    const QString german = QStringLiteral("Die empfangenen Daten sind beschädigt [error 299]");
-    const QString french = QStringLiteral("Les données reçues sont corrompues [error 299]");
+    const QString english = QStringLiteral("The data received is corrupt (plug-in error 299)");
+    const QString german =
+            QStringLiteral("Die empfangenen Daten sind beschädigt (plug-in error 299)");
+    const QString french = QStringLiteral("Les données reçues sont corrompues (plug-in error 299)");
     QTest::newRow("LANG") << QStringList { "LANG=en_US.UTF-8" } << english;
     QTest::newRow("LC_MESSAGES over LANG")
             << QStringList { "LANG=en_GB.UTF-8", "LC_MESSAGES=de_DE.UTF-8" } << german;
@@ -639,6 +767,299 @@ void TestGdappCli::pluginTextsInTheUsersLanguage()
             QByteArray(), environment);
     QCOMPARE(run.exitCode, 6);
     QVERIFY2(QString::fromUtf8(run.err).contains(says), run.err.constData());
+}
+
+// A space is written as it is, and every URL gdapp prints is one it takes back.
+void TestGdappCli::urlsAsTypedAndAsPrinted_data()
+{
+    QTest::addColumn<QString>("path"); // on the service
+    QTest::addColumn<QString>("typed");
+    QTest::addColumn<QString>("printed");
+
+    QTest::newRow("a space") << "/with space.txt"
+                             << "gdapp:/with space.txt"
+                             << "gdapp:/with space.txt";
+    QTest::newRow("a space escaped") << "/with space.txt"
+                                     << "gdapp:/with%20space.txt"
+                                     << "gdapp:/with space.txt";
+    QTest::newRow("a lone %") << "/100%.txt"
+                              << "gdapp:/100%.txt"
+                              << "gdapp:/100%25.txt";
+    QTest::newRow("a ? escaped") << "/what?.txt"
+                                 << "gdapp:/what%3F.txt"
+                                 << "gdapp:/what%3F.txt";
+    QTest::newRow("a # escaped") << "/no#1.txt"
+                                 << "gdapp:/no%231.txt"
+                                 << "gdapp:/no%231.txt";
+    QTest::newRow("not ASCII") << "/Ünïcødé 日本.txt"
+                               << "gdapp:/Ünïcødé 日本.txt"
+                               << "gdapp:/Ünïcødé 日本.txt";
+    QTest::newRow("a folder, with a trailing slash") << "/my docs/a.txt"
+                                                     << "gdapp:/my docs/"
+                                                     << "gdapp:/my docs";
+}
+
+void TestGdappCli::urlsAsTypedAndAsPrinted()
+{
+    QFETCH(QString, path);
+    QFETCH(QString, typed);
+    QFETCH(QString, printed);
+    m_emulator.seedFile(path, "content");
+
+    const Run stat = m_gdapp.run({ QStringLiteral("stat"), typed });
+    QCOMPARE(stat.exitCode, 0);
+    QVERIFY2(QString::fromUtf8(stat.out).startsWith(QStringLiteral("url:      %1\n").arg(printed)),
+             stat.out.constData());
+    // Taken back, the URL printed names the same entry.
+    const Run again = m_gdapp.run({ QStringLiteral("stat"), printed });
+    QCOMPARE(again.exitCode, 0);
+    QCOMPARE(again.out, stat.out);
+}
+
+void TestGdappCli::getIntoWhatIsNotARegularFile_data()
+{
+    QTest::addColumn<int>("type");
+    QTest::addColumn<int>("device"); // the kernel's null or full device, for character devices
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QByteArray>("says");
+
+    QTest::newRow("a character device") << int(S_IFCHR) << 3 << 0 << QByteArray();
+    QTest::newRow("a full device")
+            << int(S_IFCHR) << 7 << 1 << QByteArray("target: No space left on device\n");
+    QTest::newRow("a FIFO") << int(S_IFIFO) << 0 << 0 << QByteArray();
+    QTest::newRow("a socket") << int(S_IFSOCK) << 0 << 1
+                              << QByteArray("target: No such device or address\n");
+}
+
+// Written directly, as cp does: renaming over it would replace the node itself.
+void TestGdappCli::getIntoWhatIsNotARegularFile()
+{
+    QFETCH(int, type);
+    QFETCH(int, device);
+    QFETCH(int, exitCode);
+    QFETCH(QByteArray, says);
+
+    const QByteArray content = QByteArray("remote content\n").repeated(1000);
+    m_emulator.seedFile(QStringLiteral("/x.txt"), content);
+    QTemporaryDir folder(m_work.filePath(QStringLiteral("nodes-XXXXXX")));
+    const QString target = folder.filePath(QStringLiteral("target"));
+    const QByteArray name = QFile::encodeName(target);
+    QLocalServer socket;
+    QProcess reader;
+    if (type == S_IFCHR) {
+        // The machine's own /dev/null is not to be put at risk: a node of its own.
+        if (::mknod(name.constData(), S_IFCHR | 0666, makedev(1, device)) != 0
+            || ::access(name.constData(), W_OK) != 0)
+            QSKIP("no device node can be made and written here (not root, or a nodev mount)");
+    } else if (type == S_IFIFO) {
+        QCOMPARE(::mkfifo(name.constData(), 0666), 0);
+        reader.start(QStringLiteral("cat"), { target });
+    } else {
+        QVERIFY(socket.listen(target));
+    }
+
+    const Run run = gdapp(QStringLiteral("get gdapp:/x.txt ") + target);
+    QCOMPARE(run.exitCode, exitCode);
+    QVERIFY2(run.err.endsWith(says), run.err.constData());
+    QCOMPARE(int(fileType(target)), type);
+    QCOMPARE(QDir(folder.path())
+                     .entryList(QDir::AllEntries | QDir::System | QDir::Hidden
+                                | QDir::NoDotAndDotDot),
+             QStringList(QStringLiteral("target")));
+    if (type == S_IFIFO) {
+        if (!reader.waitForFinished(30000))
+            reader.kill();
+        QCOMPARE(reader.readAllStandardOutput(), content);
+    }
+}
+
+void TestGdappCli::standardOutputThatTakesNothing_data()
+{
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<bool>("closed"); // else the full device
+    QTest::addColumn<QByteArray>("says");
+
+    QTest::newRow("get to a full disk")
+            << "get gdapp:/x.txt -" << false << QByteArray("No space left on device\n");
+    QTest::newRow("get to a closed one")
+            << "get gdapp:/x.txt -" << true << QByteArray("Bad file descriptor\n");
+    QTest::newRow("ls to a full disk") << "ls" << false << QByteArray("No space left on device\n");
+    QTest::newRow("stat to a closed one")
+            << "stat gdapp:/x.txt" << true << QByteArray("Bad file descriptor\n");
+}
+
+void TestGdappCli::standardOutputThatTakesNothing()
+{
+    QFETCH(QString, line);
+    QFETCH(bool, closed);
+    QFETCH(QByteArray, says);
+
+    // Valgrind, tracing gdapp, opens files of its own before gdapp runs: the first takes the
+    // number left free.
+    if (closed && qEnvironmentVariable("LD_PRELOAD").contains(QLatin1String("vgpreload")))
+        QSKIP("under valgrind, which takes the closed descriptor for itself");
+    m_emulator.seedFile(QStringLiteral("/x.txt"), QByteArray(100000, 'x'));
+    const Run run = m_gdapp.runWith(QProcess::splitCommand(line), [closed](QProcess &process) {
+        if (closed)
+            process.setChildProcessModifier([] { ::close(STDOUT_FILENO); });
+        else
+            process.setStandardOutputFile(QStringLiteral("/dev/full"));
+    });
+    QCOMPARE(run.exitCode, 1);
+    QVERIFY2(run.err.endsWith(": standard output: " + says), run.err.constData());
+}
+
+// Written beside the target, the download that does not fit leaves the old file as it was.
+void TestGdappCli::fullDiskKeepsTheOldFile()
+{
+    if (QProcess::execute(QStringLiteral("unshare"),
+                          { QStringLiteral("--mount"), QStringLiteral("mount"),
+                            QStringLiteral("-t"), QStringLiteral("tmpfs"), QStringLiteral("tmpfs"),
+                            m_work.path() })
+        != 0)
+        QSKIP("no small file system can be mounted here (unshare and mount need root)");
+    m_emulator.seedFile(QStringLiteral("/big.bin"), QByteArray(1024 * 1024, 'b'));
+    // In a mount namespace of its own, a file system of 64 KiB holding the old file.
+    const QString session = QStringLiteral(
+            "mount -t tmpfs -o size=64k tmpfs \"$0\" && cd \"$0\" && echo previous >big.bin "
+            "&& \"$@\"; status=$?; ls -A; cat big.bin; exit $status");
+    QProcess process;
+    process.setProcessEnvironment(m_gdapp.environment());
+    process.start(QStringLiteral("unshare"),
+                  { QStringLiteral("--mount"), QStringLiteral("sh"), QStringLiteral("-c"), session,
+                    m_work.path(), m_gdapp.program(), QStringLiteral("--consent"),
+                    QStringLiteral("fetch"), QStringLiteral("get"),
+                    QStringLiteral("gdapp:/big.bin"), QStringLiteral("big.bin") });
+    QVERIFY(process.waitForFinished(120000));
+    const QByteArray said = process.readAllStandardError();
+    QCOMPARE(process.exitCode(), 1);
+    QVERIFY2(said.endsWith("big.bin: No space left on device\n"), said.constData());
+    QCOMPARE(process.readAllStandardOutput(), QByteArray("big.bin\nprevious\n"));
+}
+
+void TestGdappCli::failingBrowserCommandIsTold_data()
+{
+    QTest::addColumn<QString>("browser");
+    QTest::addColumn<QByteArray>("says");
+    QTest::newRow("it fails") << "false"
+                              << QByteArray(R"(The browser command "false" failed)"
+                                            R"( (exit status 1))");
+    QTest::newRow("it is not there")
+            << "/nonexistent/browser"
+            << QByteArray(R"(The browser command "/nonexistent/browser" was not found)");
+}
+
+void TestGdappCli::failingBrowserCommandIsTold()
+{
+    QFETCH(QString, browser);
+    QFETCH(QByteArray, says);
+    QTemporaryDir config;
+    QProcessEnvironment environment = environmentFor(m_emulator);
+    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), config.path());
+    QProcess waiting;
+    waiting.setProcessEnvironment(environment);
+    waiting.start(QStringLiteral(GDAPP_PROGRAM),
+                  { QStringLiteral("--consent"), QStringLiteral("browser"),
+                    QStringLiteral("--browser"), browser, QStringLiteral("login") });
+    QByteArray said;
+    QTRY_VERIFY2_WITH_TIMEOUT((said += waiting.readAllStandardError()).contains(says),
+                              said.constData(), 30000);
+    QVERIFY2(!said.contains("Opening it in the browser") || said.contains("failed"),
+             said.constData());
+    waiting.kill();
+    waiting.waitForFinished();
+}
+
+// Made private, a folder there would never hold the tokens.
+void TestGdappCli::settingsPathThatIsNotAFile_data()
+{
+    QTest::addColumn<QString>("line");
+    QTest::newRow("login") << "login";
+    QTest::newRow("ls") << "ls";
+    QTest::newRow("logout") << "logout";
+}
+
+void TestGdappCli::settingsPathThatIsNotAFile()
+{
+    QFETCH(QString, line);
+    QTemporaryDir config;
+    const QString settings = config.filePath(QStringLiteral("Tarnwick/gdapp.conf"));
+    QVERIFY(QDir().mkpath(settings));
+    const QFile::Permissions before = QFile::permissions(settings);
+    QProcessEnvironment environment = environmentFor(m_emulator);
+    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), config.path());
+    const int mark = m_emulator.nextRequest();
+
+    const Run run = gdapp(line, QByteArray(), environment);
+    QCOMPARE(run.exitCode, 1);
+    QVERIFY2(run.err.endsWith(
+                     QStringLiteral("the settings file %1 is not a file\n").arg(settings).toUtf8()),
+             run.err.constData());
+    QCOMPARE(QFile::permissions(settings), before);
+    QCOMPARE(m_emulator.requests(mark), QJsonArray());
+}
+
+void TestGdappCli::bashCompletion_data()
+{
+    QTest::addColumn<QString>("typed"); // after "gdapp "
+    QTest::addColumn<QStringList>("replies");
+    QTest::addColumn<bool>("noSpace");
+    QTest::addColumn<bool>("authorised");
+
+    // Bash takes the colon for a word break: replies complete what follows it.
+    QTest::newRow("the scheme") << "rm gd" << QStringList { "gdapp:/" } << true << true;
+    QTest::newRow("the top folder")
+            << "rm gdapp:" << QStringList { "/docs/", R"(/with\ space.txt)" } << false << true;
+    QTest::newRow("a folder") << "get gdapp:/d" << QStringList { "/docs/" } << true << true;
+    QTest::newRow("in a folder") << "get gdapp:/docs/" << QStringList { "/docs/report.txt" }
+                                 << false << true;
+    QTest::newRow("a local file to upload")
+            << "put loc" << QStringList { "local.txt", "localdir" } << false << true;
+    QTest::newRow("where a download goes")
+            << "get gdapp:/docs/report.txt loc" << QStringList { "local.txt", "localdir" } << false
+            << true;
+    QTest::newRow("not authorised: no consent asked")
+            << "rm gdapp:/" << QStringList() << false << false;
+}
+
+void TestGdappCli::bashCompletion()
+{
+    QFETCH(QString, typed);
+    QFETCH(QStringList, replies);
+    QFETCH(bool, noSpace);
+    QFETCH(bool, authorised);
+
+    m_emulator.seedFile(QStringLiteral("/docs/report.txt"), "r");
+    m_emulator.seedFile(QStringLiteral("/with space.txt"), "s");
+    writeLocal(QStringLiteral("local.txt"), "l");
+    QVERIFY(QDir(m_work.path()).mkpath(QStringLiteral("localdir")));
+    QCOMPARE(gdapp(QStringLiteral("ls")).exitCode, 0); // authorised
+    QTemporaryDir unauthorised;
+    QProcessEnvironment environment = environmentFor(m_emulator);
+    if (!authorised)
+        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), unauthorised.path());
+    const int mark = m_emulator.nextRequest();
+
+    // compopt works only while bash completes a line: here it tells what it was asked.
+    const QString script = QStringLiteral(
+            "source \"$1\"; compopt() { printf 'compopt %s\\n' \"$*\"; }; COMP_LINE=$2; "
+            "COMP_POINT=${#COMP_LINE}; _gdapp; printf '%s\\n' \"${COMPREPLY[@]}\"");
+    QProcess bash;
+    bash.setProcessEnvironment(environment);
+    bash.setWorkingDirectory(m_work.path());
+    bash.start(QStringLiteral("bash"),
+               { QStringLiteral("-c"), script, QStringLiteral("bash"),
+                 QStringLiteral(GDAPP_COMPLETION), QStringLiteral(GDAPP_PROGRAM " ") + typed });
+    QVERIFY(bash.waitForFinished(60000));
+    QStringList lines = QString::fromUtf8(bash.readAllStandardOutput())
+                                .split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    const QStringList asked = lines.filter(QRegularExpression(QStringLiteral("^compopt ")));
+    for (const QString &line : asked)
+        lines.removeOne(line);
+    lines.sort();
+    QCOMPARE(lines, replies);
+    QCOMPARE(asked.join(QLatin1Char(' ')).contains(QLatin1String("nospace")), noSpace);
+    QCOMPARE(requestsTo(QStringLiteral("/o/oauth2/v2/auth"), mark), 0);
 }
 
 QTEST_GUILESS_MAIN(TestGdappCli)

@@ -2,6 +2,7 @@
 //
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
+#include "blockinghttpclient.h"
 #include "consentbrowser.h"
 #include "emulatorprocess.h"
 #include "loggedrequest.h"
@@ -27,6 +28,13 @@ QString stored(const QString &key)
 QUrlQuery formOf(const LoggedRequest &request)
 {
     return QUrlQuery(QString::fromUtf8(request.body().replace('+', ' ')));
+}
+
+QString challengeOf(const QString &verifier)
+{
+    return QString::fromLatin1(
+            QCryptographicHash::hash(verifier.toLatin1(), QCryptographicHash::Sha256)
+                    .toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals));
 }
 
 QList<LoggedRequest> tokenRequests(const QJsonArray &log)
@@ -76,6 +84,9 @@ private slots:
     void brokenTokenAnswersNeverCrash_data();
     void brokenTokenAnswersNeverCrash();
     void unreachableTokenEndpointKeepsWaiting();
+    void proofKeyWithEveryConsent();
+    void caughtCodeIsWorthless_data();
+    void caughtCodeIsWorthless();
 
 private:
     std::unique_ptr<OAuthGoogle> consent();
@@ -326,6 +337,79 @@ void TestOAuthGoogle::unreachableTokenEndpointKeepsWaiting()
     QVERIFY(watchdog.fired());
     QCOMPARE(stored(QStringLiteral("gdapp/refreshtoken")), QString());
     QCOMPARE(browser.opened().size(), 1);
+}
+
+// Whatever Qt the flow is built with, each consent carries the S256 challenge of a verifier that
+// only the flow holds, fresh every time, and the code goes back with that verifier.
+void TestOAuthGoogle::proofKeyWithEveryConsent()
+{
+    const QRegularExpression verifierSyntax(QStringLiteral("^[A-Za-z0-9._~-]{43,128}$"));
+    ConsentBrowser browser;
+    const int mark = m_emulator.nextRequest();
+    OAuthGoogle flow(QStringLiteral("gdapp"), nullptr);
+    QSettings().clear();
+    flow.grant(); // a second consent of the same flow
+    QVERIFY(flow.isAuthenticated());
+
+    const QList<LoggedRequest> requests = tokenRequests(m_emulator.requests(mark));
+    QCOMPARE(browser.opened().size(), 2);
+    QCOMPARE(requests.size(), 2);
+    QStringList verifiers;
+    for (int consent = 0; consent < 2; ++consent) {
+        const QUrlQuery asked(browser.opened().at(consent));
+        QCOMPARE(asked.queryItemValue(QStringLiteral("code_challenge_method")),
+                 QStringLiteral("S256"));
+        const QString verifier =
+                formOf(requests.at(consent))
+                        .queryItemValue(QStringLiteral("code_verifier"), QUrl::FullyDecoded);
+        QVERIFY2(verifierSyntax.match(verifier).hasMatch(), qPrintable(verifier));
+        QCOMPARE(asked.queryItemValue(QStringLiteral("code_challenge")), challengeOf(verifier));
+        verifiers.append(verifier);
+    }
+    QVERIFY(verifiers.at(0) != verifiers.at(1));
+}
+
+void TestOAuthGoogle::caughtCodeIsWorthless_data()
+{
+    QTest::addColumn<QString>("verifier");
+    QTest::newRow("without a verifier") << QString();
+    QTest::newRow("with a verifier of its own") << QStringLiteral("w").repeated(43);
+}
+
+// Another program that catches a code of the flow's consent (on its way to the loopback
+// listener, say) cannot exchange it; the flow, with its verifier, is granted with another code of
+// the same consent.
+void TestOAuthGoogle::caughtCodeIsWorthless()
+{
+    QFETCH(QString, verifier);
+    ConsentBrowser browser;
+    BlockingHttpClient::Reply stolen;
+    browser.onOpen = [&](const QUrl &consent) {
+        BlockingHttpClient http;
+        const QUrl redirect(QString::fromUtf8(http.get(consent).header("Location")));
+        QUrlQuery form;
+        const auto add = [&form](const QString &key, const QString &value) {
+            form.addQueryItem(key, QString::fromLatin1(QUrl::toPercentEncoding(value)));
+        };
+        add(QStringLiteral("grant_type"), QStringLiteral("authorization_code"));
+        add(QStringLiteral("code"),
+            QUrlQuery(redirect).queryItemValue(QStringLiteral("code"), QUrl::FullyDecoded));
+        add(QStringLiteral("client_id"), QStringLiteral("gdapp-desktop-client"));
+        add(QStringLiteral("client_secret"), QStringLiteral("Xq3bTn8VwLp2KdRe5ZsYh7Ga"));
+        add(QStringLiteral("redirect_uri"),
+            QUrlQuery(consent).queryItemValue(QStringLiteral("redirect_uri"), QUrl::FullyDecoded));
+        if (!verifier.isEmpty())
+            add(QStringLiteral("code_verifier"), verifier);
+        stolen = http.send("POST", m_emulator.url(QStringLiteral("/o/oauth2/token")),
+                           { { "Content-Type", "application/x-www-form-urlencoded" } },
+                           form.query(QUrl::FullyEncoded).toLatin1());
+    };
+    OAuthGoogle flow(QStringLiteral("gdapp"), nullptr);
+
+    QCOMPARE(stolen.status, 400);
+    QCOMPARE(stolen.json().value(QStringLiteral("error")).toString(),
+             QStringLiteral("invalid_grant"));
+    QVERIFY(flow.isAuthenticated());
 }
 
 QTEST_MAIN(TestOAuthGoogle)

@@ -15,6 +15,7 @@
 #include <QLibraryInfo>
 #include <QLocale>
 #include <QMessageBox>
+#include <QNetworkProxy>
 #include <QPluginLoader>
 #include <QTranslator>
 
@@ -38,6 +39,19 @@ QString pluginPath()
     }
 #endif
     return QLibraryInfo::path(QLibraryInfo::PluginsPath) + QStringLiteral("/tarnwick/libgdrive.so");
+}
+
+// The plug-in's requests take the application's proxy. Qt's default is the system's
+// configuration (on Linux, the proxy variables of the environment); a host that lets its user
+// name another, as a real one would in its preferences, sets it before the first request.
+void useProxy()
+{
+    const QUrl proxy(qEnvironmentVariable("GDAPP_NOTEPAD_PROXY"));
+    if (proxy.host().isEmpty())
+        return;
+    QNetworkProxy::setApplicationProxy(QNetworkProxy(QNetworkProxy::HttpProxy, proxy.host(),
+                                                     quint16(proxy.port(3128)), proxy.userName(),
+                                                     proxy.password()));
 }
 
 // The plug-in's texts, in its chooser and errors, in the user's language: the package installs
@@ -78,6 +92,7 @@ int main(int argc, char *argv[])
                                       .arg(error));
         return 1;
     }
+    useProxy();
 
     // Keep the library loaded until the process ends (the loader's default): Qt's type registry
     // points into it.

@@ -15,10 +15,12 @@ GDAPP_BUILD_PACKAGES=(
     qt6-qpa-plugins curl
 )
 
-# What the tests use besides: the TLS front end and its throwaway certificates; the package's
-# dependencies, its checker and its manual pages; the licence checker; the virtual display, real
-# input and screenshots of the window tests, and jq for the emulator's answers there.
-GDAPP_TEST_PACKAGES=(nginx-light openssl dpkg-dev lintian man-db reuse xvfb xdotool imagemagick jq)
+# What the tests use besides: the TLS front end and its throwaway certificates; the HTTP proxy;
+# the package's dependencies, its checker and its manual pages; the licence checker; the virtual
+# display, real input and screenshots of the window tests, and jq for the emulator's answers there;
+# Hypothesis for the model-based test of gdapp.
+GDAPP_TEST_PACKAGES=(nginx-light openssl tinyproxy dpkg-dev lintian man-db reuse xvfb xdotool
+    imagemagick jq python3-hypothesis)
 
 say() { printf '==> %s\n' "$*" >&2; }
 
@@ -46,6 +48,16 @@ build() {
     shift
     cmake -S "$GDAPP_ROOT" -B "$dir" -G Ninja "$@" >/dev/null
     cmake --build "$dir"
+}
+
+# build_quietly DIR LOG TARGET...: configures DIR as the scripts do and builds only the targets
+# named, all the output going to LOG.
+build_quietly() {
+    local dir=$1 log=$2
+    shift 2
+    mkdir -p "$dir"
+    { cmake -S "$GDAPP_ROOT" -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+        && cmake --build "$dir" --target "$@"; } >"$log" 2>&1
 }
 
 # ensure_browser_test: Chromium and the driver library of the browser test. Says so and returns

@@ -4,6 +4,8 @@
 
 #include "gdapprunner.h"
 
+#include <QDir>
+#include <QFile>
 #include <QProcess>
 
 namespace {
@@ -31,13 +33,39 @@ QProcessEnvironment GdappRunner::environmentFor(const QUrl &drive, const QString
     return environment;
 }
 
+QByteArray GdappRunner::storedRefreshToken(const QString &configFolder)
+{
+    QFile settings(QDir(configFolder).filePath(QStringLiteral("Tarnwick/gdapp.conf")));
+    if (!settings.open(QIODevice::ReadOnly))
+        return QByteArray();
+    for (const QByteArray &line : settings.readAll().split('\n')) {
+        if (line.startsWith("refreshtoken="))
+            return line;
+    }
+    return QByteArray();
+}
+
 GdappRunner::Run GdappRunner::run(const QStringList &arguments, const QByteArray &input,
                                   const QProcessEnvironment &environment) const
 {
+    return runWith(
+            arguments,
+            [&environment](QProcess &process) {
+                if (!environment.isEmpty())
+                    process.setProcessEnvironment(environment);
+            },
+            input);
+}
+
+GdappRunner::Run GdappRunner::runWith(const QStringList &arguments,
+                                      const std::function<void(QProcess &)> &setUp,
+                                      const QByteArray &input) const
+{
     QProcess process;
-    process.setProcessEnvironment(environment.isEmpty() ? m_environment : environment);
+    process.setProcessEnvironment(m_environment);
     if (!m_workingDirectory.isEmpty())
         process.setWorkingDirectory(m_workingDirectory);
+    setUp(process);
     process.start(m_program,
                   QStringList { QStringLiteral("--consent"), QStringLiteral("fetch") } + arguments);
     process.write(input);

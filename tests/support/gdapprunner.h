@@ -10,6 +10,10 @@
 #include <QStringList>
 #include <QUrl>
 
+#include <functional>
+
+class QProcess;
+
 // Runs the command-line host as a user does, one command at a time to its end:
 //     GdappRunner gdapp(QStringLiteral(GDAPP_PROGRAM));
 //     gdapp.setEnvironment(GdappRunner::environmentFor(emulator.url(), config.path()));
@@ -34,6 +38,10 @@ public:
     static QProcessEnvironment environmentFor(const QUrl &drive, const QString &configFolder,
                                               const QUrl &oauth = QUrl());
 
+    // The refresh token that gdapp keeps in configFolder, as its settings file holds it:
+    // enciphered, byte for byte ("refreshtoken=..."). Empty when there is none.
+    static QByteArray storedRefreshToken(const QString &configFolder);
+
     void setEnvironment(const QProcessEnvironment &environment) { m_environment = environment; }
     QProcessEnvironment environment() const { return m_environment; }
     void setWorkingDirectory(const QString &folder) { m_workingDirectory = folder; }
@@ -41,6 +49,9 @@ public:
 
     Run run(const QStringList &arguments, const QByteArray &input = QByteArray(),
             const QProcessEnvironment &environment = QProcessEnvironment()) const;
+    // The same, with the process set up further before it starts (its standard streams, say).
+    Run runWith(const QStringList &arguments, const std::function<void(QProcess &)> &setUp,
+                const QByteArray &input = QByteArray()) const;
 
 private:
     QString m_program;

@@ -4,38 +4,11 @@
 
 #include "tlsfrontend.h"
 
-#include <QDeadlineTimer>
 #include <QFile>
-#include <QStandardPaths>
-#include <QTcpServer>
-#include <QTcpSocket>
-#include <QThread>
 
 #include <unistd.h>
 
 namespace {
-const QStringList SystemFolders { QStringLiteral("/usr/sbin"), QStringLiteral("/usr/bin"),
-                                  QStringLiteral("/sbin"), QStringLiteral("/bin") };
-
-QString findProgram(const QString &name)
-{
-    const QString inPath = QStandardPaths::findExecutable(name);
-    return inPath.isEmpty() ? QStandardPaths::findExecutable(name, SystemFolders) : inPath;
-}
-
-quint16 freePort()
-{
-    QTcpServer probe;
-    return probe.listen(QHostAddress::LocalHost, 0) ? probe.serverPort() : 0;
-}
-
-bool accepts(quint16 port)
-{
-    QTcpSocket socket;
-    socket.connectToHost(QHostAddress::LocalHost, port);
-    return socket.waitForConnected(200);
-}
-
 // Proxied as it comes: bodies stream both ways, nothing is buffered to disk or rewritten.
 const char *const Configuration = R"(daemon off;
 master_process on;
@@ -84,7 +57,7 @@ bool TlsFrontEnd::openssl(const QStringList &arguments)
     QProcess process;
     process.setWorkingDirectory(m_folder.path());
     process.setProcessChannelMode(QProcess::MergedChannels);
-    process.start(findProgram(QStringLiteral("openssl")), arguments);
+    process.start(BackgroundProgram::find(QStringLiteral("openssl")), arguments);
     if (!process.waitForFinished(30000) || process.exitStatus() != QProcess::NormalExit
         || process.exitCode() != 0) {
         m_error = QStringLiteral("openssl %1 failed: %2")
@@ -95,7 +68,8 @@ bool TlsFrontEnd::openssl(const QStringList &arguments)
     return true;
 }
 
-// A certificate for 127.0.0.1 in NAME.pem with its key in NAME.key, from a new authority.
+// A certificate for 127.0.0.1 (and the host name, when there is one) in NAME.pem with its key in
+// NAME.key, from a new authority.
 bool TlsFrontEnd::issue(const QString &authority, const QString &name)
 {
     const QStringList key { QStringLiteral("-newkey"), QStringLiteral("ec"),
@@ -104,8 +78,11 @@ bool TlsFrontEnd::issue(const QString &authority, const QString &name)
     QFile extensions(m_folder.filePath(name + QStringLiteral(".ext")));
     if (!extensions.open(QIODevice::WriteOnly))
         return false;
-    extensions.write("subjectAltName = IP:127.0.0.1\nbasicConstraints = CA:FALSE\n"
-                     "keyUsage = digitalSignature\nextendedKeyUsage = serverAuth\n");
+    const QByteArray alsoNamed =
+            m_hostName.isEmpty() ? QByteArray() : ", DNS:" + m_hostName.toLatin1();
+    extensions.write("subjectAltName = IP:127.0.0.1" + alsoNamed
+                     + "\nbasicConstraints = CA:FALSE\n"
+                       "keyUsage = digitalSignature\nextendedKeyUsage = serverAuth\n");
     extensions.close();
     return openssl(QStringList { QStringLiteral("req"), QStringLiteral("-x509") } + key
                    + QStringList { QStringLiteral("-keyout"), authority + QStringLiteral("-ca.key"),
@@ -128,7 +105,7 @@ bool TlsFrontEnd::issue(const QString &authority, const QString &name)
 
 bool TlsFrontEnd::makeCertificates()
 {
-    if (findProgram(QStringLiteral("openssl")).isEmpty()) {
+    if (BackgroundProgram::find(QStringLiteral("openssl")).isEmpty()) {
         m_error = QStringLiteral("openssl is not installed (Debian package openssl)");
         return false;
     }
@@ -138,8 +115,8 @@ bool TlsFrontEnd::makeCertificates()
 
 bool TlsFrontEnd::writeConfiguration(quint16 backendPort)
 {
-    m_port = freePort();
-    m_untrustedPort = freePort();
+    m_port = BackgroundProgram::freePort();
+    m_untrustedPort = BackgroundProgram::freePort();
     // As root, nginx would hand its workers to an account that cannot read this folder.
     const QString user = ::geteuid() == 0 ? QStringLiteral("user root root;") : QString();
     QFile file(m_folder.filePath(QStringLiteral("nginx.conf")));
@@ -154,45 +131,30 @@ bool TlsFrontEnd::writeConfiguration(quint16 backendPort)
     return true;
 }
 
-bool TlsFrontEnd::start(quint16 backendPort)
+bool TlsFrontEnd::start(quint16 backendPort, const QString &hostName)
 {
-    const QString nginx = findProgram(QStringLiteral("nginx"));
+    m_hostName = hostName;
+    const QString nginx = BackgroundProgram::find(QStringLiteral("nginx"));
     if (nginx.isEmpty()) {
         m_error = QStringLiteral("nginx is not installed (Debian package nginx-light)");
         return false;
     }
     if (!m_folder.isValid() || !makeCertificates() || !writeConfiguration(backendPort))
         return false;
-    m_nginx.setProcessChannelMode(QProcess::MergedChannels);
-    m_nginx.start(nginx,
-                  { QStringLiteral("-p"), m_folder.path(), QStringLiteral("-e"),
-                    m_folder.filePath(QStringLiteral("error.log")), QStringLiteral("-c"),
-                    m_folder.filePath(QStringLiteral("nginx.conf")) });
-    const QDeadlineTimer deadline(20000);
-    while (!deadline.hasExpired() && m_nginx.state() != QProcess::NotRunning
-           && !(accepts(m_port) && accepts(m_untrustedPort)))
-        QThread::msleep(50);
-    if (m_nginx.state() == QProcess::NotRunning || deadline.hasExpired()) {
-        QFile log(m_folder.filePath(QStringLiteral("error.log")));
-        const QByteArray logged = log.open(QIODevice::ReadOnly) ? log.readAll() : QByteArray();
-        m_error = QStringLiteral("nginx did not start: %1 %2")
-                          .arg(QString::fromLocal8Bit(m_nginx.readAll()),
-                               QString::fromLocal8Bit(logged));
-        stop();
-        return false;
-    }
-    return true;
+    const QString log = m_folder.filePath(QStringLiteral("error.log"));
+    if (m_nginx.start(nginx,
+                      { QStringLiteral("-p"), m_folder.path(), QStringLiteral("-e"), log,
+                        QStringLiteral("-c"), m_folder.filePath(QStringLiteral("nginx.conf")) },
+                      { m_port, m_untrustedPort }, log))
+        return true;
+    m_error = m_nginx.errorString();
+    return false;
 }
 
+// A fast shutdown: the workers go with the master.
 void TlsFrontEnd::stop()
 {
-    if (m_nginx.state() == QProcess::NotRunning)
-        return;
-    m_nginx.terminate(); // a fast shutdown: the workers go with the master
-    if (!m_nginx.waitForFinished(10000)) {
-        m_nginx.kill();
-        m_nginx.waitForFinished();
-    }
+    m_nginx.stop();
 }
 
 QUrl TlsFrontEnd::url() const

@@ -5,15 +5,16 @@
 #ifndef TLSFRONTEND_H
 #define TLSFRONTEND_H
 
-#include <QProcess>
+#include "backgroundprogram.h"
+
 #include <QStringList>
 #include <QTemporaryDir>
 #include <QUrl>
 
 // The path users take to the real service, on loopback: nginx from Debian's package speaking TLS
 // and HTTP/2 in front of a local server (the emulator), with a throwaway certificate authority
-// and a certificate for 127.0.0.1 made with openssl for the run. A second listener presents a
-// certificate from another authority that nobody trusts.
+// and a certificate for 127.0.0.1 (and a host name, if given) made with openssl for the run. A
+// second listener presents a certificate from another authority that nobody trusts.
 //     TlsFrontEnd frontEnd;
 //     if (!frontEnd.start(emulator.port()))
 //         QSKIP(qPrintable(frontEnd.errorString()));
@@ -26,7 +27,8 @@ public:
     ~TlsFrontEnd();
 
     // False when nginx or openssl is missing or would not start; errorString() says which.
-    bool start(quint16 backendPort);
+    // hostName: a name the certificate is for as well, that resolves to 127.0.0.1.
+    bool start(quint16 backendPort, const QString &hostName = QString());
     void stop();
     QString errorString() const { return m_error; }
 
@@ -43,7 +45,8 @@ private:
     bool writeConfiguration(quint16 backendPort);
 
     QTemporaryDir m_folder;
-    QProcess m_nginx;
+    BackgroundProgram m_nginx;
+    QString m_hostName;
     quint16 m_port = 0;
     quint16 m_untrustedPort = 0;
     QString m_error;

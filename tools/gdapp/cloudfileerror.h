@@ -9,6 +9,8 @@
 
 #include <QString>
 
+#include <optional>
+
 class CloudFile;
 
 // What a cloud file's last error means to gdapp's user: whether a lookup found nothing or
@@ -17,16 +19,24 @@ class CloudFileError
 {
 public:
     explicit CloudFileError(const CloudFile &file);
+    CloudFileError(int code, const QString &text);
 
     // The provider marks a path that did not resolve with PathNotFound, and a lookup whose
     // request failed on the way too. Only a lookup that worked leaves the text that Qt gives a
     // reply without error.
     bool isNotFound() const;
     ExitCode exitCode() const;
-    // "reason [error N]", with the service's text as it came.
+    // The HTTP status the service answered with, or 0 when there was none or it cannot be told.
+    int httpStatus() const;
+    // "reason (HTTP N, plug-in error C)": the plug-in's code is not an HTTP status, whatever
+    // it looks like.
     QString describe() const;
 
 private:
+    // The reason phrase of an HTTP error ("" over HTTP/2, which has none); nothing when the
+    // error was not an answer of the server.
+    std::optional<QString> reasonPhrase() const;
+
     int m_code;
     QString m_text;
 };

@@ -6,13 +6,14 @@
 
 #include "commands.h"
 #include "exitcode.h"
+#include "networkoptions.h"
 #include "providersession.h"
 
 #include <algorithm>
 
 namespace {
 const QStringList ConsentModes { QStringLiteral("browser"), QStringLiteral("fetch"),
-                                 QStringLiteral("print") };
+                                 QStringLiteral("print"), QStringLiteral("none") };
 
 ConsentHandler::Mode consentMode(const QString &name)
 {
@@ -20,6 +21,8 @@ ConsentHandler::Mode consentMode(const QString &name)
         return ConsentHandler::Fetch;
     if (name == QLatin1String("print"))
         return ConsentHandler::Print;
+    if (name == QLatin1String("none"))
+        return ConsentHandler::None;
     return ConsentHandler::Browser;
 }
 } // namespace
@@ -59,7 +62,8 @@ QList<CommandLine::CommandInfo> CommandLine::commands()
           {},
           0,
           1,
-          "one URL at most" },
+          "one URL at most",
+          { { "URL", "The folder to list, or a file (default: gdapp:/).", "[URL]" } } },
         { "stat",
           "stat URL",
           "Show what the service knows of a file or folder.",
@@ -67,7 +71,8 @@ QList<CommandLine::CommandInfo> CommandLine::commands()
           {},
           1,
           1,
-          "one URL" },
+          "one URL",
+          { { "URL", "The file or folder; with a trailing /, a folder.", "URL" } } },
         { "get",
           "get URL [FILE|-]",
           "Download a file into FILE (the remote name in the current folder by default), or to "
@@ -76,7 +81,12 @@ QList<CommandLine::CommandInfo> CommandLine::commands()
           {},
           1,
           2,
-          "a URL and, optionally, where to put it" },
+          "a URL and, optionally, where to put it",
+          { { "URL", "The file to download.", "URL" },
+            { "FILE",
+              "Where to put it: a file, a local folder to keep the remote name in, or - "
+              "for standard output (default: the remote name, in the current folder).",
+              "[FILE|-]" } } },
         { "put",
           "put FILE|- URL",
           "Upload FILE (standard input with -) to URL, replacing the content of an existing file. "
@@ -85,16 +95,25 @@ QList<CommandLine::CommandInfo> CommandLine::commands()
           {},
           2,
           2,
-          "a local file (or -) and a URL" },
+          "a local file (or -) and a URL",
+          { { "FILE", "The file to upload, or - for standard input.", "FILE|-" },
+            { "URL",
+              "Where to: a file, or a folder (written with a trailing /) to keep the local "
+              "name in.",
+              "URL" } } },
         { "cp",
           "cp URL URL",
-          "Copy a file. The copy is made beside the source, so both URLs name the same folder; "
-          "an existing file or folder of the new name is refused.",
+          "Copy a file. The copy is made beside the source, so both URLs name the same folder "
+          "(a destination ending with / names the folder and keeps the source's name); an "
+          "existing file or folder of the new name is refused.",
           &Commands::cp,
           {},
           2,
           2,
-          "two URLs" },
+          "two URLs",
+          { { "SOURCE", "The file to copy.", "URL" },
+            { "DESTINATION", "The copy, in the same folder; or that folder, with a trailing /.",
+              "URL" } } },
         { "mv",
           "mv URL URL",
           "Rename a file within its folder. An existing file of the new name is replaced; a "
@@ -103,7 +122,9 @@ QList<CommandLine::CommandInfo> CommandLine::commands()
           {},
           2,
           2,
-          "two URLs" },
+          "two URLs",
+          { { "SOURCE", "The file or folder to rename.", "URL" },
+            { "DESTINATION", "Its new name, in the same folder.", "URL" } } },
         { "rm",
           "rm [-r] URL",
           "Remove a file, or a folder and everything in it with -r.",
@@ -111,7 +132,8 @@ QList<CommandLine::CommandInfo> CommandLine::commands()
           { recursive },
           1,
           1,
-          "one URL" },
+          "one URL",
+          { { "URL", "The file or folder to remove.", "URL" } } },
         { "mkdir",
           "mkdir [-p] URL",
           "Make a folder.",
@@ -119,7 +141,8 @@ QList<CommandLine::CommandInfo> CommandLine::commands()
           { parents },
           1,
           1,
-          "one URL" },
+          "one URL",
+          { { "URL", "The folder to make.", "URL" } } },
         { "open-dialog",
           "open-dialog [--filter F] [--caption T]",
           "Show the chooser to open a file and print the URL chosen.",
@@ -149,12 +172,17 @@ void CommandLine::addGlobalOptions()
                 QStringLiteral("  %1%2.\n").arg(QLatin1String(command.synopsis), -42).arg(summary);
     }
     description += QStringLiteral(
-            "\nURLs look like gdapp:/folder/name. \"gdapp COMMAND --help\" tells more about one "
-            "command.\nExit status: 0 done, 1 failed, 2 bad usage, 3 not found, 4 not authorised, "
-            "5 network or service error, 6 corrupted data.\nThe plug-in's texts, in the chooser "
+            "\nURLs look like gdapp:/folder/name, a trailing / naming a folder. A space is written "
+            "as it is; %XX escapes a character (%3F a ?, %23 a #). Names with ', +, \\ or an "
+            "escape such as %20 in them are refused: the plug-in's lookups could not find them "
+            "again. \"gdapp COMMAND --help\" tells more about one command.\nExit status: 0 done, "
+            "1 failed, 2 bad usage, 3 not found, 4 not authorised, 5 network or service error (no "
+            "answer within --timeout, a proxy that fails), 6 corrupted data.\nThe plug-in's "
+            "texts, in the chooser "
             "and its error messages, follow the user's language (LANGUAGE, LC_ALL, LC_MESSAGES, "
             "LANG): English, German, else French, the plug-in's own. LANGUAGE=de gdapp ... "
-            "forces German.");
+            "forces German.\n");
+    description += NetworkOptions::description();
     m_parser.setApplicationDescription(description);
     m_parser.addHelpOption();
     m_parser.addVersionOption();
@@ -167,8 +195,9 @@ void CommandLine::addGlobalOptions()
             { QStringLiteral("consent"),
               QStringLiteral("How to answer an authorisation request: browser (print the "
                              "address and open a browser, the default), print (only print "
-                             "it) or fetch (fetch it, for an emulator started with "
-                             "--auto-approve)."),
+                             "it), fetch (fetch it, for an emulator started with "
+                             "--auto-approve) or none (end with status 4 instead: for "
+                             "scripts)."),
               QStringLiteral("mode"), QStringLiteral("browser") });
     m_parser.addOption({ QStringLiteral("browser"),
                          QStringLiteral("The browser command to open the consent address with "
@@ -179,8 +208,10 @@ void CommandLine::addGlobalOptions()
               QStringLiteral("Trust the certificate authorities in this PEM file too, besides "
                              "the system's (default: GDAPP_CA_FILE)."),
               QStringLiteral("file") });
+    m_parser.addOptions(NetworkOptions::options());
     m_parser.addOption({ QStringLiteral("verbose"),
-                         QStringLiteral("Show the plug-in's and Qt's diagnostics.") });
+                         QStringLiteral("Show the plug-in's and Qt's diagnostics, and which "
+                                        "proxy, if any, each service is reached through.") });
 }
 
 int CommandLine::run()
@@ -214,24 +245,37 @@ int CommandLine::runCommand(const CommandInfo &command)
     m_reporter.setCommand(name);
     m_parser.clearPositionalArguments();
     m_parser.setApplicationDescription(QLatin1String(command.description));
-    m_parser.addPositionalArgument(name, QLatin1String(command.description),
-                                   QLatin1String(command.synopsis));
+    // The command's own arguments, and the command itself on the usage line.
+    for (const Argument &argument : command.positional)
+        m_parser.addPositionalArgument(
+                QLatin1String(argument.name), QLatin1String(argument.description),
+                (&argument == &command.positional.first() ? name + QLatin1Char(' ') : QString())
+                        + QLatin1String(argument.syntax));
+    if (command.positional.isEmpty())
+        m_parser.addPositionalArgument(name, QLatin1String(command.description),
+                                       QLatin1String(command.synopsis));
     m_parser.addOptions(command.options);
     if (!m_parser.parse(m_arguments))
         return m_reporter.usage(m_parser.errorText());
     if (m_parser.isSet(QStringLiteral("help")))
         m_parser.showHelp(Success);
     if (!ConsentModes.contains(m_parser.value(QStringLiteral("consent"))))
-        return m_reporter.usage(QStringLiteral("--consent takes browser, print or fetch"));
+        return m_reporter.usage(QStringLiteral("--consent takes browser, print, fetch or none"));
     const QStringList arguments = m_parser.positionalArguments().mid(1);
     if (arguments.size() < command.minArguments || arguments.size() > command.maxArguments)
         return m_reporter.usage(
                 QStringLiteral("%1 takes %2").arg(name, QLatin1String(command.arguments)));
 
+    NetworkOptions network(m_parser);
+    if (!network.isValid())
+        return m_reporter.usage(network.errorString());
+    network.installProxyFactory();
+
     ProviderSession session({ m_parser.value(QStringLiteral("plugin")),
                               consentMode(m_parser.value(QStringLiteral("consent"))),
                               m_parser.value(QStringLiteral("browser")),
-                              m_parser.value(QStringLiteral("cacert")) });
+                              m_parser.value(QStringLiteral("cacert")), network.timeout() });
+    m_reporter.setExchanges(&session.exchanges());
     Commands commands(m_parser, session, m_reporter);
     return (commands.*(command.run))(arguments);
 }

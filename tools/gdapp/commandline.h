@@ -31,6 +31,13 @@ public:
 
 private:
     using Command = int (Commands::*)(const QStringList &);
+    // What a command's help lists under "Arguments:".
+    struct Argument
+    {
+        const char *name;
+        const char *description;
+        const char *syntax;
+    };
     struct CommandInfo
     {
         const char *name;
@@ -41,6 +48,7 @@ private:
         int minArguments = 0;
         int maxArguments = 0;
         const char *arguments = "no arguments"; // what "NAME takes ..." says when they are wrong
+        QList<Argument> positional = {};
     };
 
     static QList<CommandInfo> commands();

@@ -7,22 +7,22 @@
 #include "cloudcodes.h"
 #include "cloudfile.h"
 #include "cloudfileerror.h"
+#include "downloadsink.h"
 #include "exitcode.h"
 #include "listingcollector.h"
 #include "providersession.h"
 #include "reporter.h"
+#include "standardstreams.h"
 #include "transferprogress.h"
 
 #include <QCommandLineParser>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 
 #include <limits>
 
 namespace {
-const QString Scheme = QStringLiteral("gdapp");
 constexpr qint64 ChunkSize = 4 * 1024 * 1024;
 // The device keeps a file in memory with 32-bit positions.
 constexpr qint64 MaxContent = qint64(2) * 1024 * 1024 * 1024;
@@ -41,42 +41,19 @@ QString describe(const CloudObject *object)
             .arg(object->fileName(), object->isFolder() ? QStringLiteral("/") : QString());
 }
 
-bool isTop(const QUrl &url)
+// Why cp or mv refuses a pair of URLs before asking the service anything, or nothing.
+QString pairRefusal(const RemoteUrl &from, const RemoteUrl &to, const QString &toFolder, bool copy)
 {
-    return url.path().isEmpty() || url.path() == QLatin1String("/");
-}
-
-QString childPath(const QUrl &folder, const QString &name)
-{
-    const QString path = folder.path();
-    return path + (path.endsWith(QLatin1Char('/')) ? QString() : QStringLiteral("/")) + name;
-}
-
-QString folderOf(const QUrl &url)
-{
-    const QString folder = url.path().section(QLatin1Char('/'), 0, -2);
-    return folder.isEmpty() ? QStringLiteral("/") : folder;
-}
-
-// Why cp refuses a pair of URLs before asking the service anything, or nothing.
-QString copyRefusal(const QUrl &from, const QUrl &to)
-{
-    // The service copies beside the source whatever folder the destination names.
-    if (folderOf(from) != folderOf(to))
-        return QStringLiteral("a copy is made beside its source: give a destination in %1")
-                .arg(folderOf(from));
-    return QString();
-}
-
-// The same for mv. The plug-in removes the destination before it renames: onto itself, the file
-// would go.
-QString renameRefusal(const QUrl &from, const QUrl &to)
-{
-    if (from.path() == to.path())
+    // The plug-in removes the destination before it renames: onto itself, the file would go.
+    if (!copy && from.path() == to.path())
         return QStringLiteral("source and destination are the same");
-    if (folderOf(from) != folderOf(to))
-        return QStringLiteral("mv renames within a folder: give a destination in %1")
-                .arg(folderOf(from));
+    // The service copies beside the source, and renames in place, whatever folder the
+    // destination names.
+    if (from.folderPath() != toFolder)
+        return QStringLiteral("%1: give a destination in %2")
+                .arg(copy ? QStringLiteral("a copy is made beside its source")
+                          : QStringLiteral("mv renames within a folder"),
+                     from.folderPath());
     return QString();
 }
 } // namespace
@@ -89,13 +66,13 @@ Commands::Commands(const QCommandLineParser &parser, ProviderSession &session,
 
 Commands::~Commands() = default;
 
-QUrl Commands::remoteUrl(const QString &text, int *exitCode) const
+RemoteUrl Commands::remoteUrl(const QString &text, int *exitCode) const
 {
-    const QUrl url(text, QUrl::StrictMode);
-    if (!url.isValid() || url.scheme() != Scheme || !url.host().isEmpty()) {
-        *exitCode = m_reporter.usage(QStringLiteral("\"%1\" is not a gdapp:/path URL").arg(text));
-        return QUrl();
-    }
+    const RemoteUrl url = RemoteUrl::fromUserInput(text);
+    if (url.problem() == RemoteUrl::NotAUrl)
+        *exitCode = m_reporter.usage(url.errorString());
+    else if (url.problem() == RemoteUrl::RefusedName)
+        *exitCode = m_reporter.fail(url.errorString(), Failure);
     return url;
 }
 
@@ -108,31 +85,40 @@ std::unique_ptr<CloudFile> Commands::cloudFile(const QUrl &url, int *exitCode)
     return file;
 }
 
-std::unique_ptr<CloudObject> Commands::resolve(CloudFile &file, const QUrl &url,
-                                               int *exitCode) const
+Commands::Found Commands::find(CloudFile &file, const RemoteUrl &url, int *exitCode) const
 {
-    if (isTop(url))
-        return std::unique_ptr<CloudObject>(file.getCloudObject());
+    Found found;
+    if (url.isTop()) {
+        found.kind = Kind::Folder;
+        found.entry.reset(file.getCloudObject());
+        return found;
+    }
     int status = Cloud::NothingFound;
-    std::unique_ptr<CloudObject> object(file.getObjectFromPath(url, status));
-    if (status == Cloud::PathFound)
-        return object;
-    *exitCode = m_reporter.fail(url.toString(), file);
-    return nullptr;
+    std::unique_ptr<CloudObject> object(file.getObjectFromPath(url.url(), status));
+    if (status == Cloud::PathFound) {
+        found.kind = object->isFolder() ? Kind::Folder : Kind::File;
+        found.entry = std::move(object);
+    } else if (CloudFileError(file).isNotFound()) {
+        found.kind = Kind::Missing;
+    } else {
+        *exitCode = m_reporter.fail(url.toString(), file);
+    }
+    return found;
 }
 
-Commands::Kind Commands::kindAt(CloudFile &file, const QUrl &url, int *exitCode) const
+std::unique_ptr<CloudObject> Commands::resolve(CloudFile &file, const RemoteUrl &url,
+                                               int *exitCode) const
 {
-    if (isTop(url))
-        return Kind::Folder;
-    int status = Cloud::NothingFound;
-    const std::unique_ptr<CloudObject> object(file.getObjectFromPath(url, status));
-    if (status == Cloud::PathFound)
-        return object->isFolder() ? Kind::Folder : Kind::File;
-    if (CloudFileError(file).isNotFound())
-        return Kind::Missing;
-    *exitCode = m_reporter.fail(url.toString(), file);
-    return Kind::Failed;
+    Found found = find(file, url, exitCode);
+    if (found.kind == Kind::Missing)
+        *exitCode = m_reporter.fail(url.toString(), file);
+    // Written with a trailing slash, it names a folder, as in a Unix path.
+    if (found.kind == Kind::File && url.namesFolder()) {
+        *exitCode =
+                m_reporter.fail(QStringLiteral("%1/ is not a folder").arg(url.toString()), Failure);
+        return nullptr;
+    }
+    return std::move(found.entry);
 }
 
 int Commands::refuseLarge(const QString &what) const
@@ -145,16 +131,24 @@ int Commands::refuseLarge(const QString &what) const
 
 bool Commands::begin(const QString &text, Lookup lookup, Target *target, int *exitCode)
 {
-    target->url = remoteUrl(text, exitCode);
-    if (target->url.isEmpty())
+    target->remote = remoteUrl(text, exitCode);
+    if (!target->remote.isValid())
         return false;
-    target->file = cloudFile(target->url, exitCode);
+    target->file = cloudFile(target->remote.url(), exitCode);
     if (!target->file)
         return false;
     if (lookup == Lookup::None)
         return true;
-    target->entry = resolve(*target->file, target->url, exitCode);
+    target->entry = resolve(*target->file, target->remote, exitCode);
     return target->entry != nullptr;
+}
+
+int Commands::finishOutput() const
+{
+    QString why;
+    if (StandardStreams::flushOutput(&why))
+        return Success;
+    return m_reporter.fail(QStringLiteral("standard output: %1").arg(why), Failure);
 }
 
 int Commands::ls(const QStringList &arguments)
@@ -165,16 +159,16 @@ int Commands::ls(const QStringList &arguments)
         return exitCode;
     if (!target.entry->isFolder()) {
         Reporter::out() << describe(target.entry.get()) << Qt::endl;
-        return Success;
+        return finishOutput();
     }
     ListingCollector listing;
     QObject::connect(target.file.get(), SIGNAL(objectList(QList<CloudObject *>)), &listing,
                      SLOT(collect(QList<CloudObject *>)));
     if (!target.file->listObjects(target.entry.get()))
-        return m_reporter.fail(target.url.toString(), *target.file);
+        return m_reporter.fail(target.remote.toString(), *target.file);
     for (const CloudObject *entry : listing.objects())
         Reporter::out() << describe(entry) << Qt::endl;
-    return Success;
+    return finishOutput();
 }
 
 int Commands::stat(const QStringList &arguments)
@@ -184,7 +178,7 @@ int Commands::stat(const QStringList &arguments)
     if (!begin(arguments.first(), Lookup::Entry, &target, &exitCode))
         return exitCode;
     const CloudObject *entry = target.entry.get();
-    Reporter::out() << "url:      " << target.url.toString() << Qt::endl
+    Reporter::out() << "url:      " << target.remote.toString() << Qt::endl
                     << "type:     " << (entry->isFolder() ? "folder" : "file") << Qt::endl
                     << "name:     " << entry->fileName() << Qt::endl
                     << "id:       " << entry->id() << Qt::endl
@@ -195,21 +189,23 @@ int Commands::stat(const QStringList &arguments)
                     << "modified: " << entry->lastModified().toUTC().toString(Qt::ISODateWithMs)
                     << Qt::endl
                     << "md5:      " << entry->etag() << Qt::endl;
-    return Success;
+    return finishOutput();
 }
 
 int Commands::get(const QStringList &arguments)
 {
     int exitCode = Success;
-    const QUrl url = remoteUrl(arguments.first(), &exitCode);
-    if (url.isEmpty())
+    const RemoteUrl url = remoteUrl(arguments.first(), &exitCode);
+    if (!url.isValid())
         return exitCode;
-    const bool toStandardOutput = arguments.value(1) == QLatin1String("-");
-    QString target = arguments.value(1, url.fileName());
-    if (!toStandardOutput && QFileInfo(target).isDir())
-        target = QDir(target).filePath(url.fileName());
-    if (!toStandardOutput && target.isEmpty())
+    if (url.isTop())
         return m_reporter.usage(QStringLiteral("%1 names no file").arg(url.toString()));
+    // A remote file called "-" is no request for standard output.
+    QString target = arguments.size() > 1      ? arguments.at(1)
+            : url.name() == QLatin1String("-") ? QStringLiteral("./-")
+                                               : url.name();
+    if (target != QLatin1String("-") && QFileInfo(target).isDir())
+        target = QDir(target).filePath(url.name());
 
     Target remote;
     if (!begin(arguments.first(), Lookup::Entry, &remote, &exitCode))
@@ -223,30 +219,17 @@ int Commands::get(const QStringList &arguments)
         QObject::connect(remote.file.get(), SIGNAL(progress(int)), &progress,
                          SLOT(setPercent(int)));
         if (!remote.file->open(QIODevice::ReadOnly))
-            return m_reporter.fail(remote.url.toString(), *remote.file);
+            return m_reporter.fail(url.toString(), *remote.file);
     }
 
-    // Written beside the target and renamed over it once complete.
-    QSaveFile local(target);
-    QFile standardOutput;
-    QFileDevice *sink = toStandardOutput ? static_cast<QFileDevice *>(&standardOutput) : &local;
-    const bool opened = toStandardOutput ? standardOutput.open(stdout, QIODevice::WriteOnly)
-                                         : local.open(QIODevice::WriteOnly);
-    if (!opened) {
-        const QString where = toStandardOutput ? QStringLiteral("standard output") : target;
-        return m_reporter.fail(QStringLiteral("%1: %2").arg(where, sink->errorString()), Failure);
-    }
+    DownloadSink sink(target);
+    bool written = sink.open();
     QByteArray chunk;
-    while (!(chunk = remote.file->read(ChunkSize)).isEmpty()) {
-        if (sink->write(chunk) != chunk.size()) {
-            local.cancelWriting();
-            const QString where = toStandardOutput ? QStringLiteral("standard output") : target;
-            return m_reporter.fail(QStringLiteral("%1: %2").arg(where, sink->errorString()),
-                                   Failure);
-        }
-    }
-    if (!toStandardOutput && !local.commit())
-        return m_reporter.fail(QStringLiteral("%1: %2").arg(target, local.errorString()), Failure);
+    while (written && !(chunk = remote.file->read(ChunkSize)).isEmpty())
+        written = sink.write(chunk);
+    if (!written || !sink.finish())
+        return m_reporter.fail(QStringLiteral("%1: %2").arg(sink.name(), sink.errorString()),
+                               Failure);
     return Success;
 }
 
@@ -255,8 +238,17 @@ int Commands::put(const QStringList &arguments)
     const QString source = arguments.first();
     const bool fromStandardInput = source == QLatin1String("-");
     int exitCode = Success;
-    if (remoteUrl(arguments.at(1), &exitCode).isEmpty())
+    RemoteUrl url = remoteUrl(arguments.at(1), &exitCode);
+    if (!url.isValid())
         return exitCode;
+    // Into a folder: keep the local name. A folder itself is never the target: the upload
+    // would replace its content.
+    if (url.namesFolder() && fromStandardInput)
+        return m_reporter.usage(
+                QStringLiteral("give the remote file a name when reading standard input"));
+    const RemoteUrl named = url.child(QFileInfo(source).fileName());
+    if (url.namesFolder() && !named.isValid())
+        return m_reporter.fail(named.errorString(), Failure);
     QFile input;
     const bool opened = fromStandardInput
             ? input.open(stdin, QIODevice::ReadOnly)
@@ -270,28 +262,23 @@ int Commands::put(const QStringList &arguments)
     if (!begin(arguments.at(1), Lookup::None, &remote, &exitCode))
         return exitCode;
     CloudFile &file = *remote.file;
-    QUrl url = remote.url;
-    // Into a folder: keep the local name. A folder itself is never the target: the upload
-    // would replace its content.
-    const bool intoFolder = url.path().endsWith(QLatin1Char('/'));
-    if (intoFolder && fromStandardInput)
-        return m_reporter.usage(
-                QStringLiteral("give the remote file a name when reading standard input"));
-    Kind kind = intoFolder ? Kind::Folder : kindAt(file, url, &exitCode);
+    Kind kind = url.namesFolder() ? Kind::Folder : find(file, url, &exitCode).kind;
     if (kind == Kind::Folder && fromStandardInput)
         return m_reporter.fail(QStringLiteral("%1 is a folder: name the file to make in it, as "
                                               "%1/NAME, when reading standard input")
                                        .arg(url.toString()),
                                Failure);
     if (kind == Kind::Folder) {
-        url.setPath(childPath(url, QFileInfo(source).fileName()));
-        kind = kindAt(file, url, &exitCode);
+        if (!named.isValid())
+            return m_reporter.fail(named.errorString(), Failure);
+        url = named;
+        kind = find(file, url, &exitCode).kind;
         if (kind == Kind::Folder)
             return m_reporter.fail(QStringLiteral("%1 is a folder").arg(url.toString()), Failure);
     }
     if (kind == Kind::Failed)
         return exitCode;
-    file.setFilename(url);
+    file.setFilename(url.url());
 
     // Store once, at the end, whatever the size.
     file.setFlushThreshold(std::numeric_limits<qint64>::max());
@@ -315,30 +302,49 @@ int Commands::put(const QStringList &arguments)
     return Success;
 }
 
-std::unique_ptr<CloudFile> Commands::beginPair(const QStringList &arguments, Refusal refusal,
-                                               QUrl *from, QUrl *to, int *exitCode)
+std::unique_ptr<CloudFile> Commands::beginPair(const QStringList &arguments, Pair pair,
+                                               RemoteUrl *from, RemoteUrl *to, int *exitCode)
 {
     *from = remoteUrl(arguments.at(0), exitCode);
-    *to = remoteUrl(arguments.at(1), exitCode);
-    if (from->isEmpty() || to->isEmpty())
+    if (!from->isValid())
         return nullptr;
-    const QString refused = refusal(*from, *to);
+    *to = remoteUrl(arguments.at(1), exitCode);
+    if (!to->isValid())
+        return nullptr;
+    const bool copy = pair == Pair::Copy;
+    if (from->isTop()) {
+        *exitCode = m_reporter.usage(copy ? QStringLiteral("the top folder cannot be copied")
+                                          : QStringLiteral("the top folder cannot be renamed"));
+        return nullptr;
+    }
+    // Into a folder, as "mv a b/" does: the source's name there, where the plug-in can.
+    const QString toFolder = to->namesFolder() ? to->path() : to->folderPath();
+    if (to->namesFolder() && toFolder == from->folderPath())
+        *to = to->child(from->name());
+    const QString refused = pairRefusal(*from, *to, toFolder, copy);
     if (!refused.isEmpty()) {
         *exitCode = m_reporter.usage(refused);
         return nullptr;
     }
-    return cloudFile(*from, exitCode);
+    return cloudFile(from->url(), exitCode);
 }
 
 int Commands::cp(const QStringList &arguments)
 {
     int exitCode = Success;
-    QUrl from;
-    QUrl to;
-    const auto file = beginPair(arguments, &copyRefusal, &from, &to, &exitCode);
+    RemoteUrl from;
+    RemoteUrl to;
+    const auto file = beginPair(arguments, Pair::Copy, &from, &to, &exitCode);
     if (!file)
         return exitCode;
-    switch (kindAt(*file, to, &exitCode)) {
+    const std::unique_ptr<CloudObject> source = resolve(*file, from, &exitCode);
+    if (!source)
+        return exitCode;
+    if (source->isFolder())
+        return m_reporter.fail(QStringLiteral("%1 is a folder: the service copies files only")
+                                       .arg(from.toString()),
+                               Failure);
+    switch (find(*file, to, &exitCode).kind) {
     case Kind::Failed:
         return exitCode;
     case Kind::Folder:
@@ -351,7 +357,7 @@ int Commands::cp(const QStringList &arguments)
     case Kind::Missing:
         break;
     }
-    if (!file->copy(from, to))
+    if (!file->copy(from.url(), to.url()))
         return m_reporter.fail(from.toString(), *file);
     return Success;
 }
@@ -359,23 +365,32 @@ int Commands::cp(const QStringList &arguments)
 int Commands::mv(const QStringList &arguments)
 {
     int exitCode = Success;
-    QUrl from;
-    QUrl to;
-    const auto file = beginPair(arguments, &renameRefusal, &from, &to, &exitCode);
+    RemoteUrl from;
+    RemoteUrl to;
+    const auto file = beginPair(arguments, Pair::Rename, &from, &to, &exitCode);
     if (!file)
         return exitCode;
-    if (!resolve(*file, from, &exitCode))
+    const std::unique_ptr<CloudObject> source = resolve(*file, from, &exitCode);
+    if (!source)
         return exitCode;
+    const Found destination = find(*file, to, &exitCode);
+    if (destination.kind == Kind::Failed)
+        return exitCode;
+    // The service matches names whatever their case: the plug-in would remove the source
+    // itself, as the destination, before renaming it.
+    if (destination.entry && destination.entry->id() == source->id())
+        return m_reporter.fail(QStringLiteral("%1 is %2 itself to the service, which matches "
+                                              "names whatever their case: rename it through "
+                                              "another name")
+                                       .arg(to.toString(), from.toString()),
+                               Failure);
     // The plug-in would remove a folder of the new name, with everything in it, and rename.
-    const Kind destination = kindAt(*file, to, &exitCode);
-    if (destination == Kind::Failed)
-        return exitCode;
-    if (destination == Kind::Folder)
+    if (destination.kind == Kind::Folder)
         return m_reporter.fail(QStringLiteral("%1 is a folder: mv replaces files only; choose "
                                               "another name or remove the folder first")
                                        .arg(to.toString()),
                                Failure);
-    if (!file->rename(from, to))
+    if (!file->rename(from.url(), to.url()))
         return m_reporter.fail(from.toString(), *file);
     return Success;
 }
@@ -383,10 +398,10 @@ int Commands::mv(const QStringList &arguments)
 int Commands::rm(const QStringList &arguments)
 {
     int exitCode = Success;
-    const QUrl url = remoteUrl(arguments.first(), &exitCode);
-    if (url.isEmpty())
+    const RemoteUrl url = remoteUrl(arguments.first(), &exitCode);
+    if (!url.isValid())
         return exitCode;
-    if (isTop(url))
+    if (url.isTop())
         return m_reporter.usage(QStringLiteral("the top folder cannot be removed"));
     Target target;
     if (!begin(arguments.first(), Lookup::Entry, &target, &exitCode))
@@ -404,11 +419,10 @@ int Commands::rm(const QStringList &arguments)
 int Commands::mkdir(const QStringList &arguments)
 {
     int exitCode = Success;
-    const QUrl url = remoteUrl(arguments.first(), &exitCode);
-    if (url.isEmpty())
+    const RemoteUrl url = remoteUrl(arguments.first(), &exitCode);
+    if (!url.isValid())
         return exitCode;
-    const QStringList names = url.path().split(QLatin1Char('/'), Qt::SkipEmptyParts);
-    if (names.isEmpty())
+    if (url.isTop())
         return m_reporter.usage(QStringLiteral("give the folder a name"));
     Target target;
     if (!begin(arguments.first(), Lookup::None, &target, &exitCode))
@@ -416,13 +430,14 @@ int Commands::mkdir(const QStringList &arguments)
     CloudFile &file = *target.file;
 
     const bool parents = m_parser.isSet(QStringLiteral("parents"));
+    const QStringList names = url.path().split(QLatin1Char('/'), Qt::SkipEmptyParts);
     std::unique_ptr<CloudObject> folder(file.getCloudObject());
-    QUrl step(QStringLiteral("gdapp:"));
+    RemoteUrl step = RemoteUrl::fromUserInput(QStringLiteral("gdapp:/"));
     for (int i = 0; i < names.size(); ++i) {
         const bool last = i == names.size() - 1;
-        step.setPath(step.path() + QLatin1Char('/') + names.at(i));
+        step = step.child(names.at(i));
         int status = Cloud::NothingFound;
-        std::unique_ptr<CloudObject> existing(file.getObjectFromPath(step, status));
+        std::unique_ptr<CloudObject> existing(file.getObjectFromPath(step.url(), status));
         if (status == Cloud::PathFound && existing->isFolder()) {
             if (last)
                 return parents
@@ -442,9 +457,7 @@ int Commands::mkdir(const QStringList &arguments)
                     NotFound);
         // mkdir moves the folder object into the folder it made.
         if (!file.mkdir(folder.get(), names.at(i)))
-            return m_reporter.fail(
-                    QStringLiteral("%1: %2").arg(step.toString(), file.errorString()),
-                    CloudFileError(file).exitCode());
+            return m_reporter.fail(step.toString(), file);
     }
     return Success;
 }
@@ -471,8 +484,8 @@ int Commands::dialog(bool save)
                              : file->getOpenFileName(nullptr, caption, QString(), filter);
     if (chosen.isEmpty())
         return m_reporter.fail(QStringLiteral("nothing chosen"), Failure);
-    Reporter::out() << chosen.toString() << Qt::endl;
-    return Success;
+    Reporter::out() << RemoteUrl::display(chosen) << Qt::endl;
+    return finishOutput();
 }
 
 int Commands::login(const QStringList &)

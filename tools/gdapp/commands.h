@@ -5,6 +5,8 @@
 #ifndef COMMANDS_H
 #define COMMANDS_H
 
+#include "remoteurl.h"
+
 #include <QStringList>
 #include <QUrl>
 
@@ -42,26 +44,35 @@ private:
     // that need it, the entry the URL names.
     struct Target
     {
-        QUrl url;
+        RemoteUrl remote;
         std::unique_ptr<CloudFile> file;
         std::unique_ptr<CloudObject> entry;
     };
     enum class Lookup { None, Entry };
     // What a URL names. A lookup that fails on the way is Failed, and reported.
     enum class Kind { Missing, File, Folder, Failed };
+    struct Found
+    {
+        Kind kind = Kind::Failed;
+        std::unique_ptr<CloudObject> entry; // for File and Folder
+    };
+    // Which of cp and mv: what they refuse differs.
+    enum class Pair { Copy, Rename };
 
     bool begin(const QString &text, Lookup lookup, Target *target, int *exitCode);
-    QUrl remoteUrl(const QString &text, int *exitCode) const;
-    // Why a command refuses a pair of URLs before asking the service anything, or nothing.
-    using Refusal = QString (*)(const QUrl &from, const QUrl &to);
+    // The URL typed, or an invalid one with the reason reported through *exitCode.
+    RemoteUrl remoteUrl(const QString &text, int *exitCode) const;
     // The prologue of cp and mv: two URLs that the command accepts, and a cloud file.
-    std::unique_ptr<CloudFile> beginPair(const QStringList &arguments, Refusal refusal, QUrl *from,
-                                         QUrl *to, int *exitCode);
+    std::unique_ptr<CloudFile> beginPair(const QStringList &arguments, Pair pair, RemoteUrl *from,
+                                         RemoteUrl *to, int *exitCode);
     std::unique_ptr<CloudFile> cloudFile(const QUrl &url, int *exitCode);
     // The entry at url, or null with the failure reported through *exitCode.
-    std::unique_ptr<CloudObject> resolve(CloudFile &file, const QUrl &url, int *exitCode) const;
-    Kind kindAt(CloudFile &file, const QUrl &url, int *exitCode) const;
+    std::unique_ptr<CloudObject> resolve(CloudFile &file, const RemoteUrl &url,
+                                         int *exitCode) const;
+    Found find(CloudFile &file, const RemoteUrl &url, int *exitCode) const;
     int refuseLarge(const QString &what) const;
+    // Standard output took everything written to it, or the command fails.
+    int finishOutput() const;
     int dialog(bool save);
 
     const QCommandLineParser &m_parser;

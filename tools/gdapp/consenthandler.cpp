@@ -5,6 +5,7 @@
 #include "consenthandler.h"
 
 #include <QDesktopServices>
+#include <QFileInfo>
 #include <QGuiApplication>
 #include <QNetworkReply>
 #include <QProcess>
@@ -44,6 +45,12 @@ ConsentHandler::ConsentHandler(Mode mode, const QString &browserCommand, QObject
 
 ConsentHandler::~ConsentHandler()
 {
+    // Only the shell goes, not the browser it started; and that is no failure of the browser.
+    if (m_browser) {
+        m_browser->disconnect(this);
+        m_browser->kill();
+        m_browser->waitForFinished();
+    }
     QDesktopServices::unsetUrlHandler(QStringLiteral("http"));
     QDesktopServices::unsetUrlHandler(QStringLiteral("https"));
 }
@@ -55,6 +62,10 @@ void ConsentHandler::openUrl(const QUrl &url)
     const QString why = reasonToGiveUp(url);
     if (!why.isEmpty()) {
         abandon(why);
+        return;
+    }
+    if (m_mode == None) {
+        abandon(QStringLiteral("an authorisation is needed, and --consent=none asks for none"));
         return;
     }
     emit consentRequested();
@@ -69,12 +80,13 @@ void ConsentHandler::openUrl(const QUrl &url)
         return;
     case Browser:
         if (openInBrowser(url))
-            err << "Opened it in the browser; waiting for the answer..." << Qt::endl;
+            err << "Opening it in the browser; waiting for the answer..." << Qt::endl;
         else
             err << "No browser to open it with: open it yourself. Waiting for the answer..."
                 << Qt::endl;
         return;
     case Print:
+    case None:
         err << "Waiting for the answer..." << Qt::endl;
         return;
     }
@@ -111,6 +123,12 @@ bool ConsentHandler::openInBrowser(const QUrl &url)
         QStringList command = QProcess::splitCommand(m_browserCommand);
         if (command.isEmpty())
             return false;
+        if (QStandardPaths::findExecutable(command.first()).isEmpty()
+            && !QFileInfo(command.first()).isExecutable()) {
+            QTextStream(stderr) << "The browser command \"" << command.first()
+                                << "\" was not found." << Qt::endl;
+            return false;
+        }
         return startBrowser(command.takeFirst(), command << url.toString(QUrl::FullyEncoded));
     }
     // Inside this handler the desktop services go to the platform's own opener.
@@ -124,16 +142,33 @@ bool ConsentHandler::openInBrowser(const QUrl &url)
 }
 
 // The browser outlives gdapp: it must not hold gdapp's output open, or whatever reads that
-// output (a pipe, a script) would wait for the browser to close.
+// output (a pipe, a script) would wait for the browser to close; and it must not end with gdapp.
+// A shell between them waits for it, so that a browser command that fails is told, and is the
+// one that goes when gdapp ends.
 bool ConsentHandler::startBrowser(const QString &program, const QStringList &arguments)
 {
-    QProcess browser;
-    browser.setProgram(program);
-    browser.setArguments(arguments);
-    browser.setStandardInputFile(QProcess::nullDevice());
-    browser.setStandardOutputFile(QProcess::nullDevice());
-    browser.setStandardErrorFile(QProcess::nullDevice());
-    return browser.startDetached();
+    m_browser = std::make_unique<QProcess>();
+    m_browser->setProgram(QStringLiteral("/bin/sh"));
+    m_browser->setArguments(QStringList { QStringLiteral("-c"), QStringLiteral("\"$@\"; exit $?"),
+                                          QStringLiteral("sh"), program }
+                            + arguments);
+    m_browser->setStandardInputFile(QProcess::nullDevice());
+    m_browser->setStandardOutputFile(QProcess::nullDevice());
+    m_browser->setStandardErrorFile(QProcess::nullDevice());
+    connect(m_browser.get(), &QProcess::finished, this,
+            [program](int exitCode, QProcess::ExitStatus status) {
+                if (status == QProcess::NormalExit && exitCode == 0)
+                    return;
+                QTextStream err(stderr);
+                err << "The browser command \"" << program << "\" failed (";
+                if (status == QProcess::NormalExit)
+                    err << "exit status " << exitCode;
+                else
+                    err << "it crashed";
+                err << "): open the address yourself. Still waiting for the answer..." << Qt::endl;
+            });
+    m_browser->start();
+    return m_browser->waitForStarted();
 }
 
 // Follows redirects until the loopback listener has the answer. Without a server that approves

@@ -7,7 +7,10 @@
 
 #include <QNetworkAccessManager>
 #include <QObject>
+#include <QProcess>
 #include <QUrl>
+
+#include <memory>
 
 // Receives the consent address that the plug-in would open in the browser: prints it, then
 // opens a browser (the command given, or the desktop's when there is one) or, for unattended
@@ -21,7 +24,7 @@ class ConsentHandler : public QObject
     Q_OBJECT
 
 public:
-    enum Mode { Browser, Fetch, Print };
+    enum Mode { Browser, Fetch, Print, None };
 
     ConsentHandler(Mode mode, const QString &browserCommand, QObject *parent = nullptr);
     ~ConsentHandler() override;
@@ -40,12 +43,13 @@ public slots:
 private:
     QString reasonToGiveUp(const QUrl &url);
     bool openInBrowser(const QUrl &url);
-    static bool startBrowser(const QString &program, const QStringList &arguments);
+    bool startBrowser(const QString &program, const QStringList &arguments);
     void fetch(const QUrl &url, int redirectsLeft);
 
     Mode m_mode;
     QString m_browserCommand;
     QNetworkAccessManager m_manager;
+    std::unique_ptr<QProcess> m_browser;
     int m_requests = 0;
     int m_firstLoopLevel = 0;
     int m_refusedCodes = 0;

@@ -17,10 +17,15 @@ GrantWatch::GrantWatch(const QString &settingsGroup, QObject *parent)
     connect(&m_timer, &QTimer::timeout, this, &GrantWatch::check);
 }
 
-// Settings objects of one process share what was written, before it reaches the disk.
-QString GrantWatch::stored(const char *key) const
+QString GrantWatch::key(const char *name) const
 {
-    return QSettings().value(m_group + QLatin1Char('/') + QLatin1String(key)).toString();
+    return m_group + QLatin1Char('/') + QLatin1String(name);
+}
+
+// Settings objects of one process share what was written, before it reaches the disk.
+QString GrantWatch::stored(const char *name) const
+{
+    return QSettings().value(key(name)).toString();
 }
 
 void GrantWatch::start()
@@ -32,6 +37,17 @@ void GrantWatch::start()
 void GrantWatch::stop()
 {
     m_timer.stop();
+}
+
+void GrantWatch::restore()
+{
+    if (stored("refreshtoken") == m_refreshToken)
+        return;
+    QSettings settings;
+    if (m_refreshToken.isEmpty())
+        settings.remove(key("refreshtoken"));
+    else
+        settings.setValue(key("refreshtoken"), m_refreshToken);
 }
 
 void GrantWatch::rebase()
@@ -46,7 +62,6 @@ void GrantWatch::check()
         return;
     stop();
     emit tokenRequestFailed(QStringLiteral(
-            "the sign-in service gave no token: it refused the request or could not be "
-            "reached (a wrong client identifier or secret is the usual cause; GDAPP_CLIENT_ID "
-            "sets the identifier)"));
+            "the sign-in service refused to give a token (a wrong client identifier or secret "
+            "is the usual cause; GDAPP_CLIENT_ID sets the identifier)"));
 }

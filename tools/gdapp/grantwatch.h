@@ -12,7 +12,7 @@
 // Tells, while the plug-in authorises, that its token request failed. The flow then rewrites the
 // stored refresh token alone (a grant rewrites the access token too) and, unless the service
 // answered "bad request", waits for an answer that will never come. The stored values are
-// enciphered, but a rewrite shows in their text.
+// enciphered, but a rewrite shows in their text; and the text as it was can be put back.
 class GrantWatch : public QObject
 {
     Q_OBJECT
@@ -22,6 +22,9 @@ public:
 
     void start();
     void stop();
+    // Puts the stored refresh token back as it was when the grant began (or after the last
+    // rebase), enciphered text and all: the flow empties it after any failed token request.
+    void restore();
 
 signals:
     void tokenRequestFailed(const QString &why);
@@ -33,7 +36,8 @@ public slots:
 
 private:
     void check();
-    QString stored(const char *key) const;
+    QString key(const char *name) const;
+    QString stored(const char *name) const;
 
     QString m_group;
     QString m_token;

@@ -4,6 +4,7 @@
 
 #include "commandline.h"
 #include "exitcode.h"
+#include "standardstreams.h"
 
 #include <QApplication>
 #include <QCoreApplication>
@@ -57,6 +58,7 @@ void installTranslations(QCoreApplication &application)
 
 int main(int argc, char *argv[])
 {
+    StandardStreams::holdClosedOnes();
     QStringList arguments;
     for (int i = 0; i < argc; ++i)
         arguments.append(QString::fromLocal8Bit(argv[i]));

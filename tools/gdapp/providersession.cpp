@@ -18,7 +18,7 @@ const QString SettingsGroup = QStringLiteral("gdapp");
 } // namespace
 
 ProviderSession::ProviderSession(const Options &options)
-    : m_options(options), m_grantWatch(SettingsGroup)
+    : m_options(options), m_exchanges(options.timeout), m_grantWatch(SettingsGroup)
 {
 }
 
@@ -81,10 +81,15 @@ bool ProviderSession::trustCertificates(QString *why) const
     return true;
 }
 
-// The flow waits for its answer in loops of its own, which this ends all at once.
+// The flow waits for its answer in loops of its own, which this ends all at once. A sign-in
+// service that could not be reached, or failed, has refused nobody: the stored sign-in that the
+// flow empties after any failed token request is put back once the flow is done with it.
 void ProviderSession::giveUp(const QString &why)
 {
     m_consentFailure = why;
+    const ExchangeFailure failure = m_exchanges.lastFailure();
+    if (failure.isOutage())
+        m_outage = failure;
     QCoreApplication::exit(NotAuthorised);
 }
 
@@ -92,21 +97,31 @@ std::unique_ptr<CloudFile> ProviderSession::cloudFile(const QUrl &url, QString *
 {
     if (!m_server && !load(why, exitCode))
         return nullptr;
+    m_exchanges.forget();
     m_grantWatch.start();
     std::unique_ptr<CloudFile> file(m_server->cloudFile(url));
     m_grantWatch.stop();
-    if (!file) {
-        *why = QStringLiteral("not authorised: %1")
-                       .arg(m_consentFailure.isEmpty()
-                                    ? QStringLiteral("the authorisation did not go through")
-                                    : m_consentFailure);
-        *exitCode = NotAuthorised;
+    if (file)
+        return file;
+    if (!m_outage.isNull()) {
+        m_grantWatch.restore();
+        *why = m_outage.describe(QStringLiteral("the sign-in service"))
+                + QStringLiteral("; the sign-in is kept for the next command");
+        *exitCode = ServiceError;
+        return nullptr;
     }
-    return file;
+    *why = QStringLiteral("not authorised: %1")
+                   .arg(m_consentFailure.isEmpty()
+                                ? QStringLiteral("the authorisation did not go through")
+                                : m_consentFailure);
+    *exitCode = NotAuthorised;
+    return nullptr;
 }
 
 bool ProviderSession::forgetAuthorisation(QString *error)
 {
+    if (!SettingsFile::protect(error))
+        return false;
     QSettings settings;
     settings.remove(SettingsGroup);
     settings.sync();

@@ -6,6 +6,8 @@
 #define PROVIDERSESSION_H
 
 #include "consenthandler.h"
+#include "exchangefailure.h"
+#include "exchangewatch.h"
 #include "grantwatch.h"
 #include "pluginlocator.h"
 
@@ -17,8 +19,9 @@ class CloudFile;
 class ServerInterface;
 
 // The storage provider as a host holds it: the plug-in found and loaded on first need, consent
-// requests answered the way the user chose, the settings that keep the tokens private, and the
-// plug-in's root object deleted before the application goes.
+// requests answered the way the user chose, the settings that keep the tokens private, every
+// exchange watched for stalls, the user's sign-in kept through an outage, and the plug-in's root
+// object deleted before the application goes.
 class ProviderSession
 {
 public:
@@ -28,6 +31,7 @@ public:
         ConsentHandler::Mode consent = ConsentHandler::Browser;
         QString browserCommand; // empty: GDAPP_BROWSER, then the desktop's browser
         QString caFile; // certificates to trust besides the system's; empty: GDAPP_CA_FILE
+        int timeout = 0; // seconds an exchange may go without moving data; 0: no limit
     };
 
     explicit ProviderSession(const Options &options);
@@ -38,6 +42,7 @@ public:
     std::unique_ptr<CloudFile> cloudFile(const QUrl &url, QString *why, int *exitCode);
     // Removes the stored tokens (the settings group of the provider's scheme).
     static bool forgetAuthorisation(QString *error);
+    const ExchangeWatch &exchanges() const { return m_exchanges; }
 
 private:
     bool load(QString *why, int *exitCode);
@@ -49,8 +54,10 @@ private:
     std::unique_ptr<PluginLocator> m_locator;
     ServerInterface *m_server = nullptr;
     std::unique_ptr<ConsentHandler> m_consent;
+    ExchangeWatch m_exchanges;
     GrantWatch m_grantWatch;
     QString m_consentFailure;
+    ExchangeFailure m_outage;
 };
 
 #endif // PROVIDERSESSION_H

@@ -4,7 +4,9 @@
 
 #include "reporter.h"
 
+#include "cloudfile.h"
 #include "cloudfileerror.h"
+#include "exchangewatch.h"
 
 QTextStream &Reporter::out()
 {
@@ -34,6 +36,10 @@ int Reporter::fail(const QString &message, int exitCode) const
 
 int Reporter::fail(const QString &what, const CloudFile &file) const
 {
+    const ExchangeFailure failure = m_exchanges ? m_exchanges->lastFailure() : ExchangeFailure();
+    if (failure.explains(file.errorString()))
+        return fail(what + QStringLiteral(": ") + failure.describe(QStringLiteral("the service")),
+                    ServiceError);
     const CloudFileError error(file);
     return fail(what + QStringLiteral(": ") + error.describe(), error.exitCode());
 }

@@ -9,6 +9,7 @@
 #include <QTextStream>
 
 class CloudFile;
+class ExchangeWatch;
 
 // gdapp's voice: results on standard output, failures on standard error as
 // "gdapp: COMMAND: message". Each failure returns the exit status that goes with it.
@@ -16,6 +17,9 @@ class Reporter
 {
 public:
     void setCommand(const QString &command) { m_command = command; }
+    // What the host saw on the network, which tells more than the plug-in's text when an
+    // exchange stalled or a proxy failed.
+    void setExchanges(const ExchangeWatch *exchanges) { m_exchanges = exchanges; }
 
     static QTextStream &out();
     static QTextStream &err();
@@ -27,6 +31,7 @@ public:
 
 private:
     QString m_command;
+    const ExchangeWatch *m_exchanges = nullptr;
 };
 
 #endif // REPORTER_H

@@ -34,6 +34,11 @@ bool SettingsFile::protect(QString *error)
         *error = QStringLiteral("cannot make the settings folder %1").arg(folder);
         return false;
     }
+    // A folder, say, would be made private, and the tokens never stored.
+    if (file.exists() && !QFileInfo(file).isFile()) {
+        *error = QStringLiteral("the settings file %1 is not a file").arg(file.fileName());
+        return false;
+    }
     if (!file.exists() && !file.open(QIODevice::WriteOnly | QIODevice::NewOnly, OwnerOnlyFile)) {
         *error = QStringLiteral("cannot make %1: %2").arg(file.fileName(), file.errorString());
         return false;

@@ -1,0 +1,308 @@
+// SPDX-FileCopyrightText: 2026 Tarnwick developers <dev@tarnwick.invalid>
+//
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "emulatorprocess.h"
+#include "forwardproxy.h"
+#include "gdapprunner.h"
+#include "loggedrequest.h"
+#include "privatenetwork.h"
+#include "tlsfrontend.h"
+
+#include <QCryptographicHash>
+#include <QElapsedTimer>
+#include <QRandomGenerator>
+#include <QTemporaryDir>
+#include <QtTest>
+
+namespace {
+using Run = GdappRunner::Run;
+// Qt sends nothing for a loopback address through a proxy: the service goes by this name, which
+// the test's own hosts file maps to 127.0.0.1.
+const QString ServiceName = QStringLiteral("drive.gdapp.test");
+const QStringList ProxyVariables { "http_proxy", "HTTP_PROXY", "https_proxy", "HTTPS_PROXY",
+                                   "all_proxy",  "ALL_PROXY",  "no_proxy",    "NO_PROXY" };
+// How long a command that fails on its proxy may take: it ends at once, give or take a slow
+// sanitizer build.
+constexpr qint64 FailureBound = 20000;
+
+QByteArray md5Of(const QByteArray &data)
+{
+    return QCryptographicHash::hash(data, QCryptographicHash::Md5).toHex();
+}
+} // namespace
+
+// gdapp behind an HTTP proxy (Debian's tinyproxy), over TLS through nginx and over plain HTTP,
+// in network and mount namespaces of the test's own. The proxy is chosen as curl chooses it;
+// one that fails ends the command at once, names itself, and costs the user nothing.
+class TestProxy : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit TestProxy(const QString &isolation) : m_isolation(isolation) { }
+
+private slots:
+    void initTestCase();
+
+    void sessionThroughTheProxy();
+    void proxyChoice_data();
+    void proxyChoice();
+    void proxyFailures_data();
+    void proxyFailures();
+
+private:
+    // gdapp with the test's settings, the service under its name, over TLS or not, and the
+    // proxy variables given (and those only).
+    Run gdapp(const QStringList &arguments, const QStringList &variables, bool tls = true,
+              const QString &config = QString()) const;
+    QUrl serviceUrl(bool tls) const;
+    // "{proxy}", "{guarded}" (the proxy that wants credentials) and "{nothing}" (a port nobody
+    // listens on) as host:port; "{service}" as the TLS service's origin.
+    QString expand(QString text) const;
+    QByteArray storedRefreshToken() const;
+    int consentsSince(int mark);
+
+    QString m_isolation;
+    EmulatorProcess m_emulator;
+    TlsFrontEnd m_frontEnd;
+    ForwardProxy m_proxy;
+    ForwardProxy m_guarded;
+    QTemporaryDir m_config;
+    QTemporaryDir m_work;
+    quint16 m_nothing = 0;
+};
+
+void TestProxy::initTestCase()
+{
+    if (!m_isolation.isEmpty())
+        QSKIP(qPrintable(m_isolation));
+    QVERIFY(m_config.isValid() && m_work.isValid());
+    QVERIFY(m_emulator.start({ QStringLiteral("--auto-approve") }));
+    if (!m_frontEnd.start(m_emulator.port(), ServiceName))
+        QSKIP(qPrintable(QStringLiteral("no TLS front end: ") + m_frontEnd.errorString()));
+    if (!m_proxy.start() || !m_guarded.start(QStringLiteral("gdapp"), QStringLiteral("s3cret")))
+        QSKIP(qPrintable(QStringLiteral("no proxy: ") + m_proxy.errorString()
+                         + m_guarded.errorString()));
+    m_nothing = BackgroundProgram::freePort();
+    const Run login = gdapp({ QStringLiteral("login") }, {});
+    QVERIFY2(login.exitCode == 0, login.err.constData());
+}
+
+QUrl TestProxy::serviceUrl(bool tls) const
+{
+    QUrl url = tls ? m_frontEnd.url() : m_emulator.url();
+    url.setHost(ServiceName);
+    return url;
+}
+
+QString TestProxy::expand(QString text) const
+{
+    return text.replace(QLatin1String("{proxy}"), m_proxy.url().authority())
+            .replace(QLatin1String("{guarded}"), m_guarded.url().authority())
+            .replace(QLatin1String("{nothing}"), QStringLiteral("127.0.0.1:%1").arg(m_nothing))
+            .replace(QLatin1String("{service}"), serviceUrl(true).toString());
+}
+
+GdappRunner::Run TestProxy::gdapp(const QStringList &arguments, const QStringList &variables,
+                                  bool tls, const QString &config) const
+{
+    GdappRunner runner(QStringLiteral(GDAPP_PROGRAM));
+    runner.setWorkingDirectory(m_work.path());
+    QProcessEnvironment environment = GdappRunner::environmentFor(
+            serviceUrl(tls), config.isEmpty() ? m_config.path() : config);
+    environment.insert(QStringLiteral("GDAPP_CA_FILE"), m_frontEnd.caFile());
+    for (const QString &name : ProxyVariables)
+        environment.remove(name);
+    for (const QString &variable : variables)
+        environment.insert(variable.section(QLatin1Char('='), 0, 0),
+                           expand(variable.section(QLatin1Char('='), 1)));
+    runner.setEnvironment(environment);
+    QStringList expanded;
+    for (const QString &argument : arguments)
+        expanded.append(expand(argument));
+    return runner.run(expanded);
+}
+
+QByteArray TestProxy::storedRefreshToken() const
+{
+    return GdappRunner::storedRefreshToken(m_config.path());
+}
+
+int TestProxy::consentsSince(int mark)
+{
+    int count = 0;
+    for (const LoggedRequest &request : LoggedRequest::list(m_emulator.requests(mark)))
+        count += request.path() == QLatin1String("/o/oauth2/v2/auth");
+    return count;
+}
+
+// A whole session over TLS through the proxy: every command tunnels to the service under its
+// name, and the consent's answer goes straight to the loopback listener.
+void TestProxy::sessionThroughTheProxy()
+{
+    QByteArray content(1024 * 1024, Qt::Uninitialized);
+    QRandomGenerator::global()->fillRange(reinterpret_cast<quint32 *>(content.data()),
+                                          content.size() / 4);
+    QFile local(QDir(m_work.path()).filePath(QStringLiteral("report.bin")));
+    QVERIFY(local.open(QIODevice::WriteOnly) && local.write(content) == content.size());
+    local.close();
+
+    const QList<QStringList> session {
+        { "login" },
+        { "put", "report.bin", "gdapp:/report.bin" },
+        { "get", "gdapp:/report.bin", "back.bin" },
+        { "mv", "gdapp:/report.bin", "gdapp:/old.bin" },
+        { "rm", "gdapp:/old.bin" },
+    };
+    QTemporaryDir config;
+    const int tunnels = m_proxy.requests().size();
+    const int mark = m_emulator.nextRequest();
+    for (const QStringList &command : session) {
+        const Run run = gdapp(command, { QStringLiteral("https_proxy=http://{proxy}") }, true,
+                              config.path());
+        QVERIFY2(run.exitCode == 0, run.err.constData());
+    }
+    QFile back(QDir(m_work.path()).filePath(QStringLiteral("back.bin")));
+    QVERIFY(back.open(QIODevice::ReadOnly));
+    QCOMPARE(md5Of(back.readAll()), md5Of(content));
+    QVERIFY(m_emulator.files().isEmpty());
+
+    const QStringList relayed = m_proxy.requests().mid(tunnels);
+    QVERIFY(relayed.size() >= session.size());
+    const QString tunnel =
+            QStringLiteral("CONNECT %1:%2 HTTP/1.1").arg(ServiceName).arg(m_frontEnd.url().port());
+    for (const QString &request : relayed)
+        QCOMPARE(request, tunnel);
+    QStringList served;
+    for (const LoggedRequest &request : LoggedRequest::list(m_emulator.requests(mark)))
+        served.append(request.method() + QLatin1Char(' ') + request.path().section('/', 1, 2));
+    for (const char *expected : { "GET o/oauth2", "POST o/oauth2", "POST upload/drive",
+                                  "GET drive/v3", "PATCH drive/v3", "DELETE drive/v3" })
+        QVERIFY2(served.contains(QLatin1String(expected)), expected);
+}
+
+void TestProxy::proxyChoice_data()
+{
+    QTest::addColumn<QStringList>("variables");
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<bool>("tls");
+    QTest::addColumn<QString>("through"); // "proxy", "guarded" or "" for none
+
+    const QStringList none;
+    QTest::newRow("http_proxy for HTTP")
+            << QStringList { "http_proxy=http://{proxy}" } << none << false << "proxy";
+    QTest::newRow("HTTP_PROXY is not read")
+            << QStringList { "HTTP_PROXY=http://{proxy}" } << none << false << "";
+    QTest::newRow("HTTPS_PROXY") << QStringList { "HTTPS_PROXY=http://{proxy}" } << none << true
+                                 << "proxy";
+    QTest::newRow("ALL_PROXY") << QStringList { "ALL_PROXY={proxy}" } << none << true << "proxy";
+    QTest::newRow("no_proxy goes around it")
+            << QStringList { "https_proxy=http://{proxy}", "no_proxy=localhost,gdapp.test" } << none
+            << true << "";
+    QTest::newRow("NO_PROXY goes around it")
+            << QStringList { "all_proxy=http://{proxy}", "NO_PROXY=.gdapp.test" } << none << false
+            << "";
+    QTest::newRow("--proxy") << none << QStringList { "--proxy", "{proxy}" } << true << "proxy";
+    QTest::newRow("--proxy over the variables")
+            << QStringList { "https_proxy=http://{nothing}" }
+            << QStringList { "--proxy", "http://{proxy}" } << true << "proxy";
+    QTest::newRow("--no-proxy") << QStringList { "https_proxy=http://{proxy}" }
+                                << QStringList { "--no-proxy" } << true << "";
+    QTest::newRow("credentials, percent-encoded")
+            << QStringList { "https_proxy=http://gd%61pp:s3cr%65t@{guarded}" } << none << true
+            << "guarded";
+}
+
+// Which proxy each request takes, if any, and what --verbose says of it.
+void TestProxy::proxyChoice()
+{
+    QFETCH(QStringList, variables);
+    QFETCH(QStringList, options);
+    QFETCH(bool, tls);
+    QFETCH(QString, through);
+
+    const int open = m_proxy.requests().size();
+    const int guarded = m_guarded.requests().size();
+    const Run run = gdapp(QStringList { QStringLiteral("--verbose") } + options
+                                  + QStringList { QStringLiteral("ls") },
+                          variables, tls);
+    QVERIFY2(run.exitCode == 0, run.err.constData());
+    QCOMPARE(m_proxy.requests().size() > open, through == QLatin1String("proxy"));
+    QCOMPARE(m_guarded.requests().size() > guarded, through == QLatin1String("guarded"));
+    const QString origin = serviceUrl(tls).toString();
+    const QString said = through.isEmpty()
+            ? QStringLiteral("%1: directly").arg(origin)
+            : QStringLiteral("%1: through the proxy http://").arg(origin);
+    QVERIFY2(QString::fromUtf8(run.err).contains(said), run.err.constData());
+}
+
+void TestProxy::proxyFailures_data()
+{
+    QTest::addColumn<QStringList>("variables");
+    QTest::addColumn<bool>("tls");
+    QTest::addColumn<QStringList>("says");
+
+    QTest::newRow("a proxy that is not there")
+            << QStringList { "https_proxy=http://{nothing}" } << true
+            << QStringList { "through the proxy http://{nothing}: ", "refused" };
+    QTest::newRow("credentials refused")
+            << QStringList { "https_proxy=http://gdapp:wrong@{guarded}" } << true
+            << QStringList { "through the proxy http://gdapp@{guarded}: " };
+    // tinyproxy refuses credentials with 401, which Qt takes for the service's. Qt 6.11 (at
+    // least) does not get that far: it loses a request with a body that a proxy answered 407 and
+    // closed the connection on, and says the connection closed.
+    QTest::newRow("credentials refused over plain HTTP")
+            << QStringList { "http_proxy=http://gdapp:wrong@{guarded}" } << false << QStringList
+    {
+        "through the proxy http://gdapp@{guarded}: ",
+#if QT_VERSION < QT_VERSION_CHECK(6, 11, 0)
+                "refused the credentials"
+#else
+                "Connection closed"
+#endif
+    };
+    QTest::newRow("no credentials")
+            << QStringList { "https_proxy=http://{guarded}" } << true
+            << QStringList { "through the proxy http://{guarded}: ", "asks for credentials" };
+    QTest::newRow("a service the proxy cannot reach")
+            << QStringList { "https_proxy=http://{proxy}",
+                             "GDAPP_OAUTH_URL=https://drive.gdapp.test:1" }
+            << true << QStringList { "through the proxy http://{proxy}" };
+}
+
+// A failing proxy ends the command with exit 5 and its name, at once, and leaves the stored
+// sign-in byte for byte as it was: through a working proxy, the next command needs no consent.
+void TestProxy::proxyFailures()
+{
+    QFETCH(QStringList, variables);
+    QFETCH(bool, tls);
+    QFETCH(QStringList, says);
+
+    const QByteArray refreshToken = storedRefreshToken();
+    QElapsedTimer clock;
+    clock.start();
+    const Run run = gdapp({ QStringLiteral("ls") }, variables, tls);
+    QVERIFY2(clock.elapsed() < FailureBound, qPrintable(QString::number(clock.elapsed())));
+    QVERIFY2(run.exitCode == 5, run.err.constData());
+    for (const QString &words : says)
+        QVERIFY2(run.err.contains(expand(words).toUtf8()), run.err.constData());
+    QCOMPARE(storedRefreshToken(), refreshToken);
+
+    const int mark = m_emulator.nextRequest();
+    const Run next = gdapp({ QStringLiteral("ls") }, { QStringLiteral("all_proxy={proxy}") }, tls);
+    QVERIFY2(next.exitCode == 0, next.err.constData());
+    QCOMPARE(consentsSince(mark), 0);
+}
+
+int main(int argc, char *argv[])
+{
+    // Before anything starts a thread.
+    const QString isolation = PrivateNetwork::enter({ ServiceName });
+    QCoreApplication application(argc, argv);
+    TestProxy test(isolation);
+    QTEST_SET_MAIN_SOURCE_PATH
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_proxy.moc"

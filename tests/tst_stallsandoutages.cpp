@@ -1,0 +1,275 @@
+// SPDX-FileCopyrightText: 2026 Tarnwick developers <dev@tarnwick.invalid>
+//
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "emulatorprocess.h"
+#include "gdapprunner.h"
+#include "loggedrequest.h"
+#include "o2settingsstore.h"
+
+#include <QCryptographicHash>
+#include <QElapsedTimer>
+#include <QRandomGenerator>
+#include <QTemporaryDir>
+#include <QtTest>
+
+namespace {
+using Run = GdappRunner::Run;
+const QString Consent = QStringLiteral("/o/oauth2/v2/auth");
+const QString TokenEndpoint = QStringLiteral("/o/oauth2/token");
+// Short, to keep the suite quick; the bound on how long a stalled command may take is several
+// times longer, for the sanitizer builds.
+constexpr int Timeout = 5;
+constexpr qint64 StalledCommandBound = 4 * Timeout * 1000;
+// A delay that no command outlasts.
+constexpr int Forever = 600000;
+} // namespace
+
+// gdapp on a network that stalls or goes away: an exchange that moves no data for --timeout ends
+// the command with exit 5 and leaves nothing behind, a slow one that moves is never cut, and a
+// sign-in service that cannot be reached, or fails, does not cost the user the sign-in.
+class TestStallsAndOutages : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void init();
+
+    void stalledExchangesEnd_data();
+    void stalledExchangesEnd();
+    void slowTransferIsNeverCut();
+    void outagesKeepTheSignIn_data();
+    void outagesKeepTheSignIn();
+    void serviceStoppedMidCommand();
+
+private:
+    Run gdapp(const QStringList &arguments, qint64 *took = nullptr) const;
+    // The stored refresh token as the settings file holds it: enciphered, byte for byte.
+    QByteArray storedRefreshToken() const;
+    // The same, deciphered: a refresh stores it again, enciphered anew.
+    QString signIn() const;
+    QStringList localFiles() const;
+    int consentsSince(int mark);
+    bool startEmulator(quint16 port = 0);
+
+    EmulatorProcess m_emulator;
+    QTemporaryDir m_data;
+    QTemporaryDir m_config;
+    QTemporaryDir m_work;
+};
+
+bool TestStallsAndOutages::startEmulator(quint16 port)
+{
+    QStringList arguments { QStringLiteral("--auto-approve"), QStringLiteral("--data"),
+                            m_data.path() };
+    if (port)
+        arguments << QStringLiteral("--port") << QString::number(port);
+    return m_emulator.start(arguments);
+}
+
+void TestStallsAndOutages::initTestCase()
+{
+    QVERIFY(m_data.isValid() && m_config.isValid() && m_work.isValid());
+    QVERIFY(startEmulator());
+    const Run login = gdapp({ QStringLiteral("login") });
+    QVERIFY2(login.exitCode == 0, login.err.constData());
+}
+
+void TestStallsAndOutages::init()
+{
+    m_emulator.control("DELETE", QStringLiteral("faults"));
+    m_emulator.control("DELETE", QStringLiteral("files"));
+    for (const QString &name : localFiles())
+        QFile::remove(QDir(m_work.path()).filePath(name));
+}
+
+GdappRunner::Run TestStallsAndOutages::gdapp(const QStringList &arguments, qint64 *took) const
+{
+    GdappRunner runner(QStringLiteral(GDAPP_PROGRAM));
+    runner.setEnvironment(GdappRunner::environmentFor(m_emulator.url(), m_config.path()));
+    runner.setWorkingDirectory(m_work.path());
+    QElapsedTimer clock;
+    clock.start();
+    const Run run = runner.run(arguments);
+    if (took)
+        *took = clock.elapsed();
+    return run;
+}
+
+QByteArray TestStallsAndOutages::storedRefreshToken() const
+{
+    return GdappRunner::storedRefreshToken(m_config.path());
+}
+
+QString TestStallsAndOutages::signIn() const
+{
+    auto *settings = new QSettings(m_config.filePath(QStringLiteral("Tarnwick/gdapp.conf")),
+                                   QSettings::IniFormat);
+    return O2SettingsStore(settings, QStringLiteral("K72R31D48P06"), nullptr)
+            .value(QStringLiteral("gdapp/refreshtoken"), QString());
+}
+
+QStringList TestStallsAndOutages::localFiles() const
+{
+    return QDir(m_work.path()).entryList(QDir::Files | QDir::Hidden);
+}
+
+int TestStallsAndOutages::consentsSince(int mark)
+{
+    int count = 0;
+    for (const LoggedRequest &request : LoggedRequest::list(m_emulator.requests(mark)))
+        count += request.path() == Consent;
+    return count;
+}
+
+void TestStallsAndOutages::stalledExchangesEnd_data()
+{
+    QTest::addColumn<QJsonObject>("fault");
+    QTest::addColumn<QStringList>("command");
+    QTest::addColumn<QString>("says");
+
+    const QString service = QStringLiteral("no answer from the service in %1 s").arg(Timeout);
+    QTest::newRow("listing") << json(R"({"method": "GET", "path": "/drive/v3/files"})")
+                             << QStringList { "ls", "gdapp:/docs" } << service;
+    QTest::newRow("download") << json(R"({"path": "/drive/v3/files/*", "query": "alt=media"})")
+                              << QStringList { "get", "gdapp:/docs/a.txt", "a.txt" } << service;
+    QTest::newRow("answer to an upload")
+            << json(R"({"path": "/upload/drive/v3/files*"})")
+            << QStringList { "put", "local.txt", "gdapp:/docs/a.txt" } << service;
+    QTest::newRow("token refresh")
+            << json(R"({"path": "/o/oauth2/token"})") << QStringList { "ls" }
+            << QStringLiteral("no answer from the sign-in service in %1 s").arg(Timeout);
+}
+
+// Each stalled exchange ends the command: exit 5, what stalled, no local file made, the stored
+// sign-in kept.
+void TestStallsAndOutages::stalledExchangesEnd()
+{
+    QFETCH(QJsonObject, fault);
+    QFETCH(QStringList, command);
+    QFETCH(QString, says);
+
+    m_emulator.seedFile(QStringLiteral("/docs/a.txt"), "remote");
+    QFile local(QDir(m_work.path()).filePath(QStringLiteral("local.txt")));
+    QVERIFY(local.open(QIODevice::WriteOnly) && local.write("local") == 5);
+    local.close();
+    fault.insert(QStringLiteral("delayMs"), Forever);
+    m_emulator.addFault(fault);
+    const QString before = signIn();
+    QVERIFY(!before.isEmpty());
+
+    qint64 took = 0;
+    const Run run = gdapp(
+            QStringList { QStringLiteral("--timeout"), QString::number(Timeout) } + command, &took);
+    QVERIFY2(run.exitCode == 5 && run.err.contains(says.toUtf8()), run.err.constData());
+    QVERIFY2(took < StalledCommandBound, qPrintable(QString::number(took)));
+    QCOMPARE(localFiles(), QStringList(QStringLiteral("local.txt")));
+    QCOMPARE(signIn(), before);
+}
+
+// An upload the service reads slowly takes several times the time-out, and goes through. The
+// rate leaves the data the system takes in at once (its send and receive buffers, a few MiB)
+// well under a time-out's worth: the host sees the upload move only as the system takes data.
+void TestStallsAndOutages::slowTransferIsNeverCut()
+{
+    constexpr int ShortTimeout = 3;
+    constexpr qint64 Rate = 4 * 1024 * 1024;
+    QByteArray content(8 * Rate, Qt::Uninitialized);
+    QRandomGenerator::global()->fillRange(reinterpret_cast<quint32 *>(content.data()),
+                                          content.size() / 4);
+    QFile local(QDir(m_work.path()).filePath(QStringLiteral("slow.bin")));
+    QVERIFY(local.open(QIODevice::WriteOnly) && local.write(content) == content.size());
+    local.close();
+    m_emulator.addFault({ { QStringLiteral("path"), QStringLiteral("/upload/drive/v3/files*") },
+                          { QStringLiteral("action"), QStringLiteral("throttle") },
+                          { QStringLiteral("bytesPerSecond"), Rate } });
+
+    qint64 took = 0;
+    const Run run = gdapp({ QStringLiteral("--timeout"), QString::number(ShortTimeout),
+                            QStringLiteral("put"), QStringLiteral("slow.bin"),
+                            QStringLiteral("gdapp:/slow.bin") },
+                          &took);
+    QVERIFY2(run.exitCode == 0, run.err.constData());
+    QVERIFY2(took > ShortTimeout * 1000, "the upload went too fast to tell anything");
+    QCOMPARE(m_emulator.fileAt(QStringLiteral("/slow.bin"))
+                     .value(QStringLiteral("md5Checksum"))
+                     .toString()
+                     .toLatin1(),
+             QCryptographicHash::hash(content, QCryptographicHash::Md5).toHex());
+}
+
+void TestStallsAndOutages::outagesKeepTheSignIn_data()
+{
+    QTest::addColumn<QJsonObject>("fault");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QString>("says");
+    QTest::addColumn<bool>("signInKept");
+
+    QTest::newRow("sign-in service unavailable")
+            << json(R"({"path": "/o/oauth2/token", "status": 503})") << 5
+            << "the sign-in service failed: 503 Service Unavailable" << true;
+    QTest::newRow("no answer at all")
+            << json(R"({"path": "/o/oauth2/token", "action": "drop", "count": -1})") << 5
+            << "cannot reach the sign-in service" << true;
+    // The service refused the stored sign-in: it is emptied, and a new consent given (here by
+    // the emulator itself).
+    QTest::newRow("refresh refused") << json(R"({"path": "/o/oauth2/token", "status": 400})") << 0
+                                     << "Authorisation needed" << false;
+}
+
+// When the sign-in service cannot be reached, or fails, the stored refresh token stays as it
+// was, and the next command, with the service back, needs no consent.
+void TestStallsAndOutages::outagesKeepTheSignIn()
+{
+    QFETCH(QJsonObject, fault);
+    QFETCH(QString, says);
+    QFETCH(bool, signInKept);
+
+    m_emulator.addFault(fault);
+    const QByteArray refreshToken = storedRefreshToken();
+    const Run run = gdapp({ QStringLiteral("ls") });
+    QTEST(run.exitCode, "exitCode");
+    QVERIFY2(run.err.contains(says.toUtf8()), run.err.constData());
+    QCOMPARE(storedRefreshToken() == refreshToken, signInKept);
+
+    m_emulator.control("DELETE", QStringLiteral("faults"));
+    const int mark = m_emulator.nextRequest();
+    const Run next = gdapp({ QStringLiteral("ls") });
+    QVERIFY2(next.exitCode == 0, next.err.constData());
+    QCOMPARE(consentsSince(mark), 0);
+}
+
+// The service goes away while gdapp waits for the token, then comes back.
+void TestStallsAndOutages::serviceStoppedMidCommand()
+{
+    m_emulator.addFault(json(R"({"path": "/o/oauth2/token", "delayMs": 600000})"));
+    const QByteArray refreshToken = storedRefreshToken();
+    const int mark = m_emulator.nextRequest();
+    QProcess waiting;
+    waiting.setProcessEnvironment(GdappRunner::environmentFor(m_emulator.url(), m_config.path()));
+    waiting.start(QStringLiteral(GDAPP_PROGRAM),
+                  { QStringLiteral("--consent"), QStringLiteral("fetch"), QStringLiteral("ls") });
+    QTRY_VERIFY_WITH_TIMEOUT(!m_emulator.requests(mark).isEmpty(), 30000);
+
+    const quint16 port = m_emulator.port();
+    m_emulator.stop();
+    QVERIFY(waiting.waitForFinished(30000));
+    QCOMPARE(waiting.exitCode(), 5);
+    QVERIFY2(waiting.readAllStandardError().contains("cannot reach the sign-in service"),
+             "the outage is told as one");
+    QCOMPARE(storedRefreshToken(), refreshToken);
+
+    // Stopped, it is no more reachable; back, it refreshes without a consent.
+    const Run stopped = gdapp({ QStringLiteral("ls") });
+    QVERIFY2(stopped.exitCode == 5 && stopped.err.contains("cannot reach the sign-in service"),
+             stopped.err.constData());
+    QCOMPARE(storedRefreshToken(), refreshToken);
+    QVERIFY(startEmulator(port));
+    const Run back = gdapp({ QStringLiteral("ls") });
+    QVERIFY2(back.exitCode == 0, back.err.constData());
+    QCOMPARE(consentsSince(0), 0);
+}
+
+QTEST_GUILESS_MAIN(TestStallsAndOutages)
+#include "tst_stallsandoutages.moc"
