@@ -58,6 +58,7 @@ const Catalogued Catalogue[] = {
     { 503, "backendError", "The service is currently unavailable.", nullptr },
     { 500, "backendError", "The emulator could not save the change.", nullptr },
 };
+static_assert(std::size(Catalogue) == DriveError::NotSaved + 1, "a row for each answer");
 
 QString filled(const char *text, const QString &argument)
 {
