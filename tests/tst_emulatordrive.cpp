@@ -15,9 +15,10 @@ void row(const char *name, const QString &request, int status, const QString &ch
     Exchange::row(name, request, status, checks, steps);
 }
 
+// A multipart body, its boundary quoted as client libraries write it.
 QString multipart(const char *metadata, const char *media)
 {
-    return QStringLiteral("\nContent-Type: multipart/related; boundary=b\n\n--b\n"
+    return QStringLiteral("\nContent-Type: multipart/related; boundary=\"b\"\n\n--b\n"
                           "Content-Type: application/json\n\n%1\n--b\nContent-Type: text/csv\n\n"
                           "%2\n--b--\n")
             .arg(QLatin1String(metadata), QLatin1String(media));

@@ -4,21 +4,20 @@
 
 // Token requests: bodies of any shape and type to the token endpoint, with a valid refresh
 // token and authorization code on offer so that the grant paths are reached too.
+#include "drivejournal.h"
 #include "httprequest.h"
 #include "oauthservice.h"
-#include "tokenregistry.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    static TokenRegistry tokens;
-    static OAuthService service(tokens,
-                                { QStringLiteral("client"), QStringLiteral("secret"), true });
+    static DriveJournal journal;
+    static OAuthService service(journal,
+                                { QStringLiteral("client"), QStringLiteral("secret"), true, 3599 });
     if (size == 0)
         return 0;
     HttpRequest request;
     request.method = "POST";
     request.target = request.path = "/o/oauth2/token";
-    request.version = "HTTP/1.1";
     static const char *const types[] = { "application/x-www-form-urlencoded", "application/json",
                                          "text/plain", "" };
     request.headers.append(qMakePair(QByteArray("Content-Type"), QByteArray(types[data[0] % 4])));

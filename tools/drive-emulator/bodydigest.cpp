@@ -25,23 +25,16 @@ std::shared_ptr<BodyDigest> BodyDigest::forBody(const HttpRequest &head)
 {
     if (head.body.size() < WorthAThread)
         return nullptr;
-    if (head.mediaType() != "multipart/related")
-        return std::make_shared<BodyDigest>(
-                head.body.constData(), head.body.size(), [](const QByteArray &) { return 0; }, 0);
-    const QByteArray boundary = head.contentTypeParameter("boundary");
-    return std::make_shared<BodyDigest>(
-            head.body.constData(), head.body.size(),
-            [boundary](const QByteArray &prefix) {
-                return MultipartBody::mediaOffsetIn(prefix, boundary);
-            },
-            MultipartTail);
+    return std::make_shared<BodyDigest>(head.body,
+                                        head.mediaType() == "multipart/related"
+                                                ? head.contentTypeParameter("boundary")
+                                                : QByteArray());
 }
 
-BodyDigest::BodyDigest(const char *body, qsizetype length, Locator locator, qsizetype tail)
-    : m_body(body),
-      m_length(length),
-      m_locator(std::move(locator)),
-      m_tail(tail),
+BodyDigest::BodyDigest(const QByteArray &body, const QByteArray &boundary)
+    : m_body(body.constData()),
+      m_length(body.size()),
+      m_boundary(boundary),
       m_hash(EVP_MD_CTX_new())
 {
     EVP_DigestInit_ex(m_hash, EVP_md5(), nullptr);
@@ -58,7 +51,8 @@ BodyDigest::~BodyDigest()
 // ends in it.
 qsizetype BodyDigest::hashable() const
 {
-    return m_start < 0 ? 0 : qMax(m_received - m_tail, m_hashed);
+    const qsizetype tail = m_boundary.isEmpty() ? 0 : MultipartTail;
+    return m_start < 0 ? 0 : qMax(m_received - tail, m_hashed);
 }
 
 void BodyDigest::received(qsizetype count)
@@ -67,7 +61,10 @@ void BodyDigest::received(qsizetype count)
     const bool located = m_start >= 0 || m_received > LocatingLimit;
     m_received = qBound(m_received, count, m_length);
     if (!located) {
-        m_start = m_locator(QByteArray::fromRawData(m_body, m_received));
+        m_start = m_boundary.isEmpty()
+                ? 0
+                : MultipartBody::mediaOffsetIn(QByteArray::fromRawData(m_body, m_received),
+                                               m_boundary);
         m_hashed = qMax<qsizetype>(m_start, 0);
     }
     m_changed.notify_one();
@@ -100,14 +97,14 @@ void BodyDigest::stop()
         m_thread.join();
 }
 
-QString BodyDigest::result(qsizetype start, qsizetype end)
+QString BodyDigest::result(const QByteArray &part)
 {
     stop();
-    if (m_done || start != m_start || end < m_hashed || end > m_received)
+    const qsizetype end = m_start + part.size();
+    if (m_start < 0 || part.constData() != m_body + m_start || end < m_hashed || end > m_received)
         return QString();
-    m_done = true;
+    m_start = -1; // taken
     EVP_DigestUpdate(m_hash, m_body + m_hashed, size_t(end - m_hashed));
-    m_hashed = end;
     unsigned char digest[EVP_MAX_MD_SIZE];
     unsigned int size = 0;
     EVP_DigestFinal_ex(m_hash, digest, &size);

@@ -9,7 +9,6 @@
 #include <QString>
 
 #include <condition_variable>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -17,42 +16,39 @@
 struct HttpRequest;
 struct evp_md_ctx_st;
 
-// The MD5 of part of a request body, computed on a thread of its own while the body arrives,
-// so that receiving and hashing overlap instead of following each other (the benchmarks upload
-// hundreds of MiB). The body is read where the connection writes it, a buffer of its full length
-// made before the first byte came; HttpRequest::md5() takes the result.
+// The MD5 of a request body, or of the media part of a multipart one, computed on a thread of its
+// own while the body arrives, so that receiving and hashing overlap instead of following each
+// other (the benchmarks upload hundreds of MiB). The body is read where the connection writes
+// it, a buffer of its full length made before the first byte came; HttpRequest::receivedMd5()
+// takes the result.
 //
-// The part starts where a locator finds it in what has arrived (0 for a whole body), within the
-// first 64 KiB or not at all, and ends where the caller says once the body is complete; until
-// then the last tail bytes are held back, as they may turn out to follow the part.
+// A media part is looked for in the first 64 KiB of the body. Its end is known only once the
+// body is complete, so until then the last bytes that may follow it are held back.
 class BodyDigest
 {
 public:
-    using Locator = std::function<qsizetype(const QByteArray &prefix)>; // -1: not yet
-
-    // For a request whose head has arrived and whose body's buffer is made: the whole body, or
-    // the media part of a multipart one, when the body is large enough to be worth a thread.
+    // For a request whose head has arrived and whose body's buffer is made, when the body is
+    // large enough to be worth a thread.
     static std::shared_ptr<BodyDigest> forBody(const HttpRequest &head);
 
-    BodyDigest(const char *body, qsizetype length, Locator locator, qsizetype tail);
+    // boundary: the multipart body's, or empty for a whole body.
+    BodyDigest(const QByteArray &body, const QByteArray &boundary);
     ~BodyDigest();
 
     // The first count bytes of the body are there (called by the thread that receives it).
     void received(qsizetype count);
-    // Stops the hashing thread; the body may be moved and trimmed from then on, not freed.
-    void stop();
-    // After stop(): the MD5 of bytes [start, end) of the body, in lower-case hex, or an empty
-    // string when that is not the part that was hashed (the caller then hashes it itself).
-    QString result(qsizetype start, qsizetype end);
+    // The MD5 of part, in lower-case hex, once the body is complete; empty when part is not what
+    // was hashed, a slice of the body (still in its buffer) that begins where hashing began.
+    QString result(const QByteArray &part);
 
 private:
+    void stop();
     void hashAsItArrives();
     qsizetype hashable() const; // with the lock held
 
     const char *m_body;
     const qsizetype m_length;
-    const Locator m_locator;
-    const qsizetype m_tail;
+    const QByteArray m_boundary;
     evp_md_ctx_st *m_hash;
     std::mutex m_mutex;
     std::condition_variable m_changed;
@@ -60,7 +56,6 @@ private:
     qsizetype m_start = -1;
     qsizetype m_hashed = 0;
     bool m_stopping = false;
-    bool m_done = false;
     std::thread m_thread;
 };
 

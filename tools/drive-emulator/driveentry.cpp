@@ -4,6 +4,7 @@
 
 #include "driveentry.h"
 
+#include <QCryptographicHash>
 #include <QJsonArray>
 
 QString rfc3339(const QDateTime &time)
@@ -24,8 +25,10 @@ QString randomText(QRandomGenerator &random, int length)
 void DriveEntry::setContent(const QByteArray &data, const QString &md5)
 {
     content = data;
-    blob = md5;
-    md5Checksum = md5;
+    blob = md5.isEmpty()
+            ? QString::fromLatin1(QCryptographicHash::hash(data, QCryptographicHash::Md5).toHex())
+            : md5;
+    md5Checksum = blob;
 }
 
 QJsonObject DriveEntry::resource() const
@@ -43,14 +46,12 @@ QJsonObject DriveEntry::resource() const
         { QStringLiteral("spaces"), QJsonArray { space } },
         { QStringLiteral("version"), QString::number(version) },
     };
-    if (hasContent()) {
-        object.insert(QStringLiteral("size"), QString::number(size()));
-        object.insert(QStringLiteral("quotaBytesUsed"), QString::number(size()));
-        if (!md5Checksum.isEmpty())
-            object.insert(QStringLiteral("md5Checksum"), md5Checksum);
-    } else {
-        object.insert(QStringLiteral("quotaBytesUsed"), QStringLiteral("0"));
-    }
+    const QString size = QString::number(reportedSize >= 0 ? reportedSize : content.size());
+    object.insert(QStringLiteral("quotaBytesUsed"), hasContent() ? size : QStringLiteral("0"));
+    if (hasContent())
+        object.insert(QStringLiteral("size"), size);
+    if (hasContent() && !md5Checksum.isEmpty())
+        object.insert(QStringLiteral("md5Checksum"), md5Checksum);
     return object;
 }
 
@@ -63,7 +64,6 @@ QJsonObject DriveEntry::record() const
         { QStringLiteral("parents"), QJsonArray::fromStringList(parents) },
         { QStringLiteral("md5"), md5Checksum },
         { QStringLiteral("blob"), blob },
-        { QStringLiteral("size"), QString::number(content.size()) },
         { QStringLiteral("created"), rfc3339(createdTime) },
         { QStringLiteral("modified"), rfc3339(modifiedTime) },
         { QStringLiteral("trashed"), trashed },
@@ -79,25 +79,24 @@ QJsonObject DriveEntry::record() const
 
 DriveEntry DriveEntry::fromRecord(const QJsonObject &record)
 {
+    const auto text = [&record](const char *key) {
+        return record.value(QLatin1String(key)).toString();
+    };
     DriveEntry entry;
-    entry.id = record.value(QStringLiteral("id")).toString();
-    entry.name = record.value(QStringLiteral("name")).toString();
-    entry.mimeType = record.value(QStringLiteral("mimeType")).toString();
-    for (const QJsonValue &parent : record.value(QStringLiteral("parents")).toArray())
-        entry.parents.append(parent.toString());
-    entry.md5Checksum = record.value(QStringLiteral("md5")).toString();
-    entry.reportedSize = record.value(QStringLiteral("reportedSize"))
-                                 .toString(QStringLiteral("-1"))
-                                 .toLongLong();
-    entry.blob = record.value(QStringLiteral("blob")).toString();
-    entry.createdTime = QDateTime::fromString(record.value(QStringLiteral("created")).toString(),
-                                              Qt::ISODateWithMs);
-    entry.modifiedTime = QDateTime::fromString(record.value(QStringLiteral("modified")).toString(),
-                                               Qt::ISODateWithMs);
-    entry.trashed = record.value(QStringLiteral("trashed")).toBool();
-    entry.explicitlyTrashed = record.value(QStringLiteral("explicitlyTrashed")).toBool();
-    entry.space = record.value(QStringLiteral("space")).toString();
-    entry.version = record.value(QStringLiteral("version")).toString().toLongLong();
-    entry.sequence = record.value(QStringLiteral("sequence")).toString().toLongLong();
+    entry.id = text("id");
+    entry.name = text("name");
+    entry.mimeType = text("mimeType");
+    entry.parents = record.value(QLatin1String("parents")).toVariant().toStringList();
+    entry.md5Checksum = text("md5");
+    entry.reportedSize =
+            record.value(QLatin1String("reportedSize")).toString(QStringLiteral("-1")).toLongLong();
+    entry.blob = text("blob");
+    entry.createdTime = QDateTime::fromString(text("created"), Qt::ISODateWithMs);
+    entry.modifiedTime = QDateTime::fromString(text("modified"), Qt::ISODateWithMs);
+    entry.trashed = record.value(QLatin1String("trashed")).toBool();
+    entry.explicitlyTrashed = record.value(QLatin1String("explicitlyTrashed")).toBool();
+    entry.space = text("space");
+    entry.version = text("version").toLongLong();
+    entry.sequence = text("sequence").toLongLong();
     return entry;
 }

@@ -40,15 +40,13 @@ struct DriveEntry
 
     bool isFolder() const { return mimeType == FolderMimeType; }
     // Documents of the office suite and folders carry no binary content.
-    bool isGoogleType() const
+    bool hasContent() const
     {
-        return mimeType.startsWith(QLatin1String("application/vnd.google-apps."));
+        return !mimeType.startsWith(QLatin1String("application/vnd.google-apps."));
     }
-    bool hasContent() const { return !isGoogleType(); }
-    qint64 size() const { return reportedSize >= 0 ? reportedSize : content.size(); }
 
-    // Sets the content with its checksum, which the caller may have computed while receiving.
-    void setContent(const QByteArray &data, const QString &md5);
+    // Sets the content with its checksum, computed here unless the caller knows it.
+    void setContent(const QByteArray &data, const QString &md5 = QString());
     // The file resource with every key the emulator knows, as the service spells it.
     QJsonObject resource() const;
     // What the journal keeps (everything but the content, which lives in a blob).

@@ -9,9 +9,6 @@
 #include <QJsonDocument>
 #include <QSaveFile>
 
-#include <cerrno>
-#include <cstring>
-
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -29,17 +26,12 @@ bool syncFolder(const QString &folder)
     return synced;
 }
 
-// A whole file or nothing, on disk with its name.
+// A whole file or nothing, on disk with its name (QSaveFile syncs the data before renaming).
 bool writeDurably(const QString &path, const QByteArray &data)
 {
     QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
-        return false;
-    if (file.write(data) != data.size() || !file.flush() || ::fsync(file.handle()) != 0) {
-        file.cancelWriting();
-        return false;
-    }
-    return file.commit() && syncFolder(QFileInfo(path).path());
+    return file.open(QIODevice::WriteOnly) && file.write(data) == data.size() && file.commit()
+            && syncFolder(QFileInfo(path).path());
 }
 
 QByteArray line(const QJsonObject &operation)
@@ -48,36 +40,19 @@ QByteArray line(const QJsonObject &operation)
 }
 } // namespace
 
-DriveJournal::DriveJournal() = default;
-
-DriveJournal::~DriveJournal()
-{
-    if (m_lock >= 0)
-        ::close(m_lock);
-}
-
-// A record lock: the system lets it go when the process ends, however it ends, and names the
-// process that holds it.
+// Only the holder's death lets the lock go, never its age: a lock file that outlives its process
+// names a process that is gone, which the next emulator sees.
 bool DriveJournal::lock(const QString &folder, QString *error)
 {
     m_folder = folder;
-    const QString path = QDir(folder).filePath(LockName);
     QDir().mkpath(folder);
-    m_lock = ::open(QFile::encodeName(path).constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    if (m_lock < 0) {
-        *error = QStringLiteral("cannot open %1: %2")
-                         .arg(path, QString::fromLocal8Bit(strerror(errno)));
-        return false;
-    }
-    struct flock region = {};
-    region.l_type = F_WRLCK;
-    region.l_whence = SEEK_SET;
-    if (::fcntl(m_lock, F_SETLK, &region) == 0)
+    m_lock = std::make_unique<QLockFile>(QDir(folder).filePath(LockName));
+    m_lock->setStaleLockTime(0);
+    if (m_lock->tryLock(0))
         return true;
-    ::fcntl(m_lock, F_GETLK, &region);
-    *error = QStringLiteral("the data folder %1 is in use by process %2")
-                     .arg(folder)
-                     .arg(region.l_pid);
+    qint64 holder = 0;
+    m_lock->getLockInfo(&holder, nullptr, nullptr);
+    *error = QStringLiteral("the data folder %1 is in use by process %2").arg(folder).arg(holder);
     return false;
 }
 
@@ -106,16 +81,15 @@ bool DriveJournal::open(QString *error)
     return true;
 }
 
-// Files were kept under "id" and deleted as "ids" before other records joined them.
+// Records are kept as the operation that put them. Files were kept under "id" and deleted as
+// "ids" before other records joined them.
 void DriveJournal::apply(const QJsonObject &operation)
 {
     const QString op = operation.value(QStringLiteral("op")).toString();
     if (op == QLatin1String("put")) {
-        QJsonObject record = operation;
-        record.remove(QStringLiteral("op"));
         m_live.insert(operation.value(QStringLiteral("key"))
                               .toString(operation.value(QStringLiteral("id")).toString()),
-                      record);
+                      operation);
     } else if (op == QLatin1String("delete")) {
         const QJsonValue keys = operation.value(QStringLiteral("keys"));
         for (const QJsonValue &key :
@@ -135,12 +109,11 @@ bool DriveJournal::append(const QJsonObject &operation)
     return true;
 }
 
-bool DriveJournal::put(const QString &key, const QJsonObject &record)
+bool DriveJournal::put(const QString &key, QJsonObject record)
 {
-    QJsonObject operation = record;
-    operation.insert(QStringLiteral("op"), QStringLiteral("put"));
-    operation.insert(QStringLiteral("key"), key);
-    return append(operation);
+    record.insert(QStringLiteral("op"), QStringLiteral("put"));
+    record.insert(QStringLiteral("key"), key);
+    return append(record);
 }
 
 bool DriveJournal::remove(const QStringList &keys)
@@ -159,23 +132,19 @@ bool DriveJournal::writeBlob(const QString &md5, const QByteArray &content)
     return !m_file.isOpen() || QFile::exists(blobPath(md5)) || writeDurably(blobPath(md5), content);
 }
 
-QByteArray DriveJournal::readBlob(const QString &md5, bool *ok) const
+std::optional<QByteArray> DriveJournal::readBlob(const QString &md5) const
 {
     QFile file(blobPath(md5));
-    *ok = file.open(QIODevice::ReadOnly);
-    return *ok ? file.readAll() : QByteArray();
+    return file.open(QIODevice::ReadOnly) ? std::optional(file.readAll()) : std::nullopt;
 }
 
 bool DriveJournal::compact()
 {
     QByteArray data;
     QSet<QString> blobs;
-    for (auto it = m_live.cbegin(); it != m_live.cend(); ++it) {
-        QJsonObject operation = it.value();
-        operation.insert(QStringLiteral("op"), QStringLiteral("put"));
-        operation.insert(QStringLiteral("key"), it.key());
-        data += line(operation);
-        blobs.insert(it->value(QStringLiteral("blob")).toString());
+    for (const QJsonObject &record : qAsConst(m_live)) {
+        data += line(record);
+        blobs.insert(record.value(QStringLiteral("blob")).toString());
     }
     if (!writeDurably(m_file.fileName(), data)
         || !m_file.open(QIODevice::WriteOnly | QIODevice::Append))

@@ -7,7 +7,7 @@
 
 #include <QString>
 
-#include <memory>
+#include <functional>
 
 struct DriveEntry;
 
@@ -24,14 +24,13 @@ public:
     // An empty text matches everything.
     static DriveQuery parse(const QString &text);
 
-    bool isValid() const { return m_valid; }
-    bool matches(const DriveEntry &entry) const;
+    bool isValid() const { return bool(m_matches); }
+    bool matches(const DriveEntry &entry) const { return m_matches && m_matches(entry); }
 
-    struct Node;
+    using Predicate = std::function<bool(const DriveEntry &)>;
 
 private:
-    std::shared_ptr<const Node> m_root;
-    bool m_valid = true;
+    Predicate m_matches; // empty when the text is not a query
 };
 
 #endif // DRIVEQUERY_H

@@ -8,8 +8,8 @@
 #include "drivestore.h"
 #include "fieldselection.h"
 #include "multipartbody.h"
+#include "oauthservice.h"
 #include "serviceerror.h"
-#include "tokenregistry.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -17,67 +17,60 @@
 
 #include <algorithm>
 
+using namespace DriveError;
+
 namespace {
 constexpr int DefaultPageSize = 100;
 constexpr int MaxPageSize = 1000;
 
-const QStringList DefaultFileKeys { QStringLiteral("kind"), QStringLiteral("id"),
-                                    QStringLiteral("name"), QStringLiteral("mimeType") };
-const QStringList ListKeys { QStringLiteral("kind"), QStringLiteral("incompleteSearch"),
-                             QStringLiteral("files"), QStringLiteral("nextPageToken") };
 // What an update may change; the rest of the resource is the service's.
 const QStringList WritableKeys { QStringLiteral("name"), QStringLiteral("mimeType"),
                                  QStringLiteral("trashed"), QStringLiteral("modifiedTime") };
 
-// The keys a selection may name: those of the resource the emulator gives.
-const QStringList &fileKeys()
+// What an upload carries, as one reader finds it in a media or a multipart body.
+struct Upload
 {
-    static const QStringList keys = [] {
-        DriveEntry file;
-        file.md5Checksum = QStringLiteral("0");
-        return file.resource().keys();
-    }();
-    return keys;
+    QJsonObject metadata;
+    QByteArray content;
+    QString mediaType;
+};
+
+bool isListing(const HttpRequest &request)
+{
+    return request.method == "GET" && request.path == "/drive/v3/files";
 }
 
-QJsonObject brief(const QJsonObject &resource)
+// The selection that "fields" makes, or the service's default one.
+FieldSelection fieldsOf(const HttpRequest &request)
 {
-    QJsonObject answer;
-    for (const QString &key : DefaultFileKeys)
-        answer.insert(key, resource.value(key));
-    return answer;
+    const QString text = request.query.value(QStringLiteral("fields"));
+    const QString usual = isListing(request)
+            ? QStringLiteral("kind,incompleteSearch,nextPageToken,files(kind,id,name,mimeType)")
+            : QStringLiteral("kind,id,name,mimeType");
+    return FieldSelection::parse(text.isEmpty() ? usual : text).value_or(FieldSelection());
 }
 
 // Refuses a "fields" that names a key the answer cannot hold.
-std::optional<HttpResponse> checkFields(const HttpRequest &request, bool list)
+std::optional<HttpResponse> checkFields(const HttpRequest &request)
 {
-    const QString text = request.queryValue(QStringLiteral("fields"));
+    const QString text = request.query.value(QStringLiteral("fields"));
+    if (text.isEmpty())
+        return std::nullopt;
+    DriveEntry file;
+    file.md5Checksum = QStringLiteral("0");
+    const QJsonObject listing { { QStringLiteral("kind"), QString() },
+                                { QStringLiteral("incompleteSearch"), false },
+                                { QStringLiteral("files"), QJsonArray { file.resource() } },
+                                { QStringLiteral("nextPageToken"), QString() } };
     const std::optional<FieldSelection> fields = FieldSelection::parse(text);
-    if (!fields)
-        return DriveError::invalidFields(text);
-    for (const QString &key : fields->keys()) {
-        if (!(list ? ListKeys : fileKeys()).contains(key))
-            return DriveError::invalidFields(key);
-    }
-    for (const QString &key :
-         list ? fields->child(QStringLiteral("files")).keys() : QStringList()) {
-        if (!fileKeys().contains(key))
-            return DriveError::invalidFields(key);
-    }
-    return std::nullopt;
-}
-
-FieldSelection fieldsOf(const HttpRequest &request)
-{
-    return FieldSelection::parse(request.queryValue(QStringLiteral("fields")))
-            .value_or(FieldSelection());
+    const QString unknown =
+            fields ? fields->unknownIn(isListing(request) ? listing : file.resource()) : text;
+    return unknown.isNull() ? std::nullopt : std::optional(make(InvalidFields, unknown));
 }
 
 HttpResponse fileAnswer(const HttpRequest &request, const DriveEntry &entry)
 {
-    const FieldSelection fields = fieldsOf(request);
-    const QJsonObject resource = entry.resource();
-    return HttpResponse::json(200, fields.isGiven() ? fields.apply(resource) : brief(resource));
+    return HttpResponse::json(200, fieldsOf(request).apply(entry.resource()));
 }
 
 std::optional<HttpResponse> readMetadata(const QByteArray &body, QJsonObject *metadata)
@@ -86,48 +79,75 @@ std::optional<HttpResponse> readMetadata(const QByteArray &body, QJsonObject *me
     const QJsonDocument document = QJsonDocument::fromJson(body, &error);
     if (!body.trimmed().isEmpty()
         && (error.error != QJsonParseError::NoError || !document.isObject()))
-        return DriveError::make(DriveError::ParseError);
+        return make(ParseError);
     *metadata = document.object();
     return std::nullopt;
 }
 
-// A page token is opaque to clients; it holds the offset of the page and what the listing was
-// asked, which the next request must ask again.
-QString listingBasis(const HttpRequest &request)
+// The one reader of upload bodies, for creations and replacements alike.
+std::optional<HttpResponse> readUpload(HttpRequest &request, Upload *upload)
 {
-    return request.queryValue(QStringLiteral("q")) + QLatin1Char('\n')
-            + request.queryValue(QStringLiteral("spaces")) + QLatin1Char('\n')
-            + request.queryValue(QStringLiteral("orderBy"));
+    const QString uploadType = request.query.value(QStringLiteral("uploadType"));
+    QByteArray mediaType = request.header("Content-Type");
+    if (uploadType == QLatin1String("media")) {
+        upload->content = std::move(request.body);
+    } else if (uploadType == QLatin1String("multipart")) {
+        if (request.mediaType() != "multipart/related")
+            return make(BadContent, QString::fromUtf8(request.mediaType()));
+        MultipartBody body;
+        if (!body.parse(std::move(request.body), request.contentTypeParameter("boundary")))
+            return make(MalformedMultipart, body.errorString());
+        if (const auto refused = readMetadata(body.metadata().body, &upload->metadata))
+            return refused;
+        mediaType = body.media().header("Content-Type");
+        upload->content = body.media().body;
+    } else {
+        return make(InvalidValue, QStringLiteral("uploadType"));
+    }
+    upload->mediaType = mediaType.isEmpty() ? QStringLiteral("application/octet-stream")
+                                            : QString::fromUtf8(mediaType);
+    return std::nullopt;
 }
 
-QString pageToken(int offset, const QString &basis)
+// A page token is opaque to clients: what the listing was asked, which the next request must ask
+// again, then where the page begins.
+QByteArray listingBasis(const HttpRequest &request)
+{
+    return (request.query.value(QStringLiteral("q")) + QLatin1Char('\n')
+            + request.query.value(QStringLiteral("spaces")) + QLatin1Char('\n')
+            + request.query.value(QStringLiteral("orderBy")) + QLatin1Char('\n'))
+            .toUtf8();
+}
+
+QString pageToken(int offset, const HttpRequest &request)
 {
     return QString::fromLatin1(
-            (QByteArray::number(offset) + '\n' + basis.toUtf8())
+            (listingBasis(request) + QByteArray::number(offset))
                     .toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals));
 }
 
-int pageOffset(const QString &token, const QString &basis)
+// Where the page asked begins: 0 without a token, -1 for a token of another listing.
+int pageOffset(const HttpRequest &request)
 {
-    const QByteArray text = QByteArray::fromBase64(token.toLatin1(), QByteArray::Base64UrlEncoding);
-    const qsizetype newline = text.indexOf('\n');
+    const QByteArray token = request.query.value(QStringLiteral("pageToken")).toLatin1();
+    const QByteArray text = QByteArray::fromBase64(token, QByteArray::Base64UrlEncoding);
+    const QByteArray basis = listingBasis(request);
     bool ok = false;
-    const int offset = text.left(newline).toInt(&ok);
-    return ok && offset >= 0 && QString::fromUtf8(text.mid(newline + 1)) == basis ? offset : -1;
+    const int offset = text.mid(basis.size()).toInt(&ok);
+    return token.isEmpty() ? 0 : ok && offset >= 0 && text.startsWith(basis) ? offset : -1;
 }
 
 // orderBy: comma-separated keys, each optionally followed by " desc".
 bool sortEntries(QList<const DriveEntry *> &entries, const QString &orderBy)
 {
+    static const QRegularExpression known(
+            QStringLiteral("^\\s*(folder|modifiedTime|name)(\\s+desc)?\\s*$"));
     QList<QPair<QString, bool>> keys; // name, descending
     for (const QString &part : orderBy.split(QLatin1Char(','), Qt::SkipEmptyParts)) {
-        const QStringList words = part.simplified().split(QLatin1Char(' '));
-        static const QStringList known { QStringLiteral("folder"), QStringLiteral("modifiedTime"),
-                                         QStringLiteral("name") };
-        if (!known.contains(words.first()) || words.size() > 2
-            || (words.size() == 2 && words.at(1) != QLatin1String("desc")))
+        const QRegularExpressionMatch match = known.match(part);
+        if (!match.hasMatch())
             return false;
-        keys.append({ words.first(), words.size() == 2 });
+        keys.append({ match.captured(1), match.hasCaptured(2) });
     }
     auto compare = [](const QString &key, const DriveEntry *a, const DriveEntry *b) {
         if (key == QLatin1String("folder"))
@@ -146,32 +166,38 @@ bool sortEntries(QList<const DriveEntry *> &entries, const QString &orderBy)
     return true;
 }
 
-// "bytes=first-last", "bytes=first-" or "bytes=-suffix" against a length.
-bool parseRange(const QByteArray &header, qint64 length, qint64 *first, qint64 *last)
+// The content, or the part of it that a Range header asks: "bytes=first-last", "bytes=first-"
+// or "bytes=-suffix".
+HttpResponse media(const HttpRequest &request, const DriveEntry &entry)
 {
-    static const QRegularExpression range(QStringLiteral("^bytes=(\\d*)-(\\d*)$"));
-    const QRegularExpressionMatch match = range.match(QString::fromLatin1(header.trimmed()));
+    HttpResponse response = HttpResponse::make(200, entry.mimeType.toUtf8(), entry.content);
+    const QByteArray range = request.header("Range");
+    if (range.isEmpty())
+        return response;
+    static const QRegularExpression bytes(QStringLiteral("^bytes=(\\d*)-(\\d*)$"));
+    const QRegularExpressionMatch match = bytes.match(QString::fromLatin1(range.trimmed()));
     const QString from = match.captured(1);
-    const QString to = match.captured(2);
-    if (!match.hasMatch() || (from.isEmpty() && to.isEmpty()))
-        return false;
-    *first = from.isEmpty() ? qMax<qint64>(0, length - to.toLongLong()) : from.toLongLong();
-    *last = from.isEmpty() || to.isEmpty() ? length - 1 : qMin(to.toLongLong(), length - 1);
-    return *first <= *last && (!from.isEmpty() || to.toLongLong() > 0);
+    const qint64 to = match.captured(2).toLongLong();
+    const qint64 length = entry.content.size();
+    const qint64 first = from.isEmpty() ? qMax<qint64>(0, length - to) : from.toLongLong();
+    const qint64 last =
+            from.isEmpty() || match.captured(2).isEmpty() ? length - 1 : qMin(to, length - 1);
+    if (!match.hasMatch() || first > last || (from.isEmpty() && to <= 0)) {
+        HttpResponse refused = HttpResponse::make(416);
+        refused.setHeader("Content-Range", "bytes */" + QByteArray::number(length));
+        return refused;
+    }
+    response.status = 206;
+    response.setHeader("Content-Range",
+                       "bytes " + QByteArray::number(first) + '-' + QByteArray::number(last) + '/'
+                               + QByteArray::number(length));
+    response.body = entry.content.mid(first, last - first + 1);
+    return response;
 }
 } // namespace
 
-// What an upload carries, as one reader finds it in a media or a multipart body.
-struct DriveService::Upload
-{
-    QJsonObject metadata;
-    QByteArray content;
-    QByteArray mediaType;
-    QString md5;
-};
-
-DriveService::DriveService(DriveStore &store, TokenRegistry &tokens)
-    : m_store(store), m_tokens(tokens)
+DriveService::DriveService(DriveStore &store, const OAuthService &oauth)
+    : m_store(store), m_oauth(oauth)
 {
 }
 
@@ -179,123 +205,91 @@ std::optional<HttpResponse> DriveService::admit(const HttpRequest &request) cons
 {
     const QByteArray authorization = request.header("Authorization");
     if (authorization.isEmpty())
-        return DriveError::loginRequired();
+        return make(LoginRequired);
     if (authorization.left(7).compare("Bearer ", Qt::CaseInsensitive) != 0
-        || !m_tokens.isValidAccessToken(QString::fromUtf8(authorization.mid(7).trimmed())))
-        return DriveError::invalidCredentials();
-    const QString alt = request.queryValue(QStringLiteral("alt"));
+        || !m_oauth.isValidAccessToken(QString::fromUtf8(authorization.mid(7).trimmed())))
+        return make(InvalidCredentials);
+    const QString alt = request.query.value(QStringLiteral("alt"));
     if (!alt.isEmpty() && alt != QLatin1String("json") && alt != QLatin1String("media"))
-        return DriveError::invalidValue(QStringLiteral("alt"));
-    return checkFields(request, request.method == "GET" && request.path == "/drive/v3/files");
+        return make(InvalidValue, QStringLiteral("alt"));
+    return checkFields(request);
 }
 
 HttpResponse DriveService::list(const HttpRequest &request, bool shortPage)
 {
-    QStringList spaces { DriveSpace };
-    if (request.hasQueryItem(QStringLiteral("spaces"))) {
-        spaces = request.queryValue(QStringLiteral("spaces")).split(QLatin1Char(','));
-        for (QString &space : spaces) {
-            space = space.trimmed();
-            if (space != DriveSpace && space != AppDataSpace)
-                return DriveError::invalidValue(QStringLiteral("spaces"));
-        }
+    QStringList spaces;
+    for (const QString &space :
+         request.query.value(QStringLiteral("spaces"), DriveSpace).split(QLatin1Char(','))) {
+        spaces.append(space.trimmed());
+        if (spaces.last() != DriveSpace && spaces.last() != AppDataSpace)
+            return make(InvalidValue, QStringLiteral("spaces"));
     }
-    const DriveQuery query = DriveQuery::parse(request.queryValue(QStringLiteral("q")));
+    const DriveQuery query = DriveQuery::parse(request.query.value(QStringLiteral("q")));
     if (!query.isValid())
-        return DriveError::invalidValue(QStringLiteral("q"));
-    bool ok = true;
-    const int pageSize = request.hasQueryItem(QStringLiteral("pageSize"))
-            ? request.queryValue(QStringLiteral("pageSize")).toInt(&ok)
-            : DefaultPageSize;
+        return make(InvalidValue, QStringLiteral("q"));
+    bool ok = false;
+    const int pageSize =
+            request.query.value(QStringLiteral("pageSize"), QString::number(DefaultPageSize))
+                    .toInt(&ok);
     if (!ok || pageSize < 1 || pageSize > MaxPageSize)
-        return DriveError::invalidValue(QStringLiteral("pageSize"));
-    const QString basis = listingBasis(request);
-    const int offset = request.hasQueryItem(QStringLiteral("pageToken"))
-            ? pageOffset(request.queryValue(QStringLiteral("pageToken")), basis)
-            : 0;
+        return make(InvalidValue, QStringLiteral("pageSize"));
+    const int offset = pageOffset(request);
     if (offset < 0)
-        return DriveError::invalidValue(QStringLiteral("pageToken"));
+        return make(InvalidValue, QStringLiteral("pageToken"));
 
     QList<const DriveEntry *> matching;
     for (const DriveEntry *entry : m_store.entries()) {
         if (spaces.contains(entry->space) && query.matches(*entry))
             matching.append(entry);
     }
-    if (!sortEntries(matching, request.queryValue(QStringLiteral("orderBy"))))
-        return DriveError::invalidValue(QStringLiteral("orderBy"));
+    if (!sortEntries(matching, request.query.value(QStringLiteral("orderBy"))))
+        return make(InvalidValue, QStringLiteral("orderBy"));
 
-    const FieldSelection fields = fieldsOf(request);
     int end = qMin<int>(matching.size(), offset + pageSize);
     if (shortPage)
         end = offset + (end - offset) / 2;
     QJsonArray files;
-    for (int i = offset; i < end; ++i) {
-        const QJsonObject resource = matching.at(i)->resource();
-        files.append(fields.isGiven() ? resource : brief(resource));
-    }
+    for (int i = offset; i < end; ++i)
+        files.append(matching.at(i)->resource());
     QJsonObject answer { { QStringLiteral("kind"), QStringLiteral("drive#fileList") },
                          { QStringLiteral("incompleteSearch"), false },
                          { QStringLiteral("files"), files } };
     if (end < matching.size())
-        answer.insert(QStringLiteral("nextPageToken"), pageToken(end, basis));
-    return HttpResponse::json(200, fields.apply(answer));
+        answer.insert(QStringLiteral("nextPageToken"), pageToken(end, request));
+    return HttpResponse::json(200, fieldsOf(request).apply(answer));
 }
 
 HttpResponse DriveService::get(const HttpRequest &request, const QString &id)
 {
     const DriveEntry *entry = m_store.find(id);
     if (!entry)
-        return DriveError::notFound(id);
-    if (request.queryValue(QStringLiteral("alt")) == QLatin1String("media"))
-        return media(request, *entry);
-    return fileAnswer(request, *entry);
+        return make(NotFound, id);
+    if (request.query.value(QStringLiteral("alt")) != QLatin1String("media"))
+        return fileAnswer(request, *entry);
+    if (!entry->hasContent())
+        return make(FileNotDownloadable);
+    return media(request, *entry);
 }
 
-HttpResponse DriveService::media(const HttpRequest &request, const DriveEntry &entry) const
-{
-    if (!entry.hasContent())
-        return DriveError::make(DriveError::FileNotDownloadable);
-    HttpResponse response;
-    response.setHeader("Content-Type", entry.mimeType.toUtf8());
-    const QByteArray range = request.header("Range");
-    if (range.isEmpty()) {
-        response.body = entry.content;
-        return response;
-    }
-    qint64 first = 0;
-    qint64 last = 0;
-    const QByteArray length = QByteArray::number(entry.content.size());
-    if (!parseRange(range, entry.content.size(), &first, &last)) {
-        HttpResponse refused = HttpResponse::empty(416);
-        refused.setHeader("Content-Range", "bytes */" + length);
-        return refused;
-    }
-    response.status = 206;
-    response.setHeader("Content-Range",
-                       "bytes " + QByteArray::number(first) + '-' + QByteArray::number(last) + '/'
-                               + length);
-    response.body = entry.content.mid(first, last - first + 1);
-    return response;
-}
-
-// Where a new entry goes: its single parent, which must be a folder; the user's own root when
-// none is named.
-std::optional<HttpResponse> DriveService::placeNew(DriveEntry &entry,
-                                                   const QJsonObject &metadata) const
+// A new entry as metadata describes it, with this name and type unless it gives its own, in its
+// single parent, which must be a folder: the user's own root when none is named.
+std::optional<HttpResponse> DriveService::newEntry(const QJsonObject &metadata, const QString &name,
+                                                   const QString &mimeType, DriveEntry *entry)
 {
     const QJsonArray parents = metadata.value(QStringLiteral("parents")).toArray();
     if (parents.size() > 1)
-        return DriveError::make(DriveError::CannotAddParent);
+        return make(CannotAddParent);
     const QString parentId = parents.isEmpty() ? MyDriveRootId : parents.at(0).toString();
     const DriveEntry *parent = m_store.find(parentId);
     if (!parent)
-        return DriveError::notFound(parentId);
+        return make(NotFound, parentId);
     if (!parent->isFolder())
-        return DriveError::badRequest(QStringLiteral("The specified parent is not a folder."));
-    entry.parents = QStringList(parent->id);
-    entry.space = parent->space;
-    if (entry.space == AppDataSpace && entry.isGoogleType() && !entry.isFolder())
-        return DriveError::make(DriveError::AppDataOnly);
+        return make(NotAFolder);
+    *entry = m_store.newEntry(metadata.value(QStringLiteral("name")).toString(name),
+                              metadata.value(QStringLiteral("mimeType")).toString(mimeType),
+                              parentId);
+    if (entry->space == AppDataSpace && !entry->hasContent() && !entry->isFolder())
+        return make(AppDataOnly);
     return std::nullopt;
 }
 
@@ -305,48 +299,46 @@ std::optional<HttpResponse> DriveService::applyMetadata(DriveEntry &entry,
 {
     for (const QString &key : metadata.keys()) {
         if (!WritableKeys.contains(key))
-            return DriveError::make(key == QLatin1String("parents") ? DriveError::ParentsNotWritable
-                                                                    : DriveError::FieldNotWritable);
+            return make(key == QLatin1String("parents") ? ParentsNotWritable : FieldNotWritable);
     }
     const QJsonValue trashed = metadata.value(QStringLiteral("trashed"));
     if (trashed.toBool() && entry.space == AppDataSpace)
-        return DriveError::make(DriveError::NotTrashable);
+        return make(NotTrashable);
     entry.name = metadata.value(QStringLiteral("name")).toString(entry.name);
     const QString type = metadata.value(QStringLiteral("mimeType")).toString(entry.mimeType);
     if (entry.isFolder() != (type == FolderMimeType))
-        return DriveError::badRequest(QStringLiteral("A folder cannot change its type."));
+        return make(FolderTypeChanged);
     entry.mimeType = type;
     if (!trashed.isUndefined())
         entry.trashed = entry.explicitlyTrashed = trashed.toBool();
-    entry.modifiedTime = QDateTime::currentDateTimeUtc();
-    if (metadata.contains(QStringLiteral("modifiedTime"))) {
-        entry.modifiedTime = QDateTime::fromString(
-                metadata.value(QStringLiteral("modifiedTime")).toString(), Qt::ISODateWithMs);
-        if (!entry.modifiedTime.isValid())
-            return DriveError::invalidValue(QStringLiteral("modifiedTime"));
-    }
+    const QJsonValue time = metadata.value(QStringLiteral("modifiedTime"));
+    entry.modifiedTime = time.isUndefined()
+            ? QDateTime::currentDateTimeUtc()
+            : QDateTime::fromString(time.toString(), Qt::ISODateWithMs);
+    if (!entry.modifiedTime.isValid())
+        return make(InvalidValue, QStringLiteral("modifiedTime"));
 
     // Moves: removeParents, then addParents; one parent in the end, in the same space, no cycles.
     QStringList parents = entry.parents;
-    for (const QString &id : request.queryValue(QStringLiteral("removeParents"))
+    for (const QString &id : request.query.value(QStringLiteral("removeParents"))
                                      .split(QLatin1Char(','), Qt::SkipEmptyParts))
         parents.removeAll(id.trimmed());
-    for (const QString &id : request.queryValue(QStringLiteral("addParents"))
+    for (const QString &id : request.query.value(QStringLiteral("addParents"))
                                      .split(QLatin1Char(','), Qt::SkipEmptyParts)) {
         const DriveEntry *parent = m_store.find(id.trimmed());
         if (!parent)
-            return DriveError::notFound(id.trimmed());
+            return make(NotFound, id.trimmed());
         if (!parent->isFolder())
-            return DriveError::badRequest(QStringLiteral("The specified parent is not a folder."));
+            return make(NotAFolder);
         if (parent->space != entry.space)
-            return DriveError::make(DriveError::AppDataOnly);
+            return make(AppDataOnly);
         if (m_store.subtree(entry.id).contains(parent->id))
-            return DriveError::badRequest(QStringLiteral("A folder cannot be moved into itself."));
+            return make(MovedIntoItself);
         if (!parents.contains(parent->id))
             parents.append(parent->id);
     }
     if (parents.size() != 1)
-        return DriveError::make(DriveError::CannotAddParent);
+        return make(CannotAddParent);
     entry.parents = parents;
     ++entry.version;
     return std::nullopt;
@@ -354,10 +346,8 @@ std::optional<HttpResponse> DriveService::applyMetadata(DriveEntry &entry,
 
 HttpResponse DriveService::store(DriveEntry entry, const HttpRequest &request)
 {
-    const QString id = entry.id;
-    if (!m_store.put(std::move(entry)))
-        return DriveError::make(DriveError::NotSaved);
-    return fileAnswer(request, *m_store.find(id));
+    const DriveEntry *stored = m_store.put(std::move(entry));
+    return stored ? fileAnswer(request, *stored) : make(NotSaved);
 }
 
 HttpResponse DriveService::create(const HttpRequest &request)
@@ -365,12 +355,9 @@ HttpResponse DriveService::create(const HttpRequest &request)
     QJsonObject metadata;
     if (const auto refused = readMetadata(request.body, &metadata))
         return *refused;
-    DriveEntry entry = m_store.newEntry(
-            metadata.value(QStringLiteral("name")).toString(QStringLiteral("Untitled")),
-            metadata.value(QStringLiteral("mimeType"))
-                    .toString(QStringLiteral("application/octet-stream")),
-            MyDriveRootId);
-    if (const auto refused = placeNew(entry, metadata))
+    DriveEntry entry;
+    if (const auto refused = newEntry(metadata, QStringLiteral("Untitled"),
+                                      QStringLiteral("application/octet-stream"), &entry))
         return *refused;
     return store(std::move(entry), request);
 }
@@ -379,9 +366,9 @@ HttpResponse DriveService::update(const HttpRequest &request, const QString &id)
 {
     const DriveEntry *existing = m_store.find(id);
     if (!existing)
-        return DriveError::notFound(id);
+        return make(NotFound, id);
     if (m_store.isRoot(id))
-        return DriveError::make(DriveError::InsufficientFilePermissions);
+        return make(InsufficientFilePermissions);
     QJsonObject metadata;
     if (const auto refused = readMetadata(request.body, &metadata))
         return *refused;
@@ -394,90 +381,50 @@ HttpResponse DriveService::update(const HttpRequest &request, const QString &id)
 HttpResponse DriveService::remove(const QString &id)
 {
     if (!m_store.find(id))
-        return DriveError::notFound(id);
+        return make(NotFound, id);
     if (m_store.isRoot(id))
-        return DriveError::make(DriveError::InsufficientFilePermissions);
+        return make(InsufficientFilePermissions);
     if (!m_store.remove(m_store.subtree(id)))
-        return DriveError::make(DriveError::NotSaved);
-    return HttpResponse::empty(204);
+        return make(NotSaved);
+    return HttpResponse::make(204);
 }
 
 HttpResponse DriveService::copy(const HttpRequest &request, const QString &id)
 {
     const DriveEntry *source = m_store.find(id);
     if (!source)
-        return DriveError::notFound(id);
+        return make(NotFound, id);
     if (source->isFolder())
-        return DriveError::make(DriveError::CannotCopyFile);
+        return make(CannotCopyFile);
     QJsonObject metadata;
     if (const auto refused = readMetadata(request.body, &metadata))
         return *refused;
-    DriveEntry entry =
-            m_store.newEntry(metadata.value(QStringLiteral("name"))
-                                     .toString(QStringLiteral("Copy of ") + source->name),
-                             source->mimeType, MyDriveRootId);
+    metadata.remove(QStringLiteral("mimeType")); // a copy keeps its source's type
     if (!metadata.contains(QStringLiteral("parents")))
         metadata.insert(QStringLiteral("parents"), QJsonArray { source->parents.value(0) });
-    if (const auto refused = placeNew(entry, metadata))
+    DriveEntry entry;
+    if (const auto refused = newEntry(metadata, QStringLiteral("Copy of ") + source->name,
+                                      source->mimeType, &entry))
         return *refused;
-    entry.setContent(source->content, entry.isGoogleType() ? QString() : source->blob);
-    entry.blob = source->blob;
+    entry.setContent(source->content, source->blob);
     return store(std::move(entry), request);
-}
-
-// The one reader of upload bodies, for creations and replacements alike.
-std::optional<HttpResponse> DriveService::readUpload(HttpRequest &request, Upload *upload) const
-{
-    const QString uploadType = request.queryValue(QStringLiteral("uploadType"));
-    qsizetype start = 0;
-    if (uploadType == QLatin1String("media")) {
-        upload->mediaType = request.header("Content-Type");
-        upload->content = std::move(request.body);
-    } else if (uploadType == QLatin1String("multipart")) {
-        if (request.mediaType() != "multipart/related")
-            return DriveError::badContent(request.mediaType());
-        MultipartBody body;
-        if (!body.parse(std::move(request.body), request.contentTypeParameter("boundary")))
-            return DriveError::badRequest(QStringLiteral("Malformed multipart body: ")
-                                          + body.errorString());
-        if (const auto refused = readMetadata(body.metadata().body, &upload->metadata))
-            return refused;
-        upload->mediaType = body.media().header("Content-Type");
-        upload->content = body.media().body;
-        start = body.mediaOffset();
-    } else {
-        return DriveError::invalidValue(QStringLiteral("uploadType"));
-    }
-    upload->md5 = request.md5(start, upload->content);
-    return std::nullopt;
 }
 
 HttpResponse DriveService::upload(HttpRequest &request, const QString &id)
 {
     const DriveEntry *existing = id.isNull() ? nullptr : m_store.find(id);
     if (!id.isNull() && !existing)
-        return DriveError::notFound(id);
+        return make(NotFound, id);
     Upload upload;
     if (const auto refused = readUpload(request, &upload))
         return *refused;
-    DriveEntry entry;
-    if (existing) {
-        entry = *existing;
-        if (const auto refused = applyMetadata(entry, upload.metadata, request))
-            return *refused;
-    } else {
-        const QString mediaType = upload.mediaType.isEmpty()
-                ? QStringLiteral("application/octet-stream")
-                : QString::fromUtf8(upload.mediaType);
-        entry = m_store.newEntry(
-                upload.metadata.value(QStringLiteral("name")).toString(QStringLiteral("Untitled")),
-                upload.metadata.value(QStringLiteral("mimeType")).toString(mediaType),
-                MyDriveRootId);
-        if (const auto refused = placeNew(entry, upload.metadata))
-            return *refused;
-    }
+    DriveEntry entry = existing ? *existing : DriveEntry();
+    if (const auto refused = existing
+                ? applyMetadata(entry, upload.metadata, request)
+                : newEntry(upload.metadata, QStringLiteral("Untitled"), upload.mediaType, &entry))
+        return *refused;
     if (!entry.hasContent())
-        return DriveError::badRequest(QStringLiteral("This type of file cannot hold content."));
-    entry.setContent(upload.content, upload.md5);
+        return make(CannotHoldContent);
+    entry.setContent(upload.content, request.receivedMd5(upload.content));
     return store(std::move(entry), request);
 }

@@ -10,16 +10,17 @@
 #include <optional>
 
 class DriveStore;
-class TokenRegistry;
+class OAuthService;
 struct DriveEntry;
 
 // The Drive v3 files and upload endpoints over a DriveStore, one function per route.
 class DriveService
 {
 public:
-    DriveService(DriveStore &store, TokenRegistry &tokens);
+    DriveService(DriveStore &store, const OAuthService &oauth);
 
-    // Refuses a request without a valid access token, or with an "alt" the service does not know.
+    // Refuses a request without a valid access token, or with an "alt" or "fields" the service
+    // does not take.
     std::optional<HttpResponse> admit(const HttpRequest &request) const;
 
     // shortPage: half the entries the page would hold, with a token for the rest.
@@ -34,17 +35,15 @@ public:
     HttpResponse upload(HttpRequest &request, const QString &id);
 
 private:
-    struct Upload;
-    std::optional<HttpResponse> readUpload(HttpRequest &request, Upload *upload) const;
-    HttpResponse media(const HttpRequest &request, const DriveEntry &entry) const;
-    std::optional<HttpResponse> placeNew(DriveEntry &entry, const QJsonObject &metadata) const;
+    std::optional<HttpResponse> newEntry(const QJsonObject &metadata, const QString &name,
+                                         const QString &mimeType, DriveEntry *entry);
     std::optional<HttpResponse> applyMetadata(DriveEntry &entry, const QJsonObject &metadata,
                                               const HttpRequest &request) const;
     // Stores the entry and answers with its resource as "fields" selects it.
     HttpResponse store(DriveEntry entry, const HttpRequest &request);
 
     DriveStore &m_store;
-    TokenRegistry &m_tokens;
+    const OAuthService &m_oauth;
 };
 
 #endif // DRIVESERVICE_H

@@ -6,10 +6,8 @@
 
 #include "drivejournal.h"
 
-#include <QCryptographicHash>
-#include <QSet>
-
-DriveStore::DriveStore() : m_random(QRandomGenerator::securelySeeded())
+DriveStore::DriveStore(DriveJournal &journal)
+    : m_journal(journal), m_random(QRandomGenerator::securelySeeded())
 {
     for (const QString &root : { AppDataFolderId, MyDriveRootId }) {
         DriveEntry entry;
@@ -47,19 +45,12 @@ QList<const DriveEntry *> DriveStore::entries() const
 
 QStringList DriveStore::subtree(const QString &id) const
 {
+    // Breadth first: each entry found adds its children (there are no cycles).
     QStringList result { id };
-    QSet<QString> seen { id };
-    // Entries come in creation order, but a moved folder can hold older entries: repeat until
-    // nothing new is found.
-    for (bool grew = true; grew;) {
-        grew = false;
+    for (qsizetype found = 0; found < result.size(); ++found) {
         for (const auto &pair : m_bySequence) {
-            const DriveEntry &entry = pair.second;
-            if (!seen.contains(entry.id) && seen.contains(entry.parents.value(0))) {
-                result.append(entry.id);
-                seen.insert(entry.id);
-                grew = true;
-            }
+            if (pair.second.parents.value(0) == result.at(found))
+                result.append(pair.second.id);
         }
     }
     return result;
@@ -79,31 +70,29 @@ DriveEntry DriveStore::newEntry(const QString &name, const QString &mimeType,
     entry.space = parent ? parent->space : DriveSpace;
     entry.createdTime = entry.modifiedTime = QDateTime::currentDateTimeUtc();
     if (entry.hasContent())
-        entry.setContent(QByteArray(), QStringLiteral("d41d8cd98f00b204e9800998ecf8427e"));
+        entry.setContent(QByteArray());
     return entry;
 }
 
-void DriveStore::insert(DriveEntry entry)
+const DriveEntry *DriveStore::insert(DriveEntry entry)
 {
     m_sequenceOf.insert(entry.id, entry.sequence);
-    m_bySequence[entry.sequence] = std::move(entry);
+    return &(m_bySequence[entry.sequence] = std::move(entry));
 }
 
-bool DriveStore::put(DriveEntry entry)
+const DriveEntry *DriveStore::put(DriveEntry entry)
 {
     const auto existing = m_sequenceOf.constFind(entry.id);
     entry.sequence = existing != m_sequenceOf.cend() ? *existing : m_nextSequence++;
-    if (m_journal
-        && ((entry.hasContent() && !m_journal->writeBlob(entry.blob, entry.content))
-            || !m_journal->put(entry.id, entry.record())))
-        return false;
-    insert(std::move(entry));
-    return true;
+    if ((entry.hasContent() && !m_journal.writeBlob(entry.blob, entry.content))
+        || !m_journal.put(entry.id, entry.record()))
+        return nullptr;
+    return insert(std::move(entry));
 }
 
 bool DriveStore::remove(const QStringList &ids)
 {
-    if (m_journal && !m_journal->remove(ids))
+    if (!m_journal.remove(ids))
         return false;
     for (const QString &id : ids) {
         if (!isRoot(id) && m_sequenceOf.contains(id))
@@ -120,22 +109,20 @@ void DriveStore::clear()
     remove(ids);
 }
 
-bool DriveStore::load(DriveJournal *journal, QString *error)
+bool DriveStore::load(QString *error)
 {
-    m_journal = journal;
-    for (auto it = journal->records().cbegin(); it != journal->records().cend(); ++it) {
-        if (!it.key().startsWith(QLatin1String("token:"))) {
-            DriveEntry entry = DriveEntry::fromRecord(it.value());
-            bool ok = !entry.hasContent();
-            if (!ok)
-                entry.content = journal->readBlob(entry.blob, &ok);
-            if (!ok) {
-                *error = QStringLiteral("the content of %1 is missing").arg(entry.id);
-                return false;
-            }
-            m_nextSequence = qMax(m_nextSequence, entry.sequence + 1);
-            insert(std::move(entry));
+    for (auto it = m_journal.records().cbegin(); it != m_journal.records().cend(); ++it) {
+        if (it.key().startsWith(QLatin1String("token:")))
+            continue;
+        DriveEntry entry = DriveEntry::fromRecord(it.value());
+        const auto content = entry.hasContent() ? m_journal.readBlob(entry.blob) : QByteArray();
+        if (!content) {
+            *error = QStringLiteral("the content of %1 is missing").arg(entry.id);
+            return false;
         }
+        entry.content = *content;
+        m_nextSequence = qMax(m_nextSequence, entry.sequence + 1);
+        insert(std::move(entry));
     }
     return true;
 }

@@ -20,11 +20,12 @@ class DriveJournal;
 class DriveStore
 {
 public:
-    DriveStore();
+    // Keeps every change in the journal.
+    explicit DriveStore(DriveJournal &journal);
     // Identifiers from this seed: the same requests then give the same ones.
     void setSeed(quint32 seed) { m_random.seed(seed); }
-    // Reads the entries the journal holds, and keeps every change there from now on.
-    bool load(DriveJournal *journal, QString *error);
+    // Reads the entries the journal holds.
+    bool load(QString *error);
 
     const DriveEntry *find(const QString &id) const;
     QList<const DriveEntry *> entries() const; // creation order, roots excluded
@@ -34,18 +35,19 @@ public:
 
     // A fresh entry under parentId (in the parent's space), not stored yet.
     DriveEntry newEntry(const QString &name, const QString &mimeType, const QString &parentId);
-    // Stores entry (new or replaced) durably. A new entry goes last in creation order.
-    bool put(DriveEntry entry);
+    // Stores entry (new or replaced) durably, and gives it back stored; null when the disk
+    // failed. A new entry goes last in creation order.
+    const DriveEntry *put(DriveEntry entry);
     bool remove(const QStringList &ids);
     void clear();
 
 private:
-    void insert(DriveEntry entry);
+    const DriveEntry *insert(DriveEntry entry);
 
     std::map<qint64, DriveEntry> m_bySequence;
     QHash<QString, qint64> m_sequenceOf;
     qint64 m_nextSequence = 1;
-    DriveJournal *m_journal = nullptr;
+    DriveJournal &m_journal;
     QRandomGenerator m_random;
 };
 

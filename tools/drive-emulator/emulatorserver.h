@@ -5,42 +5,35 @@
 #ifndef EMULATORSERVER_H
 #define EMULATORSERVER_H
 
-#include "controlservice.h"
 #include "drivejournal.h"
 #include "driveservice.h"
 #include "drivestore.h"
-#include "emulatordefaults.h"
-#include "faultinjector.h"
+#include "faultrule.h"
 #include "oauthservice.h"
-#include "requestlog.h"
-#include "tokenregistry.h"
 
 #include <QHostAddress>
-#include <QObject>
 #include <QTcpServer>
 
 #include <optional>
 
 class HttpConnection;
 
-// Hands accepted sockets over as descriptors, so connections can set them up themselves.
-class DescriptorServer : public QTcpServer
-{
-    Q_OBJECT
+// The command line's defaults, written once: the code, --help and the manual page read them here
+// (CMake reads each "constexpr" line into drive-emulator.1.in).
+namespace EmulatorDefaults {
+constexpr char Address[] = "127.0.0.1";
+constexpr int Port = 0; // a free one
+constexpr int TokenTtl = 3599; // seconds, as the service's access tokens last
+constexpr qint64 MaxBody = 2147483648; // bytes; larger bodies are refused with 413
+constexpr qint64 LogBodies = 8388608; // bytes of a request body the log keeps whole
+} // namespace EmulatorDefaults
 
-public:
-    using QTcpServer::QTcpServer;
-
-signals:
-    void accepted(qintptr socketDescriptor);
-
-protected:
-    void incomingConnection(qintptr socketDescriptor) override { emit accepted(socketDescriptor); }
-};
-
-// The emulator: one HTTP/1.1 server in front of the Drive, OAuth and control endpoints. What it
-// answers is one table, routes(), which one dispatcher consults for every request.
-class EmulatorServer : public QObject
+// The emulator: one HTTP/1.1 server in front of the Drive and OAuth endpoints and of its own
+// control endpoints, with which tests and scripts on this machine seed and inspect files, mint
+// tokens, read the request log and inject faults. What it answers is one table, routes(), which
+// one dispatcher consults for every request. Accepted sockets go to their connections as
+// descriptors, which set them up themselves.
+class EmulatorServer : public QTcpServer
 {
     Q_OBJECT
 
@@ -49,10 +42,7 @@ public:
     {
         QHostAddress address = QHostAddress(QLatin1String(EmulatorDefaults::Address));
         quint16 port = EmulatorDefaults::Port;
-        bool autoApprove = false;
-        int tokenTtl = EmulatorDefaults::TokenTtl;
-        QString clientId;
-        QString clientSecret;
+        OAuthService::Options oauth { QString(), QString(), false, EmulatorDefaults::TokenTtl };
         QString dataFolder; // empty: memory only
         qint64 maxBody = EmulatorDefaults::MaxBody;
         bool log = false;
@@ -85,26 +75,39 @@ public:
 
     // Locks the data folder, listens, then reads the folder.
     bool start(QString *error);
-    quint16 port() const { return m_server.serverPort(); }
 
 private:
     static const Route *find(const HttpRequest &request, QString *id);
-    void accept(qintptr socketDescriptor);
+    void incomingConnection(qintptr socketDescriptor) override;
     void serve(HttpConnection *connection);
     HttpResponse answer(const Route *route, Call &call);
-    static HttpResponse faultAnswer(const FaultRule &rule, const Route *route);
-    static void applyFault(const FaultRule &rule, HttpResponse &response);
+    HttpResponse faulted(const FaultRule &rule, const Route *route, Call &call);
+    HttpResponse seedFiles(const QByteArray &body);
+    // The entry that a description of the seeding endpoint makes, stored; null and why when
+    // there is none.
+    const DriveEntry *seed(const QJsonObject &description, QString *error);
+    QString folderFor(const QStringList &segments);
+    // The resource with the entry's path below the application-data folder.
+    QJsonObject described(const DriveEntry &entry) const;
+    HttpResponse addFaults(const QByteArray &body);
+    HttpResponse settings(const QByteArray &body);
+    void clearLog();
 
     Options m_options;
-    DescriptorServer m_server;
     DriveJournal m_journal;
     DriveStore m_store;
-    TokenRegistry m_tokens;
-    DriveService m_drive;
     OAuthService m_oauth;
-    RequestLog m_log;
-    FaultInjector m_faults;
-    ControlService m_control;
+    DriveService m_drive;
+    // The requests received, as the control endpoint shows them, with their bodies up to
+    // logBodies bytes; the first is number m_logStart.
+    struct Logged
+    {
+        QJsonObject request;
+        std::optional<QByteArray> body;
+    };
+    QList<Logged> m_log;
+    int m_logStart = 0;
+    QList<FaultRule> m_faults; // waiting
 };
 
 #endif // EMULATORSERVER_H

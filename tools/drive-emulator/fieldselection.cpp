@@ -5,20 +5,20 @@
 #include "fieldselection.h"
 
 #include <QJsonArray>
+#include <QRegularExpression>
 
 namespace {
+// Each level of a selection is a level of recursion, in parsing and in applying it.
 constexpr int MaxDepth = 64;
 
-bool isNameCharacter(QChar c)
-{
-    return c.isLetterOrNumber() || c == QLatin1Char('_') || c == QLatin1Char('@')
-            || c == QLatin1Char('.') || c == QLatin1Char('*');
-}
-
-void skipSpaces(const QString &text, int &pos)
+bool take(const QString &text, int &pos, QLatin1Char c)
 {
     while (pos < text.size() && text.at(pos).isSpace())
         ++pos;
+    if (pos >= text.size() || text.at(pos) != c)
+        return false;
+    ++pos;
+    return true;
 }
 } // namespace
 
@@ -26,93 +26,73 @@ std::optional<FieldSelection> FieldSelection::parse(const QString &text)
 {
     FieldSelection selection;
     int pos = 0;
-    if (!text.trimmed().isEmpty() && !selection.parseList(text, pos, false, 0))
+    if (!selection.parseList(text, pos, 0) || !text.mid(pos).trimmed().isEmpty())
         return std::nullopt;
     return selection;
 }
 
 // list := item (',' item)*
-bool FieldSelection::parseList(const QString &text, int &pos, bool nested, int depth)
+bool FieldSelection::parseList(const QString &text, int &pos, int depth)
 {
-    m_given = true;
-    for (;;) {
+    do {
         if (!parseItem(text, pos, depth))
             return false;
-        skipSpaces(text, pos);
-        if (pos >= text.size())
-            return !nested;
-        const QChar c = text.at(pos);
-        if (c == QLatin1Char(')'))
-            return nested;
-        if (c != QLatin1Char(','))
-            return false;
-        ++pos;
-    }
-}
-
-// item := name ('/' item | '(' list ')')?
-bool FieldSelection::parseItem(const QString &text, int &pos, int depth)
-{
-    m_given = true;
-    // Each level is a level of recursion, here and when the selection is applied.
-    if (depth > MaxDepth)
-        return false;
-    skipSpaces(text, pos);
-    const int start = pos;
-    while (pos < text.size() && isNameCharacter(text.at(pos)))
-        ++pos;
-    const QString name = text.mid(start, pos - start);
-    if (name.isEmpty())
-        return false;
-    skipSpaces(text, pos);
-    if (name == QLatin1String("*")) {
-        m_all = true;
-        return true;
-    }
-    FieldSelection &child = m_children[name];
-    if (pos < text.size() && text.at(pos) == QLatin1Char('/')) {
-        ++pos;
-        return child.parseItem(text, pos, depth + 1);
-    }
-    if (pos < text.size() && text.at(pos) == QLatin1Char('(')) {
-        ++pos;
-        if (!child.parseList(text, pos, true, depth + 1))
-            return false;
-        if (pos >= text.size() || text.at(pos) != QLatin1Char(')'))
-            return false;
-        ++pos;
-    }
+    } while (take(text, pos, QLatin1Char(',')));
     return true;
 }
 
-FieldSelection FieldSelection::child(const QString &key) const
+// item := name ('/' item | '(' list ')')?, or "*" for every member
+bool FieldSelection::parseItem(const QString &text, int &pos, int depth)
 {
-    if (m_all)
-        return FieldSelection();
-    return m_children.value(key);
+    static const QRegularExpression name(QStringLiteral("\\G\\s*([\\w@.*]+)"),
+                                         QRegularExpression::UseUnicodePropertiesOption);
+    const QRegularExpressionMatch match =
+            name.match(text, pos, QRegularExpression::NormalMatch,
+                       QRegularExpression::DontCheckSubjectStringMatchOption);
+    if (depth > MaxDepth || !match.hasMatch())
+        return false;
+    pos = match.capturedEnd();
+    if (match.captured(1) == QLatin1String("*")) {
+        m_all = true;
+        return true;
+    }
+    FieldSelection &child = m_children[match.captured(1)];
+    if (take(text, pos, QLatin1Char('/')))
+        return child.parseItem(text, pos, depth + 1);
+    if (take(text, pos, QLatin1Char('(')))
+        return child.parseList(text, pos, depth + 1) && take(text, pos, QLatin1Char(')'));
+    return true;
+}
+
+QString FieldSelection::unknownIn(const QJsonObject &shape) const
+{
+    for (auto it = m_children.cbegin(); it != m_children.cend() && !m_all; ++it) {
+        const QJsonValue value = shape.value(it.key());
+        if (value.isUndefined())
+            return it.key();
+        const QJsonValue item = value.isArray() ? value.toArray().at(0) : value;
+        const QString unknown = item.isObject() ? it->unknownIn(item.toObject()) : QString();
+        if (!unknown.isNull())
+            return unknown;
+    }
+    return QString();
 }
 
 QJsonObject FieldSelection::apply(const QJsonObject &object) const
 {
-    if (!m_given || m_all)
+    if (m_all || m_children.isEmpty())
         return object;
     QJsonObject selected;
     for (auto it = m_children.cbegin(); it != m_children.cend(); ++it) {
-        if (!object.contains(it.key()))
-            continue;
         const QJsonValue value = object.value(it.key());
-        const FieldSelection &sub = it.value();
-        if (!sub.m_given) {
-            selected.insert(it.key(), value);
-        } else if (value.isArray()) {
+        if (value.isArray()) {
             QJsonArray items;
             for (const QJsonValue &item : value.toArray())
-                items.append(item.isObject() ? QJsonValue(sub.apply(item.toObject())) : item);
+                items.append(item.isObject() ? QJsonValue(it->apply(item.toObject())) : item);
             selected.insert(it.key(), items);
-        } else if (value.isObject()) {
-            selected.insert(it.key(), sub.apply(value.toObject()));
-        } else {
-            selected.insert(it.key(), value);
+        } else if (!value.isUndefined()) {
+            selected.insert(it.key(),
+                            value.isObject() ? QJsonValue(it->apply(value.toObject())) : value);
         }
     }
     return selected;

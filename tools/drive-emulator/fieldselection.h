@@ -8,7 +8,6 @@
 #include <QJsonObject>
 #include <QMap>
 #include <QString>
-#include <QStringList>
 
 #include <optional>
 
@@ -17,25 +16,20 @@
 class FieldSelection
 {
 public:
-    // An empty text selects nothing in particular: callers use their defaults. None when the
-    // text is not a selection.
+    // None when the text is not a selection.
     static std::optional<FieldSelection> parse(const QString &text);
 
-    bool isGiven() const { return m_given; }
-    bool selectsAll() const { return m_all; }
-    bool contains(const QString &key) const { return m_all || m_children.contains(key); }
-    QStringList keys() const { return m_children.keys(); }
-    // The selection below key: empty when the key is selected whole.
-    FieldSelection child(const QString &key) const;
+    // The first key named that shape lacks (in an array, its first item stands for every one);
+    // null when there is none.
+    QString unknownIn(const QJsonObject &shape) const;
     // Keeps the selected members; a member selected whole keeps all of its value.
     QJsonObject apply(const QJsonObject &object) const;
 
 private:
-    bool parseList(const QString &text, int &pos, bool nested, int depth);
+    bool parseList(const QString &text, int &pos, int depth);
     bool parseItem(const QString &text, int &pos, int depth);
 
-    bool m_given = false;
-    bool m_all = false;
+    bool m_all = false; // "*"; a selection without children selects everything too
     QMap<QString, FieldSelection> m_children;
 };
 

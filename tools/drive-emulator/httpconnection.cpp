@@ -49,25 +49,22 @@ HttpConnection::HttpConnection(qintptr socketDescriptor, qint64 maxBody, QObject
     QTimer::singleShot(0, this, &HttpConnection::readIncoming);
 }
 
-// Clients that leave Nagle's algorithm on (Qt's do) hold their last small segment until the
-// previous one is acknowledged; a delayed acknowledgement then stalls every upload by tens of
-// milliseconds. The kernel drops out of quick-ack mode by itself, so this is renewed per read.
-void HttpConnection::acknowledgeAtOnce()
-{
-    const int one = 1;
-    ::setsockopt(int(m_socket->socketDescriptor()), IPPROTO_TCP, TCP_QUICKACK, &one, sizeof one);
-}
-
 void HttpConnection::readIncoming()
 {
-    acknowledgeAtOnce();
+    // Clients that leave Nagle's algorithm on (Qt's do) hold their last small segment until the
+    // previous one is acknowledged; a delayed acknowledgement then stalls every upload by tens of
+    // milliseconds. The kernel drops out of quick-ack mode by itself, so this is renewed per read.
+    const int one = 1;
+    ::setsockopt(int(m_socket->socketDescriptor()), IPPROTO_TCP, TCP_QUICKACK, &one, sizeof one);
     while (m_state == State::Reading) {
         switch (m_parser.parse()) {
         case HttpRequestParser::Complete:
             finishRequest();
             return;
         case HttpRequestParser::Failed:
-            reject(m_parser.failureStatus(), m_parser.failureReason());
+            m_state = State::Handling;
+            writeResponse(HttpResponse::make(m_parser.failureStatus(), "text/plain; charset=utf-8",
+                                             m_parser.failureReason() + '\n'));
             return;
         case HttpRequestParser::HeadRead:
             startBody();
@@ -124,7 +121,7 @@ qint64 HttpConnection::readAllowance()
 
 void HttpConnection::startBody()
 {
-    if (m_parser.expectsContinue())
+    if (m_parser.request().header("Expect").compare("100-continue", Qt::CaseInsensitive) == 0)
         m_socket->write("HTTP/1.1 100 Continue\r\n\r\n");
     if (m_parser.bodyRoom() == 0)
         return;
@@ -156,13 +153,10 @@ void HttpConnection::respond(const HttpResponse &response)
 {
     if (m_state != State::Handling)
         return;
-    if (response.delayMs > 0) {
-        HttpResponse now = response;
-        now.delayMs = 0;
-        QTimer::singleShot(response.delayMs, this, [this, now] { writeResponse(now); });
-        return;
-    }
-    writeResponse(response);
+    if (response.delayMs > 0)
+        QTimer::singleShot(response.delayMs, this, [this, response] { writeResponse(response); });
+    else
+        writeResponse(response);
 }
 
 void HttpConnection::writeResponse(const HttpResponse &response)
@@ -174,7 +168,8 @@ void HttpConnection::writeResponse(const HttpResponse &response)
         return;
     }
 
-    const bool keepAlive = m_parser.keepAlive() && !response.closeAfter && response.truncateAt < 0;
+    const bool keepAlive =
+            m_parser.keepAlive() && m_parser.failureStatus() == 0 && response.truncateAt < 0;
     const bool noBody = response.status == 204 || response.status == 304;
     QByteArray head = "HTTP/1.1 " + QByteArray::number(response.status) + ' '
             + HttpResponse::reasonPhrase(response.status) + "\r\n";
@@ -198,7 +193,8 @@ void HttpConnection::writeResponse(const HttpResponse &response)
     sendOutgoing();
 }
 
-// Keeps at most one chunk queued in the socket, so a large body is never copied whole.
+// Keeps at most one chunk queued in the socket, so a large body is never copied whole; once it is
+// all out, reads the next request.
 void HttpConnection::sendOutgoing()
 {
     if (m_state != State::Handling)
@@ -213,12 +209,8 @@ void HttpConnection::sendOutgoing()
         }
         m_outgoingSent += written;
     }
-    if (m_outgoingSent == m_outgoing.size())
-        finishResponse();
-}
-
-void HttpConnection::finishResponse()
-{
+    if (m_outgoingSent < m_outgoing.size())
+        return;
     m_outgoing.clear();
     m_outgoingSent = 0;
     if (m_closeWhenSent) {
@@ -227,16 +219,6 @@ void HttpConnection::finishResponse()
     }
     m_state = State::Reading;
     QTimer::singleShot(0, this, &HttpConnection::readIncoming);
-}
-
-void HttpConnection::reject(int status, const QByteArray &message)
-{
-    m_state = State::Handling;
-    HttpResponse response = HttpResponse::empty(status);
-    response.setHeader("Content-Type", "text/plain; charset=utf-8");
-    response.body = message + '\n';
-    response.closeAfter = true;
-    writeResponse(response);
 }
 
 void HttpConnection::closeConnection(bool graceful)

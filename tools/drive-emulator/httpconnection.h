@@ -49,13 +49,10 @@ private:
     void readIncoming();
     bool readMore();
     qint64 readAllowance();
-    void acknowledgeAtOnce();
     void startBody();
     void finishRequest();
-    void reject(int status, const QByteArray &message);
     void writeResponse(const HttpResponse &response);
     void sendOutgoing();
-    void finishResponse();
     void closeConnection(bool graceful);
     void announceClosed();
 

@@ -6,15 +6,8 @@
 
 #include "bodydigest.h"
 
-#include <QCryptographicHash>
-
-namespace {
-QString formDecode(QByteArray text)
-{
-    text.replace('+', ' ');
-    return QString::fromUtf8(QByteArray::fromPercentEncoding(text));
-}
-} // namespace
+#include <QRegularExpression>
+#include <QUrlQuery>
 
 QByteArray headerValue(const HttpHeaders &headers, const QByteArray &name)
 {
@@ -25,79 +18,34 @@ QByteArray headerValue(const HttpHeaders &headers, const QByteArray &name)
     return QByteArray();
 }
 
-QueryItems parseFormEncoded(const QByteArray &text)
-{
-    QueryItems items;
-    for (const QByteArray &pair : text.split('&')) {
-        if (pair.isEmpty())
-            continue;
-        const qsizetype equals = pair.indexOf('=');
-        if (equals < 0)
-            items.append({ formDecode(pair), QString() });
-        else
-            items.append({ formDecode(pair.left(equals)), formDecode(pair.mid(equals + 1)) });
-    }
-    return items;
-}
-
 QHash<QString, QString> formFields(const QByteArray &text)
 {
+    const QUrlQuery query(QString::fromUtf8(text).replace(QLatin1Char('+'), QLatin1String("%20")));
     QHash<QString, QString> fields;
-    for (const auto &item : parseFormEncoded(text))
-        fields.insert(item.first, fields.value(item.first, item.second));
+    for (const auto &item : query.queryItems(QUrl::FullyDecoded)) {
+        if (!fields.contains(item.first))
+            fields.insert(item.first, item.second);
+    }
     return fields;
-}
-
-QueryItems HttpRequest::queryItems() const
-{
-    return parseFormEncoded(rawQuery);
-}
-
-QString HttpRequest::queryValue(const QString &key) const
-{
-    for (const auto &item : queryItems()) {
-        if (item.first == key)
-            return item.second;
-    }
-    return QString();
-}
-
-bool HttpRequest::hasQueryItem(const QString &key) const
-{
-    for (const auto &item : queryItems()) {
-        if (item.first == key)
-            return true;
-    }
-    return false;
 }
 
 QByteArray HttpRequest::mediaType() const
 {
-    const QByteArray type = header("Content-Type");
-    const qsizetype semicolon = type.indexOf(';');
-    return (semicolon < 0 ? type : type.left(semicolon)).trimmed().toLower();
+    return header("Content-Type").split(';').first().trimmed().toLower();
 }
 
 QByteArray HttpRequest::contentTypeParameter(const QByteArray &name) const
 {
-    const QList<QByteArray> parts = header("Content-Type").split(';');
-    for (qsizetype i = 1; i < parts.size(); ++i) {
-        const QByteArray part = parts.at(i).trimmed();
-        const qsizetype equals = part.indexOf('=');
-        if (equals < 0 || part.left(equals).trimmed().compare(name, Qt::CaseInsensitive) != 0)
-            continue;
-        QByteArray value = part.mid(equals + 1).trimmed();
-        if (value.size() >= 2 && value.startsWith('"') && value.endsWith('"'))
-            value = value.mid(1, value.size() - 2);
-        return value;
-    }
-    return QByteArray();
+    const QRegularExpression parameter(
+            QStringLiteral(";\\s*%1\\s*=\\s*(\"([^\"]*)\"|[^;\\s]*)")
+                    .arg(QRegularExpression::escape(QString::fromLatin1(name))),
+            QRegularExpression::CaseInsensitiveOption);
+    const QRegularExpressionMatch match =
+            parameter.match(QString::fromLatin1(header("Content-Type")));
+    return match.captured(match.hasCaptured(2) ? 2 : 1).toLatin1();
 }
 
-QString HttpRequest::md5(qsizetype start, const QByteArray &part) const
+QString HttpRequest::receivedMd5(const QByteArray &part) const
 {
-    const QString hashed = digest ? digest->result(start, start + part.size()) : QString();
-    if (!hashed.isEmpty())
-        return hashed;
-    return QString::fromLatin1(QCryptographicHash::hash(part, QCryptographicHash::Md5).toHex());
+    return digest ? digest->result(part) : QString();
 }

@@ -17,25 +17,22 @@
 class BodyDigest;
 
 using HttpHeaders = QList<QPair<QByteArray, QByteArray>>;
-using QueryItems = QList<QPair<QString, QString>>;
 
 // The first header of that name, compared without regard to case; null when there is none.
 QByteArray headerValue(const HttpHeaders &headers, const QByteArray &name);
-// Form-urlencoded text to pairs: "+" is a space, empty pairs are skipped.
-QueryItems parseFormEncoded(const QByteArray &text);
-// The same by name, the first of a name winning.
+// The fields of a query or of a form body by name, "+" standing for a space; the first of a
+// name wins.
 QHash<QString, QString> formFields(const QByteArray &text);
 
-// One request as it came off the wire: the target split into path and raw query, the headers
-// in the order received.
+// One request as it came off the wire: the target split into path and query, the headers in the
+// order received.
 struct HttpRequest
 {
     QByteArray method;
     QByteArray target;
     QByteArray path;
     QByteArray rawQuery;
-    bool hasQuery = false;
-    QByteArray version;
+    QHash<QString, QString> query; // of rawQuery
     HttpHeaders headers;
     QByteArray body;
     // Set by the connection for large bodies, which it hashes while they arrive. Declared after
@@ -44,16 +41,13 @@ struct HttpRequest
     QHostAddress peer;
 
     QByteArray header(const QByteArray &name) const { return headerValue(headers, name); }
-    QueryItems queryItems() const;
-    QString queryValue(const QString &key) const;
-    bool hasQueryItem(const QString &key) const;
     // The media type of Content-Type, lower case, without parameters.
     QByteArray mediaType() const;
     // A parameter of Content-Type, such as the boundary, unquoted.
     QByteArray contentTypeParameter(const QByteArray &name) const;
-    // The MD5, in lower-case hex, of part, which began at start in the body as received (it may
-    // have been taken out of the body since): hashed already when the body arrived, or now.
-    QString md5(qsizetype start, const QByteArray &part) const;
+    // The MD5 of part, a slice of the body (which may have been taken out of it since), when the
+    // connection made it while the body arrived; empty otherwise.
+    QString receivedMd5(const QByteArray &part) const;
 };
 
 #endif // HTTPREQUEST_H

@@ -8,19 +8,6 @@
 
 namespace {
 constexpr qsizetype MaxHeadSize = 64 * 1024;
-
-// The end of the head: a blank line, with CRLF or bare LF line ends.
-qsizetype headEnd(const QByteArray &data, qsizetype &separatorLength)
-{
-    const qsizetype crlf = data.indexOf("\r\n\r\n");
-    const qsizetype lf = data.indexOf("\n\n");
-    if (crlf >= 0 && (lf < 0 || crlf < lf)) {
-        separatorLength = 4;
-        return crlf;
-    }
-    separatorLength = 2;
-    return lf;
-}
 } // namespace
 
 HttpRequestParser::HttpRequestParser(qint64 maxBody) : m_maxBody(maxBody) { }
@@ -32,16 +19,13 @@ HttpRequestParser::Progress HttpRequestParser::parse()
         return parseHead();
     case State::Body:
         return readBody();
-    case State::ChunkSize:
-    case State::ChunkData:
-    case State::ChunkTrailer:
-        return readChunked();
     case State::Complete:
         return Complete;
     case State::Failed:
         return Failed;
+    default:
+        return readChunked();
     }
-    return NeedMore;
 }
 
 HttpRequestParser::Progress HttpRequestParser::fail(int status, const QByteArray &reason)
@@ -58,33 +42,28 @@ HttpRequestParser::Progress HttpRequestParser::parseHead()
     while (m_pending.startsWith("\r\n") || m_pending.startsWith('\n'))
         m_pending.remove(0, m_pending.startsWith('\n') ? 1 : 2);
 
-    qsizetype separatorLength = 0;
-    const qsizetype end = headEnd(m_pending, separatorLength);
-    if (end < 0)
-        return m_pending.size() > MaxHeadSize ? fail(431, "request head too large") : NeedMore;
-    if (end > MaxHeadSize)
+    // The head ends with a blank line; lines end with CRLF or a bare LF.
+    const qsizetype lf = m_pending.indexOf("\n\n");
+    const qsizetype crlf = m_pending.indexOf("\n\r\n");
+    const qsizetype end = crlf >= 0 && (lf < 0 || crlf < lf) ? crlf : lf;
+    if (end < 0 ? m_pending.size() > MaxHeadSize : end > MaxHeadSize)
         return fail(431, "request head too large");
+    if (end < 0)
+        return NeedMore;
+    QList<QByteArray> lines = m_pending.left(end).split('\n');
+    m_pending.remove(0, end + (end == crlf ? 3 : 2));
 
-    const QByteArray head = m_pending.left(end);
-    m_pending.remove(0, end + separatorLength);
-
-    QList<QByteArray> lines = head.split('\n');
-    for (QByteArray &line : lines) {
-        if (line.endsWith('\r'))
-            line.chop(1);
-    }
-    const QList<QByteArray> requestLine = lines.takeFirst().split(' ');
+    const QList<QByteArray> requestLine = lines.takeFirst().trimmed().split(' ');
     if (requestLine.size() != 3 || !requestLine.at(2).startsWith("HTTP/1."))
         return fail(400, "malformed request line");
 
     m_request = HttpRequest();
     m_request.method = requestLine.at(0);
     m_request.target = requestLine.at(1);
-    m_request.version = requestLine.at(2);
     const qsizetype question = m_request.target.indexOf('?');
-    m_request.hasQuery = question >= 0;
     m_request.path = question >= 0 ? m_request.target.left(question) : m_request.target;
     m_request.rawQuery = question >= 0 ? m_request.target.mid(question + 1) : QByteArray();
+    m_request.query = formFields(m_request.rawQuery);
 
     for (const QByteArray &line : lines) {
         const qsizetype colon = line.indexOf(':');
@@ -94,7 +73,7 @@ HttpRequestParser::Progress HttpRequestParser::parseHead()
     }
 
     const QByteArray connection = m_request.header("Connection").toLower();
-    m_keepAlive = m_request.version == "HTTP/1.1" ? !connection.contains("close")
+    m_keepAlive = requestLine.at(2) == "HTTP/1.1" ? !connection.contains("close")
                                                   : connection.contains("keep-alive");
     return startBody();
 }
@@ -103,31 +82,16 @@ HttpRequestParser::Progress HttpRequestParser::startBody()
 {
     m_bodyReceived = 0;
     const bool chunked = m_request.header("Transfer-Encoding").toLower().contains("chunked");
-    qint64 length = 0;
-    if (!chunked && !m_request.header("Content-Length").isNull()) {
-        bool ok = false;
-        length = m_request.header("Content-Length").toLongLong(&ok);
-        if (!ok || length < 0)
-            return fail(400, "bad Content-Length");
-    }
+    const QByteArray declared = m_request.header("Content-Length");
+    bool ok = true;
+    const qint64 length = chunked || declared.isNull() ? 0 : declared.toLongLong(&ok);
+    if (!ok || length < 0)
+        return fail(400, "bad Content-Length");
     if (length > m_maxBody)
         return fail(413, "request body too large");
-    if (chunked) {
-        m_state = State::ChunkSize;
-        return HeadRead;
-    }
-    if (length == 0) {
-        m_state = State::Complete;
-        return Complete;
-    }
     m_request.body.resize(length);
-    m_state = State::Body;
-    return HeadRead;
-}
-
-bool HttpRequestParser::expectsContinue() const
-{
-    return m_request.header("Expect").compare("100-continue", Qt::CaseInsensitive) == 0;
+    m_state = chunked ? State::ChunkSize : length > 0 ? State::Body : State::Complete;
+    return m_state == State::Complete ? Complete : HeadRead;
 }
 
 HttpRequestParser::Progress HttpRequestParser::readBody()

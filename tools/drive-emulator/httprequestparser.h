@@ -29,11 +29,8 @@ public:
     void append(const QByteArray &bytes) { m_pending += bytes; }
     Progress parse();
 
-    const HttpRequest &request() const { return m_request; }
     HttpRequest &request() { return m_request; }
     HttpRequest takeRequest();
-    // The client asked to hear "100 Continue" before it sends the body.
-    bool expectsContinue() const;
     // Whether the connection stays open after the answer to the last request.
     bool keepAlive() const { return m_keepAlive; }
     int failureStatus() const { return m_failureStatus; }

@@ -18,46 +18,25 @@ void HttpResponse::setHeader(const QByteArray &name, const QByteArray &value)
     headers.append({ name, value });
 }
 
+HttpResponse HttpResponse::make(int status, const QByteArray &type, const QByteArray &body)
+{
+    HttpResponse response;
+    response.status = status;
+    if (!type.isEmpty())
+        response.setHeader("Content-Type", type);
+    response.body = body;
+    return response;
+}
+
 HttpResponse HttpResponse::json(int status, const QJsonObject &object)
 {
-    HttpResponse response;
-    response.status = status;
-    response.setHeader("Content-Type", "application/json; charset=UTF-8");
-    response.body = QJsonDocument(object).toJson(QJsonDocument::Indented);
-    return response;
-}
-
-HttpResponse HttpResponse::html(int status, const QByteArray &page)
-{
-    HttpResponse response;
-    response.status = status;
-    response.setHeader("Content-Type", "text/html; charset=utf-8");
-    response.body = page;
-    return response;
-}
-
-HttpResponse HttpResponse::redirect(const QByteArray &location)
-{
-    HttpResponse response;
-    response.status = 302;
-    response.setHeader("Location", location);
-    response.setHeader("Content-Type", "text/html; charset=utf-8");
-    const QByteArray escaped = QString::fromUtf8(location).toHtmlEscaped().toUtf8();
-    response.body = "<html><body>Moved <a href=\"" + escaped + "\">here</a>.</body></html>\n";
-    return response;
-}
-
-HttpResponse HttpResponse::empty(int status)
-{
-    HttpResponse response;
-    response.status = status;
-    return response;
+    return make(status, "application/json; charset=UTF-8",
+                QJsonDocument(object).toJson(QJsonDocument::Indented));
 }
 
 QByteArray HttpResponse::reasonPhrase(int status)
 {
-    static const QHash<int, QByteArray> phrases { { 100, "Continue" },
-                                                  { 200, "OK" },
+    static const QHash<int, QByteArray> phrases { { 200, "OK" },
                                                   { 204, "No Content" },
                                                   { 206, "Partial Content" },
                                                   { 302, "Found" },

@@ -20,16 +20,14 @@ struct HttpResponse
     // Send the full Content-Length but only this many body bytes, then close (-1: all of them).
     qint64 truncateAt = -1;
     bool drop = false; // close the connection without answering
-    bool closeAfter = false; // close the connection once answered
     bool chunked = false; // send the body chunked, without a Content-Length
 
     void setHeader(const QByteArray &name, const QByteArray &value);
-    QByteArray header(const QByteArray &name) const { return headerValue(headers, name); }
 
+    // A body of that type, if any.
+    static HttpResponse make(int status, const QByteArray &type = QByteArray(),
+                             const QByteArray &body = QByteArray());
     static HttpResponse json(int status, const QJsonObject &object);
-    static HttpResponse html(int status, const QByteArray &page);
-    static HttpResponse redirect(const QByteArray &location);
-    static HttpResponse empty(int status);
     static QByteArray reasonPhrase(int status);
 };
 

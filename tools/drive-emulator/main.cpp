@@ -97,7 +97,7 @@ int main(int argc, char *argv[])
     };
     EmulatorServer::Options options;
     options.port = quint16(number(port, 65535));
-    options.tokenTtl = int(number(tokenTtl, INT_MAX));
+    options.oauth.tokenTtl = int(number(tokenTtl, INT_MAX));
     options.maxBody = number(maxBody, LLONG_MAX);
     options.logBodies = number(logBodies, LLONG_MAX);
     if (parser.isSet(seed))
@@ -106,9 +106,9 @@ int main(int argc, char *argv[])
         err << "drive-emulator: --bind needs an IP address" << Qt::endl;
         valid = false;
     }
-    options.autoApprove = parser.isSet(autoApprove);
-    options.clientId = parser.value(clientId);
-    options.clientSecret = parser.value(clientSecret);
+    options.oauth.autoApprove = parser.isSet(autoApprove);
+    options.oauth.clientId = parser.value(clientId);
+    options.oauth.clientSecret = parser.value(clientSecret);
     options.dataFolder = parser.value(data);
     options.log = parser.isSet(log);
     for (const QString &text : parser.values(fault)) {
@@ -131,7 +131,7 @@ int main(int argc, char *argv[])
     const QString host = options.address.protocol() == QAbstractSocket::IPv6Protocol
             ? QLatin1Char('[') + options.address.toString() + QLatin1Char(']')
             : options.address.toString();
-    QTextStream(stdout) << "drive-emulator listening on http://" << host << ':' << server.port()
-                        << Qt::endl;
+    QTextStream(stdout) << "drive-emulator listening on http://" << host << ':'
+                        << server.serverPort() << Qt::endl;
     return app.exec();
 }

@@ -17,10 +17,8 @@ bool MultipartBody::readHeaders(const QByteArray &body, qsizetype &pos, Part &pa
         const qsizetype newline = body.indexOf('\n', pos);
         if (newline < 0)
             return fail(QStringLiteral("unterminated part headers"));
-        QByteArray line = body.mid(pos, newline - pos);
+        const QByteArray line = body.mid(pos, newline - pos).trimmed();
         pos = newline + 1;
-        if (line.endsWith('\r'))
-            line.chop(1);
         if (line.isEmpty())
             return true;
         const qsizetype colon = line.indexOf(':');
@@ -85,7 +83,6 @@ bool MultipartBody::parse(QByteArray body, const QByteArray &boundary)
     qsizetype end = close;
     if (m_crlf && end > pos && body.at(end - 1) == '\r')
         --end;
-    m_mediaOffset = pos;
     // Dropping the front of an unshared array only moves its start: no copy.
     body.truncate(end > pos ? end : pos);
     body.remove(0, pos);
@@ -98,7 +95,5 @@ qsizetype MultipartBody::mediaOffsetIn(const QByteArray &prefix, const QByteArra
     // What comes before the media part reads the same in a prefix as in the whole body.
     MultipartBody head;
     qsizetype pos = -1;
-    if (boundary.isEmpty() || !head.parseHead(prefix, "--" + boundary, &pos))
-        return -1;
-    return pos;
+    return !boundary.isEmpty() && head.parseHead(prefix, "--" + boundary, &pos) ? pos : -1;
 }

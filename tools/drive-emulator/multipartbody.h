@@ -21,8 +21,6 @@ public:
 
     // Takes the body over: the media part becomes a slice of it, not a copy.
     bool parse(QByteArray body, const QByteArray &boundary);
-    // Where the media part begins in the body given to parse().
-    qsizetype mediaOffset() const { return m_mediaOffset; }
     // Where it begins in a body of which only prefix has arrived; -1 until that can be told.
     static qsizetype mediaOffsetIn(const QByteArray &prefix, const QByteArray &boundary);
     QString errorString() const { return m_error; }
@@ -37,7 +35,6 @@ private:
 
     Part m_metadata;
     Part m_media;
-    qsizetype m_mediaOffset = -1;
     bool m_crlf = false;
     QString m_error;
 };

@@ -5,7 +5,8 @@
 #include "serviceerror.h"
 
 #include <QJsonArray>
-#include <QJsonDocument>
+
+#include <iterator>
 
 namespace {
 struct Catalogued
@@ -13,13 +14,24 @@ struct Catalogued
     int status;
     const char *reason;
     const char *message;
-    const char *location; // the parameter blamed, if any
+    const char *location; // the input blamed, if any
 };
 
-// In the order of DriveError::Answer; the first of a status is a fault's usual answer.
+// In the order of DriveError::Answer, "%1" standing for the argument; the first of a status is a
+// fault's usual answer.
 const Catalogued Catalogue[] = {
     { 400, "badRequest", "Bad Request", nullptr },
     { 400, "parseError", "Parse Error", nullptr },
+    { 400, "invalid", "Invalid Value", "%1" },
+    { 400, "invalidParameter", "Invalid field selection %1", "fields" },
+    { 400, "badContent", "Unsupported content with type: %1", nullptr },
+    { 400, "badRequest", "Malformed multipart body: %1", nullptr },
+    { 400, "badRequest", "The specified parent is not a folder.", nullptr },
+    { 400, "badRequest", "A folder cannot be moved into itself.", nullptr },
+    { 400, "badRequest", "A folder cannot change its type.", nullptr },
+    { 400, "badRequest", "This type of file cannot hold content.", nullptr },
+    { 401, "authError", "Invalid Credentials", "Authorization" },
+    { 401, "required", "Login Required.", "Authorization" },
     { 403, "userRateLimitExceeded", "User rate limit exceeded.", nullptr },
     { 403, "insufficientFilePermissions",
       "The user does not have sufficient permissions for this file.", nullptr },
@@ -38,6 +50,7 @@ const Catalogued Catalogue[] = {
     { 403, "fileNotDownloadable",
       "Only files with binary content can be downloaded. Use Export with Docs Editors files.",
       "alt" },
+    { 404, "notFound", "File not found: %1.", "fileId" },
     { 404, "notFound", "Not Found", nullptr },
     { 429, "rateLimitExceeded", "Rate Limit Exceeded", nullptr },
     { 500, "backendError", "Backend Error", nullptr },
@@ -45,64 +58,55 @@ const Catalogued Catalogue[] = {
     { 503, "backendError", "The service is currently unavailable.", nullptr },
     { 500, "backendError", "The emulator could not save the change.", nullptr },
 };
+static_assert(std::size(Catalogue) == DriveError::NotSaved + 1, "a row for each answer");
 
-QJsonObject merged(QJsonObject object, const QJsonObject &more)
+QString filled(const char *text, const QString &argument)
 {
-    for (auto it = more.begin(); it != more.end(); ++it)
-        object.insert(it.key(), it.value());
-    return object;
+    const QString pattern = QString::fromUtf8(text);
+    return pattern.contains(QLatin1String("%1")) ? pattern.arg(argument) : pattern;
 }
 
-QJsonObject at(const QString &location, const QString &type = QStringLiteral("parameter"))
-{
-    return { { QStringLiteral("location"), location }, { QStringLiteral("locationType"), type } };
-}
-
-HttpResponse driveError(int code, const QString &reason, const QString &message,
-                        const QJsonObject &detail = {}, const QJsonObject &error = {})
+QJsonObject driveError(int status, const QString &reason, const QString &message,
+                       const QString &location = QString())
 {
     const bool usage = reason.endsWith(QLatin1String("RateLimitExceeded"), Qt::CaseInsensitive);
-    const QJsonObject first { { QStringLiteral("domain"),
-                                usage ? QStringLiteral("usageLimits") : QStringLiteral("global") },
-                              { QStringLiteral("reason"), reason },
-                              { QStringLiteral("message"), message } };
-    const QJsonObject body { { QStringLiteral("code"), code },
-                             { QStringLiteral("message"), message },
-                             { QStringLiteral("errors"), QJsonArray { merged(first, detail) } } };
-    return HttpResponse::json(code, { { QStringLiteral("error"), merged(body, error) } });
+    QJsonObject first { { QStringLiteral("domain"),
+                          usage ? QStringLiteral("usageLimits") : QStringLiteral("global") },
+                        { QStringLiteral("reason"), reason },
+                        { QStringLiteral("message"), message } };
+    if (!location.isEmpty()) {
+        first.insert(QStringLiteral("location"), location);
+        first.insert(QStringLiteral("locationType"),
+                     status == 401 ? QStringLiteral("header") : QStringLiteral("parameter"));
+    }
+    return { { QStringLiteral("code"), status },
+             { QStringLiteral("message"), message },
+             { QStringLiteral("errors"), QJsonArray { first } } };
 }
 
 // Authentication errors come from the front end: another top message, a status, the header.
-HttpResponse unauthenticated(const QString &reason, const QString &message, const QString &top,
-                             const QJsonObject &more = {})
+HttpResponse unauthenticated(QJsonObject error, bool missing)
 {
-    const QJsonObject error { { QStringLiteral("message"),
-                                top
-                                        + QStringLiteral(
-                                                " See https://developers.google.com/"
-                                                "identity/sign-in/web/devconsole-project.") },
-                              { QStringLiteral("status"), QStringLiteral("UNAUTHENTICATED") } };
-    HttpResponse response = driveError(
-            401, reason, message, at(QStringLiteral("Authorization"), QStringLiteral("header")),
-            merged(error, more));
-    response.setHeader("WWW-Authenticate", "Bearer realm=\"emulator\", error=\"invalid_token\"");
+    error.insert(QStringLiteral("message"),
+                 QLatin1String(missing ? "Request is missing required authentication credential."
+                                       : "Request had invalid authentication credentials.")
+                         + QLatin1String(" Expected OAuth 2 access token, login cookie or other "
+                                         "valid authentication credential. See "
+                                         "https://developers.google.com/identity/sign-in/web/"
+                                         "devconsole-project."));
+    error.insert(QStringLiteral("status"), QStringLiteral("UNAUTHENTICATED"));
+    if (missing)
+        error.insert(QStringLiteral("details"),
+                     QJsonArray { QJsonObject {
+                             { QStringLiteral("@type"),
+                               QStringLiteral("type.googleapis.com/google.rpc.ErrorInfo") },
+                             { QStringLiteral("reason"), QStringLiteral("CREDENTIALS_MISSING") },
+                             { QStringLiteral("domain"), QStringLiteral("googleapis.com") } } });
+    HttpResponse response = HttpResponse::json(401, { { QStringLiteral("error"), error } });
+    response.setHeader("WWW-Authenticate",
+                       missing ? "Bearer realm=\"emulator\""
+                               : "Bearer realm=\"emulator\", error=\"invalid_token\"");
     return response;
-}
-
-QString reasonOf(const HttpResponse &answer)
-{
-    const QJsonValue error = QJsonDocument::fromJson(answer.body)[QLatin1String("error")];
-    return error.isString() ? error.toString()
-                            : error[QLatin1String("errors")][0][QLatin1String("reason")].toString();
-}
-
-std::optional<HttpResponse> withReason(const QList<HttpResponse> &answers, const QString &reason)
-{
-    for (const HttpResponse &answer : answers) {
-        if (reason.isEmpty() || reasonOf(answer) == reason)
-            return answer;
-    }
-    return std::nullopt;
 }
 
 HttpResponse tokenError(int status, const QString &error, const QString &description)
@@ -114,125 +118,51 @@ HttpResponse tokenError(int status, const QString &error, const QString &descrip
 } // namespace
 
 namespace DriveError {
-HttpResponse make(Answer answer)
+HttpResponse make(Answer answer, const QString &argument)
 {
     const Catalogued &entry = Catalogue[answer];
-    return driveError(entry.status, QLatin1String(entry.reason), QLatin1String(entry.message),
-                      entry.location ? at(QLatin1String(entry.location)) : QJsonObject());
-}
-
-HttpResponse invalidValue(const QString &parameter)
-{
-    return driveError(400, QStringLiteral("invalid"), QStringLiteral("Invalid Value"),
-                      at(parameter));
-}
-
-HttpResponse badRequest(const QString &message)
-{
-    return driveError(400, QStringLiteral("badRequest"), message);
-}
-
-HttpResponse badContent(const QByteArray &mediaType)
-{
-    return driveError(400, QStringLiteral("badContent"),
-                      QStringLiteral("Unsupported content with type: ")
-                              + QString::fromUtf8(mediaType));
-}
-
-HttpResponse invalidFields(const QString &selection)
-{
-    return driveError(400, QStringLiteral("invalidParameter"),
-                      QStringLiteral("Invalid field selection ") + selection,
-                      at(QStringLiteral("fields")));
-}
-
-HttpResponse notFound(const QString &fileId)
-{
-    return driveError(404, QStringLiteral("notFound"),
-                      QStringLiteral("File not found: %1.").arg(fileId),
-                      at(QStringLiteral("fileId")));
-}
-
-HttpResponse loginRequired()
-{
-    const QJsonObject missing { { QStringLiteral("@type"),
-                                  QStringLiteral("type.googleapis.com/google.rpc.ErrorInfo") },
-                                { QStringLiteral("reason"), QStringLiteral("CREDENTIALS_MISSING") },
-                                { QStringLiteral("domain"), QStringLiteral("googleapis.com") } };
-    HttpResponse response = unauthenticated(
-            QStringLiteral("required"), QStringLiteral("Login Required."),
-            QStringLiteral("Request is missing required authentication credential. Expected OAuth "
-                           "2 access token, login cookie or other valid authentication "
-                           "credential."),
-            { { QStringLiteral("details"), QJsonArray { missing } } });
-    response.setHeader("WWW-Authenticate", "Bearer realm=\"emulator\"");
-    return response;
-}
-
-HttpResponse invalidCredentials()
-{
-    return unauthenticated(
-            QStringLiteral("authError"), QStringLiteral("Invalid Credentials"),
-            QStringLiteral("Request had invalid authentication credentials. Expected OAuth 2 "
-                           "access token, login cookie or other valid authentication credential."));
+    const QJsonObject error =
+            driveError(entry.status, QLatin1String(entry.reason), filled(entry.message, argument),
+                       entry.location ? filled(entry.location, argument) : QString());
+    if (entry.status == 401)
+        return unauthenticated(error, answer == LoginRequired);
+    return HttpResponse::json(entry.status, { { QStringLiteral("error"), error } });
 }
 
 std::optional<HttpResponse> forFault(int status, const QString &reason)
 {
-    QList<HttpResponse> answers;
-    if (status == 401)
-        answers = { invalidCredentials(), loginRequired() };
-    if (status == 404)
-        answers = { notFound(QString()) };
-    for (int answer = 0; answer < NotSaved; ++answer) {
-        if (Catalogue[answer].status == status)
-            answers.append(make(Answer(answer)));
+    for (int answer = 0; answer < int(std::size(Catalogue)); ++answer) {
+        if (Catalogue[answer].status == status
+            && (reason.isEmpty() || reason == QLatin1String(Catalogue[answer].reason)))
+            return make(Answer(answer));
     }
-    if (answers.isEmpty())
-        answers = { status >= 500
-                            ? driveError(status, QStringLiteral("backendError"),
-                                         QStringLiteral("Backend Error"))
-                            : driveError(status, QStringLiteral("error"),
-                                         QString::fromLatin1(HttpResponse::reasonPhrase(status))) };
-    return withReason(answers, reason);
+    // A status the service has no answer of its own for.
+    const QString generic =
+            status >= 500 ? QStringLiteral("backendError") : QStringLiteral("error");
+    if (!reason.isEmpty() && reason != generic)
+        return std::nullopt;
+    const QString message = status >= 500 ? QStringLiteral("Backend Error")
+                                          : QString::fromLatin1(HttpResponse::reasonPhrase(status));
+    return HttpResponse::json(
+            status, { { QStringLiteral("error"), driveError(status, generic, message) } });
 }
 } // namespace DriveError
 
 namespace TokenError {
-HttpResponse invalidRequest(const QString &description)
+HttpResponse make(Code code, const QString &description)
 {
-    return tokenError(400, QStringLiteral("invalid_request"), description);
-}
-
-HttpResponse invalidGrant(const QString &description)
-{
-    return tokenError(400, QStringLiteral("invalid_grant"), description);
-}
-
-HttpResponse invalidClient(const QString &description)
-{
-    return tokenError(401, QStringLiteral("invalid_client"), description);
-}
-
-HttpResponse unsupportedGrantType(const QString &grantType)
-{
-    return tokenError(400, QStringLiteral("unsupported_grant_type"),
-                      QStringLiteral("Invalid grant_type: ") + grantType);
-}
-
-HttpResponse redirectUriMismatch()
-{
-    return tokenError(400, QStringLiteral("redirect_uri_mismatch"), QStringLiteral("Bad Request"));
+    static const char *const Codes[] = { "invalid_grant", "invalid_request", "invalid_client",
+                                         "unsupported_grant_type", "redirect_uri_mismatch" };
+    return tokenError(code == InvalidClient ? 401 : 400, QLatin1String(Codes[code]), description);
 }
 
 std::optional<HttpResponse> forFault(int status, const QString &reason)
 {
-    if (status == 400)
-        return withReason({ invalidGrant() }, reason);
-    if (status == 401)
-        return withReason({ invalidClient(QStringLiteral("Unauthorized")) }, reason);
-    return withReason({ tokenError(status, QStringLiteral("server_error"),
-                                   QString::fromLatin1(HttpResponse::reasonPhrase(status))) },
-                      reason);
+    const QString error = QLatin1String(status == 400           ? "invalid_grant"
+                                                : status == 401 ? "invalid_client"
+                                                                : "server_error");
+    if (!reason.isEmpty() && reason != error)
+        return std::nullopt;
+    return tokenError(status, error, QString::fromLatin1(HttpResponse::reasonPhrase(status)));
 }
 } // namespace TokenError

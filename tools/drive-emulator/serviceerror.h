@@ -18,6 +18,16 @@ namespace DriveError {
 enum Answer {
     BadRequest,
     ParseError,
+    InvalidValue, // of the parameter given
+    InvalidFields, // the selection, or the key of it, given
+    BadContent, // of the media type given
+    MalformedMultipart, // for the reason given
+    NotAFolder, // the parent named
+    MovedIntoItself,
+    FolderTypeChanged,
+    CannotHoldContent,
+    InvalidCredentials,
+    LoginRequired,
     UserRateLimitExceeded,
     InsufficientFilePermissions,
     AppDataOnly, // what the application-data folder does not allow, such as leaving its space
@@ -27,6 +37,7 @@ enum Answer {
     CannotAddParent,
     CannotCopyFile,
     FileNotDownloadable,
+    NotFound, // the file identifier given
     NoSuchRoute,
     RateLimitExceeded,
     BackendError,
@@ -34,14 +45,8 @@ enum Answer {
     Unavailable,
     NotSaved, // the emulator's disk failed it
 };
-HttpResponse make(Answer answer);
-HttpResponse invalidValue(const QString &parameter);
-HttpResponse badRequest(const QString &message);
-HttpResponse badContent(const QByteArray &mediaType);
-HttpResponse invalidFields(const QString &selection);
-HttpResponse notFound(const QString &fileId);
-HttpResponse loginRequired();
-HttpResponse invalidCredentials();
+// The answer, with what the comments above say is given in argument.
+HttpResponse make(Answer answer, const QString &argument = QString());
 // A fault's answer with status: the service's usual one, or the one of this reason; none when
 // the service has no such answer.
 std::optional<HttpResponse> forFault(int status, const QString &reason);
@@ -49,11 +54,14 @@ std::optional<HttpResponse> forFault(int status, const QString &reason);
 
 // The token endpoint's: {"error": "<code>", "error_description": "<text>"}.
 namespace TokenError {
-HttpResponse invalidRequest(const QString &description);
-HttpResponse invalidGrant(const QString &description = QStringLiteral("Bad Request"));
-HttpResponse invalidClient(const QString &description);
-HttpResponse unsupportedGrantType(const QString &grantType);
-HttpResponse redirectUriMismatch();
+enum Code {
+    InvalidGrant,
+    InvalidRequest,
+    InvalidClient,
+    UnsupportedGrantType,
+    RedirectUriMismatch
+};
+HttpResponse make(Code code, const QString &description = QStringLiteral("Bad Request"));
 std::optional<HttpResponse> forFault(int status, const QString &reason);
 } // namespace TokenError
 

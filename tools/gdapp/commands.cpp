@@ -7,6 +7,7 @@
 #include "cloudcodes.h"
 #include "cloudfile.h"
 #include "cloudfileerror.h"
+#include "cloudfilechooser.h"
 #include "downloadsink.h"
 #include "exitcode.h"
 #include "listingcollector.h"
@@ -531,11 +532,17 @@ int Commands::dialog(bool save)
         return exitCode;
     const QString caption = m_parser.value(QStringLiteral("caption"));
     const QString filter = m_parser.value(QStringLiteral("filter"));
-    const QUrl chosen = save ? file->getSaveFileName(nullptr, caption, QString(), filter)
-                             : file->getOpenFileName(nullptr, caption, QString(), filter);
+    // The chooser's own answer to a double-click names the file twice and loses its folder.
+    const QUrl chosen = save
+            ? CloudFileChooser::getSaveFileName(file.get(), nullptr, caption, QString(), filter)
+            : CloudFileChooser::getOpenFileName(file.get(), nullptr, caption, QString(), filter);
     if (chosen.isEmpty())
         return m_reporter.fail(QStringLiteral("nothing chosen"), Failure);
-    Reporter::out() << RemoteUrl::display(chosen) << Qt::endl;
+    // Only what gdapp accepts is printed: a name typed in the chooser may be refused.
+    const RemoteUrl url = RemoteUrl::fromUserInput(RemoteUrl::display(chosen));
+    if (!url.isValid())
+        return m_reporter.fail(url.errorString(), Failure);
+    Reporter::out() << url.toString() << Qt::endl;
     return finishOutput();
 }
 

@@ -2,15 +2,13 @@
 //
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-#ifndef FAULTINJECTOR_H
-#define FAULTINJECTOR_H
+#ifndef FAULTRULE_H
+#define FAULTRULE_H
 
 #include "httprequest.h"
 
-#include <QJsonArray>
 #include <QJsonObject>
 #include <QList>
-#include <QRegularExpression>
 
 #include <optional>
 
@@ -24,41 +22,28 @@ struct FaultRule
     // nextPageToken for the rest, as the service may.
     enum Action { Answer, Drop, Truncate, Corrupt, Chunked, Throttle, ShortPage };
 
-    QByteArray method; // empty: any
+    QString method; // empty: any
     QString path = QStringLiteral("*");
-    QString queryContains;
-    int count = 1;
-    int status = 0; // answer with this error instead of serving the request
+    QString query; // text the raw query contains
+    qint64 count = 1;
+    qint64 status = 0; // answer with this error instead of serving the request
     QString reason; // with status: which of the service's errors (default: its usual one)
-    int delayMs = 0; // wait before answering
+    qint64 delayMs = 0; // wait before answering
     Action action = Answer;
     qint64 truncateAt = -1; // Truncate: body bytes sent (-1: half of them)
     qint64 bytesPerSecond = 0; // Throttle: how fast the request's body is read
-    QByteArray body; // with status: this body instead of the usual error
-    QByteArray contentType;
+    QString body; // with status: this body instead of the usual error
+    QString contentType;
 
     bool matches(const HttpRequest &request) const;
     QJsonObject toJson() const;
     static std::optional<FaultRule> fromJson(const QJsonObject &object, QString *error);
     // "method=GET,path=/drive/v3/files/*,status=500,count=2" and the like.
     static std::optional<FaultRule> fromText(const QString &text, QString *error);
+    // The first of rules that a whole request matches (throttle: that its head matches), counted
+    // as used; throttles are taken only so, other rules only whole.
+    static std::optional<FaultRule> take(QList<FaultRule> &rules, const HttpRequest &request,
+                                         bool throttle);
 };
 
-class FaultInjector
-{
-public:
-    void add(const FaultRule &rule) { m_rules.append(rule); }
-    void clear() { m_rules.clear(); }
-    QJsonArray rules() const;
-    // The first rule matching a whole request, counted as used; throttles are left alone.
-    std::optional<FaultRule> take(const HttpRequest &request) { return takeFirst(request, false); }
-    // The first throttle matching a request's head, counted as used.
-    std::optional<FaultRule> takeThrottle(const HttpRequest &head) { return takeFirst(head, true); }
-
-private:
-    std::optional<FaultRule> takeFirst(const HttpRequest &request, bool throttle);
-
-    QList<FaultRule> m_rules;
-};
-
-#endif // FAULTINJECTOR_H
+#endif // FAULTRULE_H
