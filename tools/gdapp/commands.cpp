@@ -44,7 +44,7 @@ QString printable(const QString &name)
         else if (c == QLatin1Char('\r'))
             shown += QLatin1String("\\r");
         else if (c.category() == QChar::Other_Control)
-            shown += QStringLiteral("\\x%1").arg(c.unicode(), 2, 16, QLatin1Char('0'));
+            shown += QStringLiteral("\\x%1").arg(uint(c.unicode()), 2, 16, QLatin1Char('0'));
         else
             shown += c;
     }
