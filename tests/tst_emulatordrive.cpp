@@ -59,12 +59,6 @@ void TestEmulatorDrive::exchanges_data()
         "GET /drive/v3/files?spaces=appDataFolder&q='{docs}'+in+parents+and+name='b.txt'+and+"
         "trashed=false",
         200, "files.*.name=b.txt");
-    row("list: q in double quotes", R"(GET /drive/v3/files?spaces=appDataFolder&q=name="a.txt")",
-        200, "files.*.name=a.txt");
-    row("list: q with or, not, contains",
-        "GET /drive/v3/files?spaces=appDataFolder&q=(name+contains+'do'+or+name='B.TXT')+and+"
-        "not+trashed=true",
-        200, "files.*.name=docs,b.txt");
     row("list: q refused", "GET /drive/v3/files?q=title='a'", 400,
         "error.message=Invalid Value; error.errors.0.location=q");
     row("list: a page", fileList, 200, "files.*.name=a.txt,docs; nextPageToken={nextPageToken}");
