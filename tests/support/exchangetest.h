@@ -16,9 +16,9 @@
 // may then span lines):
 //     R"(PATCH /drive/v3/files/{a}?addParents={docs} {"name": "b.txt"})"
 //     "GET /drive/v3/files/{a}?alt=media\nRange: bytes=1-"
-// Names in braces are taken from values; a header given here replaces the default of its name
-// (written alike), and one given empty removes it. A body goes as application/json unless a type is
-// given.
+// Names in braces are taken from values. A header given here replaces the default of its name
+// (written alike), and one given empty removes it. A body goes as application/json unless a type
+// is given.
 class ExchangeTest : public QObject
 {
 public:
