@@ -51,6 +51,8 @@ CloudFileDialog::CloudFileDialog(QString filter, bool save, CloudFile *file, QWi
       m_save(save),
       m_removeAction(nullptr)
 {
+    // Contract: hosts find the chooser by its class name and its widgets by the object names of
+    // the layout; the label path shows the folder browsed, and a double-click leaves it so.
     setupUi(this);
 
     m_model = new ExplorerModel(nullptr);

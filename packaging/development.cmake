@@ -17,6 +17,7 @@ install(FILES
     ${PROJECT_SOURCE_DIR}/cloud/cloudfile.h
     ${PROJECT_SOURCE_DIR}/cloud/serverinterface.h
     ${PROJECT_SOURCE_DIR}/cloud/cloudcodes.h
+    ${PROJECT_SOURCE_DIR}/cloud/cloudfilechooser.h
     DESTINATION ${GDAPP_INCLUDE_INSTALL_DIR} COMPONENT development)
 install(TARGETS gdapp_cloud ARCHIVE DESTINATION ${GDAPP_LIB_INSTALL_DIR} COMPONENT development)
 # One object: linked as it is, it registers the icons when the host starts.

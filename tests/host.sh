@@ -7,8 +7,8 @@
 # What a host developer does, from the packages alone: unpack gdapp and gdapp-dev, build the
 # example editor and a small host project (tests/host) outside the source tree against them,
 # the host once with CMake's find_package and once with pkg-config, and run it over the emulator
-# with the packaged plug-in: it lists, chooses a file with a double-click in the chooser, opens
-# it and saves. The chooser's buttons must show the library's icons (read from the widgets,
+# with the packaged plug-in: it lists, chooses a file of a folder with a double-click in the
+# chooser (the top folder has a file of the same name), opens it and saves. The chooser's buttons must show the library's icons (read from the widgets,
 # with no icon theme about), and the settings file that holds the tokens must be its owner's
 # alone.
 #   host.sh PACKAGES_DIR EMULATOR
@@ -55,7 +55,7 @@ mkdir -p "$scratch/pc"
 "$(pkg-config --variable=libexecdir Qt6Core)/moc" "$here/host/main.cpp" -o "$scratch/pc/main.moc"
 # shellcheck disable=SC2046 # the flags are words
 c++ -std=c++17 -fPIC -I"$scratch/pc" -I"$here/../examples/notepad" "$here/host/main.cpp" \
-    "$here/../examples/notepad/chosenfile.cpp" "$here/../examples/notepad/settingsfile.cpp" \
+    "$here/../examples/notepad/settingsfile.cpp" \
     $(pkg-config --cflags --libs gdapp-cloud Qt6Network) -o "$scratch/pc/host" \
     || fail "building with pkg-config's flags: $(pkg-config --cflags --libs gdapp-cloud)"
 
@@ -63,6 +63,7 @@ start_emulator "$emulator"
 control() { curl -sf -X "$1" "$base/_emulator/$2" ${3:+--data-binary "$3"}; }
 control POST files '{"path":"/Reports","folder":true}' >/dev/null
 control POST files '{"path":"/notes.txt","text":"first line"}' >/dev/null
+control POST files '{"path":"/Reports/notes.txt","text":"the report"}' >/dev/null
 content() {
     local id
     id=$(control GET files | jq -r --arg p "$1" '.files[] | select(.path == $p) | .id')
@@ -77,13 +78,13 @@ export QT_QPA_PLATFORM=offscreen XDG_DATA_DIRS="$scratch/nothing" XDG_DATA_HOME=
 # run HOST SAVED: one session, and what it printed, as expected.
 run() {
     local host=$1 saved=$2 status=0
-    timeout 120 "$host" notes.txt "gdapp:$saved" "saved by $saved" >"$scratch/transcript" \
+    timeout 120 "$host" Reports/notes.txt "gdapp:$saved" "saved by $saved" >"$scratch/transcript" \
         2>"$scratch/host.err" || status=$?
     [ "$status" = 0 ] || fail "$host ended with status $status"
     printf '%s\n' "settings: $settings" "listed: Reports/ notes.txt" \
         "icon cdToParent: the library's" "icon refreshView: the library's" \
-        "chosen: gdapp:/notes.txt/notes.txt" \
-        "resolved: gdapp:/notes.txt" "read: first line" "saved: gdapp:$saved" >"$scratch/expected"
+        "chosen: gdapp:/Reports/notes.txt" "read: the report" "saved: gdapp:$saved" \
+        >"$scratch/expected"
     diff "$scratch/expected" "$scratch/transcript" >&2 || fail "$host: not the session expected"
     [ "$(content "$saved")" = "saved by $saved" ] || fail "$saved holds: $(content "$saved")"
     grep -q '^\[gdapp\]' "$settings" || fail "no tokens stored in $settings"

@@ -6,7 +6,8 @@
 
 # The example editor as a person uses it, on a real X server with real input: open a file of the
 # store with a double-click in the chooser, edit, save, save under a new name into a folder,
-# reopen it, a large save that the service reads slowly, a save that it refuses, and quit.
+# reopen it with a double-click there, a large save that the service reads slowly, a save that it
+# refuses, and quit.
 # Checks what the emulator stores and received and that the settings holding the tokens are
 # private, and takes screenshots (into SHOTS, default a scratch folder). Exits 77 (skipped)
 # without Xvfb, xdotool, ImageMagick's import or jq.
@@ -32,6 +33,8 @@ start_emulator "$emulator"
 control() { curl -sf -X "$1" "$base/_emulator/$2" ${3:+--data-binary "$3"}; }
 control POST files '{"path":"/Reports","folder":true}' >/dev/null
 control POST files '{"path":"/notes.txt","text":"first line\n"}' >/dev/null
+# A file of the name that the copy saved into the folder will have.
+control POST files '{"path":"/copy.txt","text":"another copy\n"}' >/dev/null
 # A report of 7 MB, more than the kernel takes in at once for the upload: its save shows progress.
 awk 'BEGIN { for (i = 1; i <= 100000; ++i) printf "Line %06d of the quarterly report: figures, notes and remarks.\n", i }' \
     >"$scratch/report.txt"
@@ -66,14 +69,19 @@ editor=$(window "Untitled - Notepad")
 # Without a window manager, focus does not come back by itself when a dialog closes.
 on_editor() { xdotool windowfocus --sync "$editor" "$@"; }
 
-# Open notes.txt, the second row under the folder, with a double-click: the chooser then names
-# it twice, gdapp:/notes.txt/notes.txt, and the editor opens gdapp:/notes.txt.
+# double_click WINDOW N: a double-click on the Nth row of the chooser's listing.
+double_click() {
+    xdotool windowfocus --sync "$1" mousemove --window "$1" 40 $((87 + 18 * ($2 - 1))) \
+        click --repeat 2 --delay 100 1
+}
+
+# Open notes.txt, the third row, after the folder and copy.txt, with a double-click: the chooser
+# then answers gdapp:/notes.txt/notes.txt, and the editor opens gdapp:/notes.txt.
 on_editor key ctrl+o
 chooser=$(window "Open from Drive")
 sleep 0.5
 shot chooser
-xdotool windowfocus --sync "$chooser" mousemove --window "$chooser" 40 $((87 + 18)) \
-    click --repeat 2 --delay 100 1
+double_click "$chooser" 3
 window "gdapp:/notes.txt - Notepad" >/dev/null
 
 # Edit: the title shows the mark; Save stores it and the mark goes.
@@ -97,14 +105,14 @@ window "gdapp:/Reports/copy.txt - Notepad" >/dev/null
 [ "$(content /Reports/copy.txt)" = "$(printf 'first line\nsecond line')" ] \
     || fail "saved as: $(content /Reports/copy.txt)"
 
-# Reopen it: its content is fetched again.
+# Reopen it with a double-click in the folder: its content is fetched again. The chooser answers
+# gdapp:/copy.txt/copy.txt, which has lost the folder, and the top folder has a copy.txt too.
 since=$(next_request)
 on_editor key ctrl+o
 chooser=$(window "Open from Drive")
 sleep 0.5
 row "$chooser" 1
-row "$chooser" 1
-xdotool key Return
+double_click "$chooser" 1
 window "gdapp:/Reports/copy.txt - Notepad" >/dev/null
 requests_since "$since" | grep -q '^GET .*alt=media' || fail "no download on reopening: $(requests_since "$since")"
 
@@ -112,7 +120,7 @@ requests_since "$since" | grep -q '^GET .*alt=media' || fail "no download on reo
 on_editor key ctrl+o
 chooser=$(window "Open from Drive")
 sleep 0.5
-row "$chooser" 3
+row "$chooser" 4
 xdotool key Return
 window "gdapp:/report.txt - Notepad" >/dev/null
 on_editor key ctrl+Home

@@ -27,7 +27,7 @@ for file in "$plugin_dir/libgdrive.so" bin/gdapp bin/gdapp-notepad bin/drive-emu
     share/doc/gdapp/copyright share/doc/gdapp/changelog.gz share/gdapp/translations/gdapp_en.qm \
     share/gdapp/translations/gdapp_de.qm share/gdapp/translations/gdapp_fr.qm \
     include/gdapp/cloudobject.h include/gdapp/cloudfile.h include/gdapp/serverinterface.h \
-    include/gdapp/cloudcodes.h "$lib_dir/libgdapp-cloud.a" "$lib_dir/gdapp/gdapp-cloud-icons.o" \
+    include/gdapp/cloudcodes.h include/gdapp/cloudfilechooser.h "$lib_dir/libgdapp-cloud.a" "$lib_dir/gdapp/gdapp-cloud-icons.o" \
     "$lib_dir/cmake/GdappCloud/GdappCloudConfig.cmake" \
     "$lib_dir/cmake/GdappCloud/GdappCloudConfigVersion.cmake" "$lib_dir/pkgconfig/gdapp-cloud.pc" \
     share/doc/gdapp-dev/copyright share/doc/gdapp-dev/changelog.gz; do

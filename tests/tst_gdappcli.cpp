@@ -76,6 +76,12 @@ private slots:
     void refusedBeforeAnyChange();
     void serviceErrorsNameTheHttpStatus_data();
     void serviceErrorsNameTheHttpStatus();
+    void mvOntoAFileLosesNothing_data();
+    void mvOntoAFileLosesNothing();
+    void newFileNearTheSizeLimit_data();
+    void newFileNearTheSizeLimit();
+    void malformedServiceUrl_data();
+    void malformedServiceUrl();
     void settingsAreForTheOwnerOnly();
     void loopbackPortTaken_data();
     void loopbackPortTaken();
@@ -197,8 +203,8 @@ void TestGdappCli::helpForEveryCommand_data()
     row("put FILE|- URL", { "FILE", "URL" }, "put FILE|- URL");
     row("cp URL URL", { "SOURCE", "DESTINATION" }, "cp URL URL");
     row("mv URL URL", { "SOURCE", "DESTINATION" }, "mv URL URL");
-    row("rm URL", { "URL" }, "rm [-r] URL");
-    row("mkdir URL", { "URL" }, "mkdir [-p] URL");
+    row("rm [-r] URL", { "URL" }, "rm [-r] URL");
+    row("mkdir [-p] URL", { "URL" }, "mkdir [-p] URL");
     row("open-dialog [--filter F] [--caption T]", {}, "open-dialog [--filter F] [--caption T]");
     row("save-dialog [--filter F] [--caption T]", {}, "save-dialog [--filter F] [--caption T]");
     row("login", {}, "login");
@@ -318,6 +324,14 @@ void TestGdappCli::listingAndStat()
     QVERIFY2(top.out.startsWith("d            -  ") && top.out.endsWith("docs/\n"),
              top.out.constData());
 
+    // One line an entry: control characters are escaped, and backslashes that would read as
+    // an escape.
+    m_emulator.seedFile(QStringLiteral("/odd/two\nlines\ttab\x1b\\n.txt"), "o");
+    const Run odd = gdapp(QStringLiteral("ls gdapp:/odd"));
+    QCOMPARE(odd.exitCode, 0);
+    QVERIFY2(odd.out.endsWith("  two\\nlines\\ttab\\x1b\\\\n.txt\n") && odd.out.count('\n') == 1,
+             odd.out.constData());
+
     const Run stat = gdapp(QStringLiteral("stat gdapp:/docs/report.txt"));
     QCOMPARE(stat.exitCode, 0);
     QVERIFY(stat.out.contains("type:     file\n"));
@@ -397,7 +411,8 @@ void TestGdappCli::failedGetLeavesNoFile()
         if (!fault.isEmpty() && (before.isEmpty() || fault.value(QStringLiteral("count")) != -1))
             m_emulator.addFault(fault);
         const Run run = gdapp(QStringLiteral("get gdapp:/f.bin failed.bin"));
-        QVERIFY2(exitCodes.contains(run.exitCode) && run.err.contains("plug-in error "),
+        QVERIFY2(exitCodes.contains(run.exitCode)
+                         && run.err.startsWith("gdapp: get: gdapp:/f.bin: "),
                  run.err.constData());
         QCOMPARE(QDir(m_work.path())
                          .entryList({ QStringLiteral("*failed.bin*") }, QDir::Files | QDir::Hidden),
@@ -534,6 +549,8 @@ void TestGdappCli::refusedBeforeAnyChange_data()
             << "rm gdapp:/a+b.txt" << QByteArray(R"(send "+" as a space)");
     QTest::newRow("+ in a local name")
             << "put a+b.txt gdapp:/Reports/" << QByteArray(R"(refused name "a+b.txt")");
+    QTest::newRow("+ in a local name, into a folder written without its slash")
+            << "put a+b.txt gdapp:/Reports" << QByteArray(R"(refused name "a+b.txt")");
     QTest::newRow("' in a name") << "put in.txt gdapp:/it's.txt"
                                  << QByteArray(R"(take "'" for the end of the name)");
     QTest::newRow("backslash in a name")
@@ -544,6 +561,11 @@ void TestGdappCli::refusedBeforeAnyChange_data()
             << "put in.txt gdapp:/Reports//x.txt" << QByteArray("a name cannot be empty");
     QTest::newRow("a slash in a name")
             << "mkdir gdapp:/a%2Fb" << QByteArray(R"("/" cannot be part of a name)");
+    // Its name is no name for a remote file, but it is a folder before anything else.
+    QTest::newRow("put of the current folder")
+            << "put . gdapp:/Reports/" << QByteArray(". is a folder: put uploads one file");
+    QTest::newRow("put into a file as a folder")
+            << "put in.txt gdapp:/a.txt/" << QByteArray("gdapp:/a.txt/ is not a folder");
 }
 
 void TestGdappCli::refusedBeforeAnyChange()
@@ -586,22 +608,30 @@ void TestGdappCli::serviceErrorsNameTheHttpStatus_data()
 {
     QTest::addColumn<QJsonObject>("fault");
     QTest::addColumn<QString>("line");
+    QTest::addColumn<int>("exitCode");
     QTest::addColumn<QByteArray>("says");
 
     QTest::newRow("a download refused")
-            << json(R"({"query": "alt=media", "status": 500})") << "get gdapp:/f.txt -"
+            << json(R"({"query": "alt=media", "status": 500})") << "get gdapp:/f.txt -" << 5
             << QByteArray("gdapp: get: gdapp:/f.txt: server replied: Internal Server Error (HTTP "
                           "500, plug-in error 401)\n");
     QTest::newRow("a lookup refused")
-            << json(R"({"path": "/drive/v3/files", "status": 500})") << "ls gdapp:/x"
+            << json(R"({"path": "/drive/v3/files", "status": 500})") << "ls gdapp:/x" << 5
             << QByteArray("gdapp: ls: gdapp:/x: server replied: Internal Server Error (HTTP 500, "
                           "plug-in error 403)\n");
     QTest::newRow("a lookup found malformed")
-            << json(R"({"path": "/drive/v3/files", "status": 400})") << "stat gdapp:/x"
+            << json(R"({"path": "/drive/v3/files", "status": 400})") << "stat gdapp:/x" << 5
             << QByteArray("server replied: Bad Request (HTTP 400, plug-in error 403)\n");
+    // The lookup's code is 403 whatever the service said: the credentials' refusal is told by
+    // the reply.
+    QTest::newRow("a lookup's credentials refused")
+            << json(R"({"method": "GET", "path": "/drive/v3/files", "status": 401})")
+            << "ls gdapp:/x" << 4
+            << QByteArray("gdapp: ls: gdapp:/x: server replied: Unauthorized (HTTP 401, plug-in "
+                          "error 403)\n");
     QTest::newRow("an upload refused")
             << json(R"({"path": "/upload/drive/v3/files", "status": 503})")
-            << "put - gdapp:/new.txt"
+            << "put - gdapp:/new.txt" << 5
             << QByteArray("server replied: Service Unavailable (HTTP 503, plug-in error 403)\n");
 }
 
@@ -613,8 +643,153 @@ void TestGdappCli::serviceErrorsNameTheHttpStatus()
     m_emulator.seedFile(QStringLiteral("/f.txt"), "content");
     m_emulator.addFault(fault);
     const Run run = gdapp(line, "piped");
-    QCOMPARE(run.exitCode, 5);
+    QTEST(run.exitCode, "exitCode");
     QVERIFY2(run.err.endsWith(says), run.err.constData());
+}
+
+void TestGdappCli::mvOntoAFileLosesNothing_data()
+{
+    QTest::addColumn<QJsonArray>("faults");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QStringList>("left"); // path=content; "aside" for the name set aside
+    QTest::addColumn<QByteArray>("says");
+
+    // The renames are PATCH requests: the destination's aside, the source's, and the one that
+    // puts the destination back. A delay of a millisecond lets one through.
+    const QJsonObject through = json(R"({"method": "PATCH", "delayMs": 1})");
+    const QJsonObject refused = json(R"({"method": "PATCH", "status": 500})");
+    const QStringList asItWas { "/M/draft.odt=draft", "/M/report.odt=report" };
+    const QStringList replaced { "/M/report.odt=draft" };
+    QTest::newRow("nothing fails") << QJsonArray() << 0 << replaced << QByteArray();
+    QTest::newRow("setting the destination aside fails")
+            << QJsonArray { refused } << 5 << asItWas
+            << QByteArray("gdapp:/M/report.odt is as it was\n");
+    QTest::newRow("the connection dropped, and again on the retry")
+            << QJsonArray { json(R"({"method": "PATCH", "action": "drop", "count": 2})") } << 5
+            << asItWas << QByteArray("gdapp:/M/report.odt is as it was\n");
+    QTest::newRow("the source's rename fails: the destination gets its name back")
+            << QJsonArray { through, refused } << 5 << asItWas
+            << QByteArray("gdapp:/M/report.odt is as it was\n");
+    QTest::newRow("the source's rename fails, and the way back too")
+            << QJsonArray { through, refused, refused } << 5
+            << QStringList { "/M/draft.odt=draft", "aside=report" }
+            << QByteArray("the old gdapp:/M/report.odt is now gdapp:/M/.gdapp-replaced-");
+    QTest::newRow("removing the file set aside fails")
+            << QJsonArray { json(R"({"method": "DELETE", "status": 500})") } << 5
+            << QStringList { "/M/report.odt=draft", "aside=report" }
+            << QByteArray("but the file it replaced could not be removed");
+    // The service renamed it, and the answer was lost.
+    QTest::newRow("the source's rename done, its answer cut")
+            << QJsonArray { through,
+                            json(R"({"method": "PATCH", "action": "truncate", "count": -1})") }
+            << 0 << replaced << QByteArray();
+}
+
+// mv onto an existing file removes it only once the source has its name: a failure at any step
+// leaves it as it was, or says where it is, and never loses it.
+void TestGdappCli::mvOntoAFileLosesNothing()
+{
+    QFETCH(QJsonArray, faults);
+    QFETCH(QStringList, left);
+    QFETCH(QByteArray, says);
+
+    m_emulator.seedFile(QStringLiteral("/M/report.odt"), "report");
+    const QString draftId = idOf(m_emulator.seedFile(QStringLiteral("/M/draft.odt"), "draft"));
+    QCOMPARE(gdapp(QStringLiteral("ls gdapp:/M")).exitCode, 0); // authorised, before the faults
+    for (const QJsonValue &fault : faults)
+        m_emulator.addFault(fault.toObject());
+
+    const Run run = gdapp(QStringLiteral("mv gdapp:/M/draft.odt gdapp:/M/report.odt"));
+    QTEST(run.exitCode, "exitCode");
+    QVERIFY2(run.err.contains(says), run.err.constData());
+    QStringList found;
+    for (const QJsonValue &value : m_emulator.files()) {
+        const QJsonObject file = value.toObject();
+        QString path = file.value(QStringLiteral("path")).toString();
+        if (path == QLatin1String("/M"))
+            continue;
+        if (path.startsWith(QLatin1String("/M/.gdapp-replaced-")))
+            path = QStringLiteral("aside");
+        found.append(path + QLatin1Char('=') + QString::fromUtf8(m_emulator.content(idOf(file))));
+    }
+    found.sort();
+    QCOMPARE(found, left);
+    // The file renamed is the source itself, not a copy.
+    if (left.contains(QStringLiteral("/M/report.odt=draft")))
+        QCOMPARE(idOf(m_emulator.fileAt(QStringLiteral("/M/report.odt"))), draftId);
+}
+
+void TestGdappCli::newFileNearTheSizeLimit_data()
+{
+    QTest::addColumn<QString>("name"); // as typed in the URL
+    QTest::newRow("a short name") << "new";
+    QTest::newRow("a name with a quote, which JSON escapes") << "say \"hi\"";
+    QTest::newRow("a name in another script") << "日本語のファイル";
+    QTest::newRow("a tab, escaped") << "tab%09here";
+}
+
+// Qt sends a request body of 2 GiB at most, and a new file's holds its metadata besides the
+// content: a file that would not fit is refused before it is read, with the exact limit, which
+// is 2 GiB less what the plug-in sends around the content.
+void TestGdappCli::newFileNearTheSizeLimit()
+{
+    QFETCH(QString, name);
+    m_emulator.seedFolder(QStringLiteral("/D"));
+    const QString url = QStringLiteral("gdapp:/D/") + name;
+    writeLocal(QStringLiteral("small.bin"), "small");
+    int mark = m_emulator.nextRequest();
+    QCOMPARE(m_gdapp.run({ QStringLiteral("put"), QStringLiteral("small.bin"), url }).exitCode, 0);
+    qint64 envelope = -1;
+    for (const LoggedRequest &request : LoggedRequest::list(m_emulator.requests(mark))) {
+        if (request.path() == QLatin1String("/upload/drive/v3/files"))
+            envelope = request.header(QStringLiteral("Content-Length")).toLongLong() - 5;
+    }
+    QVERIFY(envelope > 0);
+    QCOMPARE(m_gdapp.run({ QStringLiteral("rm"), url }).exitCode, 0);
+
+    const qint64 limit = (qint64(1) << 31) - envelope;
+    QFile large(local(QStringLiteral("large.bin")));
+    QVERIFY(large.open(QIODevice::WriteOnly));
+    QVERIFY(large.resize(limit + 1)); // sparse: nothing is written
+    large.close();
+    mark = m_emulator.nextRequest();
+    const Run run = m_gdapp.run({ QStringLiteral("put"), QStringLiteral("large.bin"), url });
+    large.remove();
+    QCOMPARE(run.exitCode, 1);
+    QVERIFY2(run.err.contains(QStringLiteral("room for %1 bytes").arg(limit).toUtf8()),
+             run.err.constData());
+    QCOMPARE(requestsTo(QStringLiteral("/upload/drive/v3/files"), mark), 0);
+}
+
+void TestGdappCli::malformedServiceUrl_data()
+{
+    QTest::addColumn<QString>("variable");
+    QTest::addColumn<QString>("value");
+    QTest::newRow("no URL") << "GDAPP_DRIVE_URL"
+                            << "notaurl";
+    QTest::newRow("no web URL") << "GDAPP_DRIVE_URL"
+                                << "ftp://127.0.0.1:21";
+    QTest::newRow("no host") << "GDAPP_OAUTH_URL"
+                             << "http:/token";
+    QTest::newRow("a query") << "GDAPP_OAUTH_URL"
+                             << "http://127.0.0.1:1/?x=y";
+}
+
+// A service address the plug-in would take as it stands is refused before any request, naming
+// the variable, rather than left to fail on the way with Qt's words.
+void TestGdappCli::malformedServiceUrl()
+{
+    QFETCH(QString, variable);
+    QFETCH(QString, value);
+    QProcessEnvironment environment = environmentFor(m_emulator);
+    environment.insert(variable, value);
+    const int mark = m_emulator.nextRequest();
+    const Run run = gdapp(QStringLiteral("ls"), QByteArray(), environment);
+    QCOMPARE(run.exitCode, 1);
+    QVERIFY2(run.err.startsWith(
+                     QStringLiteral("gdapp: ls: %1 is \"%2\"").arg(variable, value).toUtf8()),
+             run.err.constData());
+    QCOMPARE(m_emulator.requests(mark), QJsonArray());
 }
 
 // The settings hold the tokens, enciphered against a casual look only.
@@ -648,10 +823,14 @@ void TestGdappCli::loopbackPortTaken_data()
     QTest::newRow("print") << QStringLiteral("print");
 }
 
-// With the port held by another program, no answer can reach the plug-in: say so at once.
+// With the port held by another program, no answer can reach the plug-in: say so at once, and
+// keep the sign-in stored before. Without one, --consent=none says so rather than talk of ports.
 void TestGdappCli::loopbackPortTaken()
 {
     QFETCH(QString, consent);
+    QCOMPARE(gdapp(QStringLiteral("ls")).exitCode, 0);
+    const QByteArray signIn = GdappRunner::storedRefreshToken(m_config.path());
+    QVERIFY(!signIn.isEmpty());
     QTcpServer other;
     QVERIFY(other.listen(QHostAddress::LocalHost, 5479));
     const Run run = gdapp(QStringLiteral("--consent %1 login").arg(consent));
@@ -659,6 +838,16 @@ void TestGdappCli::loopbackPortTaken()
     QVERIFY2(run.err.contains("cannot listen on 127.0.0.1:5479") && run.err.contains("end it")
                      && !run.err.contains("Open this address"),
              run.err.constData());
+    QCOMPARE(GdappRunner::storedRefreshToken(m_config.path()), signIn);
+    QCOMPARE(gdapp(QStringLiteral("--consent none ls")).exitCode, 0);
+
+    QTemporaryDir unauthorised;
+    QProcessEnvironment environment = environmentFor(m_emulator);
+    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), unauthorised.path());
+    const Run none = gdapp(QStringLiteral("--consent none ls"), QByteArray(), environment);
+    QCOMPARE(none.exitCode, 4);
+    QVERIFY2(none.err.contains(R"(not signed in: run "gdapp login")") && !none.err.contains("5479"),
+             none.err.constData());
 }
 
 // The plug-in consents again, once, when the service refuses the code (a code can go stale);
@@ -685,6 +874,8 @@ void TestGdappCli::refusedTokenRequests()
     QFETCH(int, count);
     QFETCH(QByteArray, saying);
 
+    QCOMPARE(gdapp(QStringLiteral("ls")).exitCode, 0);
+    const QByteArray signIn = GdappRunner::storedRefreshToken(m_config.path());
     m_emulator.addFault({ { QStringLiteral("path"), QStringLiteral("/o/oauth2/token") },
                           { QStringLiteral("status"), status },
                           { QStringLiteral("count"), count } });
@@ -693,6 +884,9 @@ void TestGdappCli::refusedTokenRequests()
     QTEST(run.exitCode, "exitCode");
     QVERIFY2(run.err.contains(saying), run.err.constData());
     QTEST(requestsTo(QStringLiteral("/o/oauth2/token"), mark), "tokenRequests");
+    // A login that fails costs nothing: the sign-in stored before stays.
+    if (run.exitCode != 0)
+        QCOMPARE(GdappRunner::storedRefreshToken(m_config.path()), signIn);
 }
 
 // While a consent waits, the plug-in's listener takes connections on 127.0.0.1 and on no other

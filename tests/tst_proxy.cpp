@@ -257,14 +257,22 @@ void TestProxy::proxyFailures_data()
     {
         "through the proxy http://gdapp@{guarded}: ",
 #if QT_VERSION < QT_VERSION_CHECK(6, 11, 0)
-                "refused the credentials"
+                "the proxy refused the credentials given"
 #else
                 "Connection closed"
 #endif
     };
     QTest::newRow("no credentials")
             << QStringList { "https_proxy=http://{guarded}" } << true
-            << QStringList { "through the proxy http://{guarded}: ", "asks for credentials" };
+            << QStringList { "through the proxy http://{guarded}: the proxy asks for credentials" };
+    // Qt names the service, whose name the proxy would have looked up.
+    QTest::newRow("a proxy whose name cannot be resolved")
+            << QStringList { "https_proxy=http://noproxy.gdapp.test:3128" } << true
+            << QStringList { "through the proxy http://noproxy.gdapp.test:3128: the proxy's name "
+                             "noproxy.gdapp.test cannot be resolved" };
+    QTest::newRow("a proxy whose name cannot be resolved, over plain HTTP")
+            << QStringList { "http_proxy=http://noproxy.gdapp.test:3128" } << false
+            << QStringList { "the proxy's name noproxy.gdapp.test cannot be resolved" };
     QTest::newRow("a service the proxy cannot reach")
             << QStringList { "https_proxy=http://{proxy}",
                              "GDAPP_OAUTH_URL=https://drive.gdapp.test:1" }

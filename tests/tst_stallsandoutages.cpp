@@ -128,18 +128,21 @@ void TestStallsAndOutages::stalledExchangesEnd_data()
     QTest::addColumn<QJsonObject>("fault");
     QTest::addColumn<QStringList>("command");
     QTest::addColumn<QString>("says");
+    // Whether the service had the whole request, and may have done what it asked.
+    QTest::addColumn<bool>("mayHaveStored");
 
     const QString service = QStringLiteral("no answer from the service in %1 s").arg(Timeout);
     QTest::newRow("listing") << json(R"({"method": "GET", "path": "/drive/v3/files"})")
-                             << QStringList { "ls", "gdapp:/docs" } << service;
+                             << QStringList { "ls", "gdapp:/docs" } << service << false;
     QTest::newRow("download") << json(R"({"path": "/drive/v3/files/*", "query": "alt=media"})")
-                              << QStringList { "get", "gdapp:/docs/a.txt", "a.txt" } << service;
+                              << QStringList { "get", "gdapp:/docs/a.txt", "a.txt" } << service
+                              << false;
     QTest::newRow("answer to an upload")
             << json(R"({"path": "/upload/drive/v3/files*"})")
-            << QStringList { "put", "local.txt", "gdapp:/docs/a.txt" } << service;
+            << QStringList { "put", "local.txt", "gdapp:/docs/a.txt" } << service << true;
     QTest::newRow("token refresh")
             << json(R"({"path": "/o/oauth2/token"})") << QStringList { "ls" }
-            << QStringLiteral("no answer from the sign-in service in %1 s").arg(Timeout);
+            << QStringLiteral("no answer from the sign-in service in %1 s").arg(Timeout) << false;
 }
 
 // Each stalled exchange ends the command: exit 5, what stalled, no local file made, the stored
@@ -149,6 +152,7 @@ void TestStallsAndOutages::stalledExchangesEnd()
     QFETCH(QJsonObject, fault);
     QFETCH(QStringList, command);
     QFETCH(QString, says);
+    QFETCH(bool, mayHaveStored);
 
     m_emulator.seedFile(QStringLiteral("/docs/a.txt"), "remote");
     QFile local(QDir(m_work.path()).filePath(QStringLiteral("local.txt")));
@@ -163,6 +167,8 @@ void TestStallsAndOutages::stalledExchangesEnd()
     const Run run = gdapp(
             QStringList { QStringLiteral("--timeout"), QString::number(Timeout) } + command, &took);
     QVERIFY2(run.exitCode == 5 && run.err.contains(says.toUtf8()), run.err.constData());
+    QVERIFY2(run.err.contains("the service may have stored it") == mayHaveStored,
+             run.err.constData());
     QVERIFY2(took < StalledCommandBound, qPrintable(QString::number(took)));
     QCOMPARE(localFiles(), QStringList(QStringLiteral("local.txt")));
     QCOMPARE(signIn(), before);

@@ -4,8 +4,8 @@
 
 #include "notepadwindow.h"
 
-#include "chosenfile.h"
 #include "cloudfile.h"
+#include "cloudfilechooser.h"
 #include "serverinterface.h"
 
 #include <QCloseEvent>
@@ -64,9 +64,11 @@ void NotepadWindow::openFromDrive()
     const std::unique_ptr<CloudFile> root = cloudFile(QUrl(QStringLiteral("gdapp:/")));
     if (!root)
         return;
-    const QUrl chosen = root->getOpenFileName(this, tr("Open from Drive"), QString(), TextFilter);
+    // Not the file's own getOpenFileName(): its answer to a double-click has lost the folder.
+    const QUrl chosen = CloudFileChooser::getOpenFileName(root.get(), this, tr("Open from Drive"),
+                                                          QString(), TextFilter);
     if (!chosen.isEmpty())
-        load(ChosenFile::resolve(root.get(), chosen));
+        load(chosen);
 }
 
 bool NotepadWindow::save()
@@ -79,8 +81,9 @@ bool NotepadWindow::saveAs()
     const std::unique_ptr<CloudFile> root = cloudFile(QUrl(QStringLiteral("gdapp:/")));
     if (!root)
         return false;
-    const QUrl chosen = root->getSaveFileName(this, tr("Save to Drive"), QString(), TextFilter);
-    return !chosen.isEmpty() && store(ChosenFile::resolve(root.get(), chosen));
+    const QUrl chosen = CloudFileChooser::getSaveFileName(root.get(), this, tr("Save to Drive"),
+                                                          QString(), TextFilter);
+    return !chosen.isEmpty() && store(chosen);
 }
 
 bool NotepadWindow::load(const QUrl &url)

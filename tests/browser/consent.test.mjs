@@ -3,7 +3,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 // The consent step as a person performs it: gdapp opens the emulator's consent page in a
-// headless Chromium, the test clicks Allow or Deny, and the answer travels back through the
+// headless Chromium, the test clicks Autoriser or Refuser, and the answer travels back through the
 // plug-in's loopback listener.
 //   node consent.test.mjs GDAPP EMULATOR [allow|deny]...
 // GDAPP_SCREENSHOTS names a folder for pictures of the consent page and the listener's answer.

@@ -3,14 +3,15 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 // A host as a developer writes one from the development package alone, with the example
-// editor's settings protection and chooser-path parsing, run without a person: it protects its
-// settings, loads the plug-in, lists the store's root, chooses FILE in the chooser with a
-// double-click (reporting which icons the chooser's tool buttons show), opens what was chosen
-// and saves TEXT as SAVED. It prints what it saw, one fact a line, for the calling test to judge.
+// editor's settings protection, run without a person: it protects its settings, loads the
+// plug-in, lists the store's root, chooses FILE (a path such as Reports/notes.txt: a click on
+// each folder, then a double-click on the file) in the chooser (reporting which icons its tool
+// buttons show), opens what was chosen and saves TEXT as SAVED. It prints what it saw, one fact
+// a line, for the calling test to judge.
 //   host FILE SAVED TEXT
 
-#include "chosenfile.h"
 #include "cloudfile.h"
+#include "cloudfilechooser.h"
 #include "serverinterface.h"
 #include "settingsfile.h"
 
@@ -83,14 +84,14 @@ void mouse(QWidget *widget, QEvent::Type type, const QPoint &at)
     QApplication::sendEvent(widget, &event);
 }
 
-// Once the chooser shows a row named name: reports its tool buttons, then double-clicks the
-// row as a person does (a click, then a double-click).
+// Once the chooser shows: reports its tool buttons, then clicks each folder of the path and
+// double-clicks its file as a person does (a click, then a double-click), each once listed.
 class ChooserDriver : public QObject
 {
     Q_OBJECT
 
 public:
-    explicit ChooserDriver(const QString &name) : m_name(name)
+    explicit ChooserDriver(const QString &path) : m_names(path.split(QLatin1Char('/')))
     {
         connect(&m_poll, &QTimer::timeout, this, &ChooserDriver::poll);
         m_poll.start(20);
@@ -104,23 +105,35 @@ private slots:
             return;
         auto *view = chooser->findChild<QAbstractItemView *>(QStringLiteral("treeView"));
         const QModelIndexList rows = view->model()->match(
-                view->model()->index(0, 0), Qt::DisplayRole, m_name, 1, Qt::MatchExactly);
+                view->model()->index(0, 0), Qt::DisplayRole, m_names.first(), 1, Qt::MatchExactly);
         if (rows.isEmpty())
             return; // not listed yet
-        m_poll.stop();
+        if (!m_buttonsReported)
+            reportButtons(chooser);
+        const QPoint at = view->visualRect(rows.first()).center();
+        QList<QEvent::Type> clicks = { QEvent::MouseButtonPress, QEvent::MouseButtonRelease };
+        m_names.removeFirst();
+        if (m_names.isEmpty()) {
+            m_poll.stop();
+            clicks += { QEvent::MouseButtonDblClick, QEvent::MouseButtonRelease };
+        }
+        for (QEvent::Type type : clicks)
+            mouse(view->viewport(), type, at);
+    }
+
+private:
+    void reportButtons(QDialog *chooser)
+    {
+        m_buttonsReported = true;
         for (const auto &[name, file] : { std::pair("cdToParent", "go-up.png"),
                                           std::pair("refreshView", "view-refresh.png") }) {
             const auto *button = chooser->findChild<QToolButton *>(QLatin1String(name));
             out() << "icon " << name << ": " << iconOf(button, QLatin1String(file)) << Qt::endl;
         }
-        const QPoint at = view->visualRect(rows.first()).center();
-        for (QEvent::Type type : { QEvent::MouseButtonPress, QEvent::MouseButtonRelease,
-                                   QEvent::MouseButtonDblClick, QEvent::MouseButtonRelease })
-            mouse(view->viewport(), type, at);
     }
 
-private:
-    QString m_name;
+    QStringList m_names;
+    bool m_buttonsReported = false;
     QTimer m_poll;
 };
 
@@ -166,11 +179,9 @@ bool session(ServerInterface *provider, const QStringList &arguments)
     out() << "listed: " << listing.names.join(QLatin1Char(' ')) << Qt::endl;
 
     ChooserDriver driver(file);
-    const QUrl chosen = root->getOpenFileName(nullptr, QStringLiteral("Open"), QString(),
-                                              QStringLiteral("Texts (*.txt)"));
-    const QUrl url = ChosenFile::resolve(root.get(), chosen);
-    out() << "chosen: " << chosen.toString() << Qt::endl
-          << "resolved: " << url.toString() << Qt::endl;
+    const QUrl url = CloudFileChooser::getOpenFileName(root.get(), nullptr, QStringLiteral("Open"),
+                                                       QString(), QStringLiteral("Texts (*.txt)"));
+    out() << "chosen: " << url.toString() << Qt::endl;
 
     const std::unique_ptr<CloudFile> opened(provider->cloudFile(url));
     if (!opened || !opened->open(QIODevice::ReadOnly)) {

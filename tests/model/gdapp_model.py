@@ -472,6 +472,12 @@ class GdappMachine(RuleBasedStateMachine):
         if content is None:
             return FAILURE
         names = url.names
+        if url.folder:
+            # Written with a trailing slash, it names a folder that must be there.
+            status, folder = self.resolve(url)
+            if status != SUCCESS:
+                return status
+            names = folder
         found = None if url.folder else self.drive.find(names)
         if url.folder or (found is not None and self.drive.is_folder(found)):
             if piped or refused(source):

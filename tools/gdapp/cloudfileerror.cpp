@@ -7,13 +7,10 @@
 #include "cloudcodes.h"
 #include "cloudfile.h"
 
-#include <QCoreApplication>
-#include <QNetworkReply>
-
 #include <utility>
 
 namespace {
-// The reason phrases of the statuses that the service answers with.
+// The reason phrases of the statuses that the service answers with, for HTTP/2, which has none.
 const std::pair<int, const char *> Statuses[] = {
     { 400, "Bad Request" },
     { 401, "Unauthorized" },
@@ -26,7 +23,6 @@ const std::pair<int, const char *> Statuses[] = {
     { 411, "Length Required" },
     { 412, "Precondition Failed" },
     { 413, "Payload Too Large" },
-    { 413, "Request Entity Too Large" },
     { 416, "Range Not Satisfiable" },
     { 429, "Too Many Requests" },
     { 500, "Internal Server Error" },
@@ -34,20 +30,6 @@ const std::pair<int, const char *> Statuses[] = {
     { 502, "Bad Gateway" },
     { 503, "Service Unavailable" },
     { 504, "Gateway Timeout" },
-};
-
-// The statuses that Qt gives a code of their own. ServiceUnavailableError is not among them:
-// the plug-in reports a path that did not resolve with the same value.
-const std::pair<int, int> StatusOfCode[] = {
-    { QNetworkReply::ProtocolInvalidOperationError, 400 },
-    { QNetworkReply::AuthenticationRequiredError, 401 },
-    { QNetworkReply::ContentAccessDenied, 403 },
-    { QNetworkReply::ContentNotFoundError, 404 },
-    { QNetworkReply::ContentOperationNotPermittedError, 405 },
-    { QNetworkReply::ContentConflictError, 409 },
-    { QNetworkReply::ContentGoneError, 410 },
-    { QNetworkReply::InternalServerError, 500 },
-    { QNetworkReply::OperationNotImplementedError, 501 },
 };
 
 QString phraseOf(int status)
@@ -60,12 +42,17 @@ QString phraseOf(int status)
 }
 } // namespace
 
-CloudFileError::CloudFileError(const CloudFile &file)
-    : CloudFileError(file.errorCode(), file.errorString())
+CloudFileError::CloudFileError(const CloudFile &file, const ExchangeFailure &lastFailure)
+    : CloudFileError(file.errorCode(), file.errorString(), lastFailure)
 {
 }
 
-CloudFileError::CloudFileError(int code, const QString &text) : m_code(code), m_text(text) { }
+CloudFileError::CloudFileError(int code, const QString &text, const ExchangeFailure &lastFailure)
+    : m_code(code), m_text(text)
+{
+    if (lastFailure.explains(text))
+        m_exchange = lastFailure;
+}
 
 bool CloudFileError::isNotFound() const
 {
@@ -76,13 +63,19 @@ ExitCode CloudFileError::exitCode() const
 {
     if (isNotFound())
         return NotFound;
+    if (!m_exchange.isNull()) {
+        switch (m_exchange.httpStatus()) {
+        case 401:
+            return NotAuthorised;
+        case 404:
+            return NotFound;
+        default:
+            return ServiceError;
+        }
+    }
     switch (m_code) {
     case QNetworkReply::NoError:
         return Failure; // the provider refused without asking the service
-    case QNetworkReply::ContentNotFoundError:
-        return NotFound;
-    case QNetworkReply::AuthenticationRequiredError:
-        return NotAuthorised;
     case Cloud::CorruptedData:
         return CorruptedData;
     default:
@@ -90,53 +83,27 @@ ExitCode CloudFileError::exitCode() const
     }
 }
 
-// Qt words an HTTP error as this text, in the user's language when its catalogue is there.
-std::optional<QString> CloudFileError::reasonPhrase() const
-{
-    const QString pattern = QCoreApplication::translate(
-            "QNetworkReply", "Error transferring %1 - server replied: %2");
-    const QString before = pattern.section(QLatin1String("%1"), 0, 0);
-    const QString between =
-            pattern.section(QLatin1String("%1"), 1).section(QLatin1String("%2"), 0, 0);
-    const QString after = pattern.section(QLatin1String("%2"), 1);
-    const qsizetype at = m_text.lastIndexOf(between);
-    if (at < before.size() || !m_text.startsWith(before) || !m_text.endsWith(after))
-        return std::nullopt;
-    const qsizetype phrase = at + between.size();
-    return m_text.mid(phrase, m_text.size() - after.size() - phrase);
-}
-
-int CloudFileError::httpStatus() const
-{
-    const std::optional<QString> phrase = reasonPhrase();
-    if (!phrase)
-        return 0;
-    for (const auto &[status, text] : Statuses) {
-        if (*phrase == QLatin1String(text))
-            return status;
-    }
-    // Over HTTP/2 there is no phrase, but Qt's code tells most statuses.
-    for (const auto &[code, status] : StatusOfCode) {
-        if (code == m_code)
-            return status;
-    }
-    return 0;
-}
-
 QString CloudFileError::describe() const
 {
     const QString code = QStringLiteral("plug-in error %1").arg(m_code);
     if (isNotFound())
         return QStringLiteral("no such file or folder (%1)").arg(code);
-    const std::optional<QString> phrase = reasonPhrase();
-    if (!phrase)
+    if (m_exchange.isNull())
         return QStringLiteral("%1 (%2)").arg(m_text, code);
-    const int status = httpStatus();
-    const QString shown = phrase->isEmpty() ? phraseOf(status) : *phrase;
-    if (shown.isEmpty())
-        return QStringLiteral("server replied with an error (%1)").arg(code);
-    if (status == 0)
-        return QStringLiteral("server replied: %1 (%2)").arg(shown, code);
-    return QStringLiteral("server replied: %1 (HTTP %2, %3)")
-            .arg(shown, QString::number(status), code);
+    const int status = m_exchange.httpStatus();
+    if (status == 0) {
+        const QString said = m_exchange.describe(QStringLiteral("the service"));
+        return m_exchange.mayHaveTakenEffect() ? said
+                        + QStringLiteral("; the request had gone out whole, so the service may "
+                                         "have stored it")
+                                               : said;
+    }
+    QString details = QStringLiteral("HTTP %1, %2").arg(QString::number(status), code);
+    if (const QString proxy = m_exchange.proxyName(); !proxy.isEmpty())
+        details += QStringLiteral(", through the proxy ") + proxy;
+    const QString phrase =
+            m_exchange.reasonPhrase().isEmpty() ? phraseOf(status) : m_exchange.reasonPhrase();
+    if (phrase.isEmpty())
+        return QStringLiteral("server replied with an error (%1)").arg(details);
+    return QStringLiteral("server replied: %1 (%2)").arg(phrase, details);
 }

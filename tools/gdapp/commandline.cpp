@@ -57,7 +57,9 @@ QList<CommandLine::CommandInfo> CommandLine::commands()
     return {
         { "ls",
           "ls [URL]",
-          "List a folder (gdapp:/ when none is given), or show one file.",
+          "List a folder (gdapp:/ when none is given), or show one file. Control characters in "
+          "names are shown escaped as in C (\\n, \\t, \\x1b), and a backslash as \\\\, so each "
+          "entry takes one line.",
           &Commands::ls,
           {},
           0,
@@ -90,7 +92,10 @@ QList<CommandLine::CommandInfo> CommandLine::commands()
         { "put",
           "put FILE|- URL",
           "Upload FILE (standard input with -) to URL, replacing the content of an existing file. "
-          "A URL that ends with / or names a folder gets the local file's name.",
+          "A URL that ends with / or names a folder gets the local file's name. An existing file "
+          "takes up to 2147483647 bytes; a new one up to 2147483648 less the metadata sent with "
+          "it: 240 bytes, its name (in UTF-8, escaped as JSON) and its folder's identifier. With "
+          "no answer within --timeout once the upload was sent, the service may have stored it.",
           &Commands::put,
           {},
           2,
@@ -116,7 +121,9 @@ QList<CommandLine::CommandInfo> CommandLine::commands()
               "URL" } } },
         { "mv",
           "mv URL URL",
-          "Rename a file within its folder. An existing file of the new name is replaced; a "
+          "Rename a file within its folder. An existing file of the new name is replaced: it is "
+          "first renamed aside, to .gdapp-replaced-XXXX in the same folder, and removed once the "
+          "file has its name, so that a failed mv leaves it as it was (or says where it is). A "
           "folder of that name is refused.",
           &Commands::mv,
           {},
@@ -133,7 +140,7 @@ QList<CommandLine::CommandInfo> CommandLine::commands()
           1,
           1,
           "one URL",
-          { { "URL", "The file or folder to remove.", "URL" } } },
+          { { "URL", "The file or folder to remove.", "[-r] URL" } } },
         { "mkdir",
           "mkdir [-p] URL",
           "Make a folder.",
@@ -142,7 +149,7 @@ QList<CommandLine::CommandInfo> CommandLine::commands()
           1,
           1,
           "one URL",
-          { { "URL", "The folder to make.", "URL" } } },
+          { { "URL", "The folder to make.", "[-p] URL" } } },
         { "open-dialog",
           "open-dialog [--filter F] [--caption T]",
           "Show the chooser to open a file and print the URL chosen.",
@@ -153,7 +160,8 @@ QList<CommandLine::CommandInfo> CommandLine::commands()
           "Show the chooser to save a file and print the URL chosen.",
           &Commands::saveDialog,
           { filter, caption } },
-        { "login", "login", "Ask for a new authorisation, forgetting the stored one.",
+        { "login", "login",
+          "Ask for a new authorisation. The stored one is kept until the new one is granted.",
           &Commands::login },
         { "logout", "logout", "Forget the stored authorisation (the tokens of group gdapp).",
           &Commands::logout },

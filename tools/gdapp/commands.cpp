@@ -7,13 +7,16 @@
 #include "cloudcodes.h"
 #include "cloudfile.h"
 #include "cloudfileerror.h"
+#include "cloudfilechooser.h"
 #include "downloadsink.h"
 #include "exitcode.h"
 #include "listingcollector.h"
 #include "providersession.h"
+#include "replacingrename.h"
 #include "reporter.h"
 #include "standardstreams.h"
 #include "transferprogress.h"
+#include "sizelimit.h"
 
 #include <QCommandLineParser>
 #include <QDir>
@@ -24,8 +27,29 @@
 
 namespace {
 constexpr qint64 ChunkSize = 4 * 1024 * 1024;
-// The device keeps a file in memory with 32-bit positions.
-constexpr qint64 MaxContent = qint64(2) * 1024 * 1024 * 1024;
+
+// A name on one line: its control characters escaped as in C ("\n", "\t", "\x1b"), and the
+// backslash too, so that what is shown reads back one way only.
+QString printable(const QString &name)
+{
+    QString shown;
+    shown.reserve(name.size());
+    for (const QChar c : name) {
+        if (c == QLatin1Char('\\'))
+            shown += QLatin1String("\\\\");
+        else if (c == QLatin1Char('\n'))
+            shown += QLatin1String("\\n");
+        else if (c == QLatin1Char('\t'))
+            shown += QLatin1String("\\t");
+        else if (c == QLatin1Char('\r'))
+            shown += QLatin1String("\\r");
+        else if (c.category() == QChar::Other_Control)
+            shown += QStringLiteral("\\x%1").arg(c.unicode(), 2, 16, QLatin1Char('0'));
+        else
+            shown += c;
+    }
+    return shown;
+}
 
 QString describe(const CloudObject *object)
 {
@@ -38,7 +62,8 @@ QString describe(const CloudObject *object)
             .arg(object->isFolder() ? QLatin1Char('d') : QLatin1Char('-'))
             .arg(size, 12)
             .arg(modified, 16)
-            .arg(object->fileName(), object->isFolder() ? QStringLiteral("/") : QString());
+            .arg(printable(object->fileName()),
+                 object->isFolder() ? QStringLiteral("/") : QString());
 }
 
 // Why cp or mv refuses a pair of URLs before asking the service anything, or nothing.
@@ -100,6 +125,8 @@ Commands::Found Commands::find(CloudFile &file, const RemoteUrl &url, int *exitC
         found.entry = std::move(object);
     } else if (CloudFileError(file).isNotFound()) {
         found.kind = Kind::Missing;
+        if (status == Cloud::ParentFound && object)
+            found.folderId = object->id();
     } else {
         *exitCode = m_reporter.fail(url.toString(), file);
     }
@@ -121,12 +148,20 @@ std::unique_ptr<CloudObject> Commands::resolve(CloudFile &file, const RemoteUrl 
     return std::move(found.entry);
 }
 
-int Commands::refuseLarge(const QString &what) const
+int Commands::refuseLarge(const QString &what, qint64 limit) const
 {
-    return m_reporter.fail(QStringLiteral("%1 is 2 GiB or more: the plug-in holds a file in memory "
-                                          "and handles files smaller than 2 GiB (%2 bytes)")
-                                   .arg(what, QString::number(MaxContent)),
-                           Failure);
+    if (limit == SizeLimit::MaxContent)
+        return m_reporter.fail(
+                QStringLiteral("%1 is 2 GiB or more: the plug-in holds a file in memory and "
+                               "handles files smaller than 2 GiB (%2 bytes)")
+                        .arg(what, QString::number(SizeLimit::MaxContent + 1)),
+                Failure);
+    return m_reporter.fail(
+            QStringLiteral("%1 is too large for a new file: the plug-in sends a new file with its "
+                           "metadata in one request of at most 2 GiB, which leaves room for %2 "
+                           "bytes of content here (an existing file takes up to %3)")
+                    .arg(what, QString::number(limit), QString::number(SizeLimit::MaxContent)),
+            Failure);
 }
 
 bool Commands::begin(const QString &text, Lookup lookup, Target *target, int *exitCode)
@@ -180,7 +215,7 @@ int Commands::stat(const QStringList &arguments)
     const CloudObject *entry = target.entry.get();
     Reporter::out() << "url:      " << target.remote.toString() << Qt::endl
                     << "type:     " << (entry->isFolder() ? "folder" : "file") << Qt::endl
-                    << "name:     " << entry->fileName() << Qt::endl
+                    << "name:     " << printable(entry->fileName()) << Qt::endl
                     << "id:       " << entry->id() << Qt::endl
                     << "mimeType: " << entry->contentType() << Qt::endl
                     << "size:     "
@@ -212,8 +247,8 @@ int Commands::get(const QStringList &arguments)
         return exitCode;
     if (remote.entry->isFolder())
         return m_reporter.fail(QStringLiteral("%1 is a folder").arg(url.toString()), Failure);
-    if (remote.entry->bytes() >= quint64(MaxContent))
-        return refuseLarge(url.toString());
+    if (remote.entry->bytes() > quint64(SizeLimit::MaxContent))
+        return refuseLarge(url.toString(), SizeLimit::MaxContent);
     {
         TransferProgress progress(QStringLiteral("get"));
         QObject::connect(remote.file.get(), SIGNAL(progress(int)), &progress,
@@ -246,6 +281,10 @@ int Commands::put(const QStringList &arguments)
     if (url.namesFolder() && fromStandardInput)
         return m_reporter.usage(
                 QStringLiteral("give the remote file a name when reading standard input"));
+    // "." included, whose name the remote one could not take.
+    if (!fromStandardInput && QFileInfo(source).isDir())
+        return m_reporter.fail(QStringLiteral("%1 is a folder: put uploads one file").arg(source),
+                               Failure);
     const RemoteUrl named = url.child(QFileInfo(source).fileName());
     if (url.namesFolder() && !named.isValid())
         return m_reporter.fail(named.errorString(), Failure);
@@ -255,29 +294,40 @@ int Commands::put(const QStringList &arguments)
             : (input.setFileName(source), input.open(QIODevice::ReadOnly));
     if (!opened)
         return m_reporter.fail(QStringLiteral("%1: %2").arg(source, input.errorString()), Failure);
-    if (!input.isSequential() && input.size() >= MaxContent)
-        return refuseLarge(source);
+    if (!input.isSequential() && input.size() > SizeLimit::MaxContent)
+        return refuseLarge(source, SizeLimit::MaxContent);
 
     Target remote;
-    if (!begin(arguments.at(1), Lookup::None, &remote, &exitCode))
+    // Written with a trailing slash, the URL names a folder, which must be there.
+    if (!begin(arguments.at(1), url.namesFolder() ? Lookup::Entry : Lookup::None, &remote,
+               &exitCode))
         return exitCode;
     CloudFile &file = *remote.file;
-    Kind kind = url.namesFolder() ? Kind::Folder : find(file, url, &exitCode).kind;
-    if (kind == Kind::Folder && fromStandardInput)
+    Found found = url.namesFolder() ? Found { Kind::Folder, {}, {} } : find(file, url, &exitCode);
+    if (found.kind == Kind::Folder && fromStandardInput)
         return m_reporter.fail(QStringLiteral("%1 is a folder: name the file to make in it, as "
                                               "%1/NAME, when reading standard input")
                                        .arg(url.toString()),
                                Failure);
-    if (kind == Kind::Folder) {
+    if (found.kind == Kind::Folder) {
         if (!named.isValid())
             return m_reporter.fail(named.errorString(), Failure);
         url = named;
-        kind = find(file, url, &exitCode).kind;
-        if (kind == Kind::Folder)
+        found = find(file, url, &exitCode);
+        if (found.kind == Kind::Folder)
             return m_reporter.fail(QStringLiteral("%1 is a folder").arg(url.toString()), Failure);
     }
-    if (kind == Kind::Failed)
+    if (found.kind == Kind::Failed)
         return exitCode;
+    // A folder above it is missing.
+    if (found.kind == Kind::Missing && found.folderId.isEmpty())
+        return m_reporter.fail(url.toString(), file);
+    const QString what = fromStandardInput ? QStringLiteral("standard input") : source;
+    const qint64 limit = found.kind == Kind::Missing
+            ? SizeLimit::forNewFile(url.name(), found.folderId)
+            : SizeLimit::MaxContent;
+    if (!input.isSequential() && input.size() > limit)
+        return refuseLarge(what, limit);
     file.setFilename(url.url());
 
     // Store once, at the end, whatever the size.
@@ -287,8 +337,8 @@ int Commands::put(const QStringList &arguments)
     QByteArray chunk;
     while (!(chunk = input.read(ChunkSize)).isEmpty()) {
         total += chunk.size();
-        if (total >= MaxContent)
-            return refuseLarge(fromStandardInput ? QStringLiteral("standard input") : source);
+        if (total > limit)
+            return refuseLarge(what, limit);
         file.write(chunk);
     }
     if (input.error() != QFileDevice::NoError)
@@ -390,6 +440,8 @@ int Commands::mv(const QStringList &arguments)
                                               "another name or remove the folder first")
                                        .arg(to.toString()),
                                Failure);
+    if (destination.kind == Kind::File)
+        return ReplacingRename(*file, m_reporter, from, source->id(), to, *destination.entry).run();
     if (!file->rename(from.url(), to.url()))
         return m_reporter.fail(from.toString(), *file);
     return Success;
@@ -480,22 +532,29 @@ int Commands::dialog(bool save)
         return exitCode;
     const QString caption = m_parser.value(QStringLiteral("caption"));
     const QString filter = m_parser.value(QStringLiteral("filter"));
-    const QUrl chosen = save ? file->getSaveFileName(nullptr, caption, QString(), filter)
-                             : file->getOpenFileName(nullptr, caption, QString(), filter);
+    // The chooser's own answer to a double-click names the file twice and loses its folder.
+    const QUrl chosen = save
+            ? CloudFileChooser::getSaveFileName(file.get(), nullptr, caption, QString(), filter)
+            : CloudFileChooser::getOpenFileName(file.get(), nullptr, caption, QString(), filter);
     if (chosen.isEmpty())
         return m_reporter.fail(QStringLiteral("nothing chosen"), Failure);
-    Reporter::out() << RemoteUrl::display(chosen) << Qt::endl;
+    // Only what gdapp accepts is printed: a name typed in the chooser may be refused.
+    const RemoteUrl url = RemoteUrl::fromUserInput(RemoteUrl::display(chosen));
+    if (!url.isValid())
+        return m_reporter.fail(url.errorString(), Failure);
+    Reporter::out() << url.toString() << Qt::endl;
     return finishOutput();
 }
 
 int Commands::login(const QStringList &)
 {
-    QString error;
-    if (!ProviderSession::forgetAuthorisation(&error))
-        return m_reporter.fail(error, Failure);
+    if (m_parser.value(QStringLiteral("consent")) == QLatin1String("none"))
+        return m_reporter.usage(
+                QStringLiteral("login asks for a consent: not with --consent=none"));
+    QString why;
     int exitCode = Success;
-    if (!cloudFile(QUrl(QStringLiteral("gdapp:/")), &exitCode))
-        return exitCode;
+    if (!m_session.authoriseAgain(QUrl(QStringLiteral("gdapp:/")), &why, &exitCode))
+        return m_reporter.fail(why, exitCode);
     Reporter::err() << "Authorised." << Qt::endl;
     return Success;
 }

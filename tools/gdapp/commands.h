@@ -55,6 +55,7 @@ private:
     {
         Kind kind = Kind::Failed;
         std::unique_ptr<CloudObject> entry; // for File and Folder
+        QString folderId; // for Missing: the folder that would hold it, when there is one
     };
     // Which of cp and mv: what they refuse differs.
     enum class Pair { Copy, Rename };
@@ -70,7 +71,8 @@ private:
     std::unique_ptr<CloudObject> resolve(CloudFile &file, const RemoteUrl &url,
                                          int *exitCode) const;
     Found find(CloudFile &file, const RemoteUrl &url, int *exitCode) const;
-    int refuseLarge(const QString &what) const;
+    // what is larger than the limit given, the content the plug-in can upload or download.
+    int refuseLarge(const QString &what, qint64 limit) const;
     // Standard output took everything written to it, or the command fails.
     int finishOutput() const;
     int dialog(bool save);

@@ -59,13 +59,13 @@ void ConsentHandler::openUrl(const QUrl &url)
 {
     if (m_abandoned)
         return;
+    if (m_mode == None) {
+        abandon(QStringLiteral("an authorisation is needed, and --consent=none asks for none"));
+        return;
+    }
     const QString why = reasonToGiveUp(url);
     if (!why.isEmpty()) {
         abandon(why);
-        return;
-    }
-    if (m_mode == None) {
-        abandon(QStringLiteral("an authorisation is needed, and --consent=none asks for none"));
         return;
     }
     emit consentRequested();

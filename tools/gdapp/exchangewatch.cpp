@@ -11,6 +11,8 @@
 #include <QPointer>
 #include <QTimer>
 
+#include <memory>
+
 ExchangeWatch::ExchangeWatch(int timeout, QObject *parent) : QObject(parent), m_timeout(timeout)
 {
     QCoreApplication::instance()->installEventFilter(this);
@@ -44,6 +46,12 @@ void ExchangeWatch::watch(QNetworkReply *reply)
             m_lastFailure = ExchangeFailure(*reply, 0);
         return;
     }
+    // Whether the request's body has all gone out: with no answer, the service may have acted.
+    const auto delivered = std::make_shared<bool>(false);
+    connect(reply, &QNetworkReply::uploadProgress, this, [delivered](qint64 sent, qint64 total) {
+        if (total > 0 && sent == total)
+            *delivered = true;
+    });
     QTimer *idle = nullptr;
     if (m_timeout > 0) {
         idle = new QTimer(reply);
@@ -62,12 +70,12 @@ void ExchangeWatch::watch(QNetworkReply *reply)
         });
         idle->start();
     }
-    connect(reply, &QNetworkReply::finished, this, [this, reply, idle] {
+    connect(reply, &QNetworkReply::finished, this, [this, reply, idle, delivered] {
         // The idle timer stops only by firing.
         const bool stalled = idle && !idle->isActive();
         if (idle)
             idle->stop();
         if (reply->error() != QNetworkReply::NoError)
-            m_lastFailure = ExchangeFailure(*reply, stalled ? m_timeout : 0);
+            m_lastFailure = ExchangeFailure(*reply, stalled ? m_timeout : 0, *delivered);
     });
 }

@@ -15,6 +15,24 @@
 
 namespace {
 const QString SettingsGroup = QStringLiteral("gdapp");
+// The plug-in takes the services' addresses from these as they stand.
+const char *const ServiceVariables[] = { "GDAPP_DRIVE_URL", "GDAPP_OAUTH_URL" };
+
+// Why a service's address from the environment is of no use, or nothing.
+QString serviceUrlProblem(const char *variable)
+{
+    const QString value = qEnvironmentVariable(variable);
+    if (value.isEmpty())
+        return QString();
+    const QUrl url(value, QUrl::StrictMode);
+    const bool web =
+            url.scheme() == QLatin1String("http") || url.scheme() == QLatin1String("https");
+    if (url.isValid() && web && !url.host().isEmpty() && !url.hasQuery() && !url.hasFragment())
+        return QString();
+    return QStringLiteral("%1 is \"%2\", which is no service address: give one such as "
+                          "https://host:port")
+            .arg(QLatin1String(variable), value);
+}
 } // namespace
 
 ProviderSession::ProviderSession(const Options &options)
@@ -35,6 +53,13 @@ ProviderSession::~ProviderSession()
 
 bool ProviderSession::load(QString *why, int *exitCode)
 {
+    for (const char *variable : ServiceVariables) {
+        *why = serviceUrlProblem(variable);
+        if (!why->isEmpty()) {
+            *exitCode = Failure;
+            return false;
+        }
+    }
     if (!SettingsFile::protect(why)) {
         *exitCode = Failure;
         return false;
@@ -98,6 +123,7 @@ std::unique_ptr<CloudFile> ProviderSession::cloudFile(const QUrl &url, QString *
     if (!m_server && !load(why, exitCode))
         return nullptr;
     m_exchanges.forget();
+    const bool authorised = hasStoredAuthorisation();
     m_grantWatch.start();
     std::unique_ptr<CloudFile> file(m_server->cloudFile(url));
     m_grantWatch.stop();
@@ -110,12 +136,57 @@ std::unique_ptr<CloudFile> ProviderSession::cloudFile(const QUrl &url, QString *
         *exitCode = ServiceError;
         return nullptr;
     }
+    *exitCode = NotAuthorised;
+    // Whatever else stands in the way, no consent was to be asked for.
+    if (!authorised && m_options.consent == ConsentHandler::None) {
+        *why = QStringLiteral("not signed in: run \"gdapp login\" first (--consent=none asks "
+                              "for no consent)");
+        return nullptr;
+    }
     *why = QStringLiteral("not authorised: %1")
                    .arg(m_consentFailure.isEmpty()
                                 ? QStringLiteral("the authorisation did not go through")
                                 : m_consentFailure);
-    *exitCode = NotAuthorised;
     return nullptr;
+}
+
+std::unique_ptr<CloudFile> ProviderSession::authoriseAgain(const QUrl &url, QString *why,
+                                                           int *exitCode)
+{
+    if (!SettingsFile::protect(why)) {
+        *exitCode = Failure;
+        return nullptr;
+    }
+    QSettings settings;
+    settings.beginGroup(SettingsGroup);
+    QVariantMap stored;
+    for (const QString &key : settings.childKeys())
+        stored.insert(key, settings.value(key));
+    settings.endGroup();
+    if (!forgetAuthorisation(why)) {
+        *exitCode = Failure;
+        return nullptr;
+    }
+    std::unique_ptr<CloudFile> file = cloudFile(url, why, exitCode);
+    if (file || stored.isEmpty())
+        return file;
+    settings.remove(SettingsGroup);
+    settings.beginGroup(SettingsGroup);
+    for (auto value = stored.cbegin(); value != stored.cend(); ++value)
+        settings.setValue(value.key(), value.value());
+    settings.endGroup();
+    settings.sync();
+    // An outage says so already.
+    if (*exitCode == NotAuthorised)
+        *why += QStringLiteral("; the sign-in stored before is kept");
+    return nullptr;
+}
+
+bool ProviderSession::hasStoredAuthorisation()
+{
+    QSettings settings;
+    settings.beginGroup(SettingsGroup);
+    return !settings.childKeys().isEmpty();
 }
 
 bool ProviderSession::forgetAuthorisation(QString *error)

@@ -40,12 +40,16 @@ public:
     // A cloud file for url, authorising first when the plug-in needs to. Null when there is
     // none, with the reason in *why and the exit status in *exitCode.
     std::unique_ptr<CloudFile> cloudFile(const QUrl &url, QString *why, int *exitCode);
+    // The same after a new authorisation. The stored one is kept until the new one is granted:
+    // when that fails or is abandoned, the stored tokens are put back as they were.
+    std::unique_ptr<CloudFile> authoriseAgain(const QUrl &url, QString *why, int *exitCode);
     // Removes the stored tokens (the settings group of the provider's scheme).
     static bool forgetAuthorisation(QString *error);
     const ExchangeWatch &exchanges() const { return m_exchanges; }
 
 private:
     bool load(QString *why, int *exitCode);
+    static bool hasStoredAuthorisation();
     bool trustCertificates(QString *why) const;
     // Ends every wait of the flow: no answer can come.
     void giveUp(const QString &why);

@@ -158,3 +158,8 @@ RemoteUrl RemoteUrl::child(const QString &name) const
         return failure(RefusedName, QStringLiteral("%1%2: %3").arg(Prefix, path, refusal));
     return fromPath(path, false);
 }
+
+RemoteUrl RemoteUrl::sibling(const QString &name) const
+{
+    return fromPath(folderPath(), true).child(name);
+}

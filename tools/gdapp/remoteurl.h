@@ -51,6 +51,8 @@ public:
     QString path() const { return m_path; }
     // The entry called name in this folder; refused like any name in a typed URL.
     RemoteUrl child(const QString &name) const;
+    // The entry called name in the folder that holds this one.
+    RemoteUrl sibling(const QString &name) const;
 
 private:
     static RemoteUrl fromPath(const QString &path, bool namesFolder);

@@ -36,10 +36,14 @@ int Reporter::fail(const QString &message, int exitCode) const
 
 int Reporter::fail(const QString &what, const CloudFile &file) const
 {
-    const ExchangeFailure failure = m_exchanges ? m_exchanges->lastFailure() : ExchangeFailure();
-    if (failure.explains(file.errorString()))
-        return fail(what + QStringLiteral(": ") + failure.describe(QStringLiteral("the service")),
-                    ServiceError);
-    const CloudFileError error(file);
-    return fail(what + QStringLiteral(": ") + error.describe(), error.exitCode());
+    int exitCode = Failure;
+    const QString why = explain(file, &exitCode);
+    return fail(what + QStringLiteral(": ") + why, exitCode);
+}
+
+QString Reporter::explain(const CloudFile &file, int *exitCode) const
+{
+    const CloudFileError error(file, m_exchanges ? m_exchanges->lastFailure() : ExchangeFailure());
+    *exitCode = error.exitCode();
+    return error.describe();
 }

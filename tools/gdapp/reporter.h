@@ -28,6 +28,8 @@ public:
     int fail(const QString &message, int exitCode) const;
     // The cloud file's last error, about what (a URL, most often).
     int fail(const QString &what, const CloudFile &file) const;
+    // The words and the exit status of that error, for a message that says more.
+    QString explain(const CloudFile &file, int *exitCode) const;
 
 private:
     QString m_command;

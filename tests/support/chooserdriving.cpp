@@ -1,0 +1,82 @@
+// SPDX-FileCopyrightText: 2026 Tarnwick developers <dev@tarnwick.invalid>
+//
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "chooserdriving.h"
+
+#include <QDialogButtonBox>
+#include <QPushButton>
+#include <QTreeView>
+
+namespace {
+std::unique_ptr<QObject> g_pollers;
+QtMessageHandler g_testHandler = nullptr;
+
+void dropNoise(QtMsgType type, const QMessageLogContext &context, const QString &text)
+{
+    if (text.contains(QLatin1String("(sender name:"))
+        || text.contains(QLatin1String("(receiver name:"))
+        || text.contains(QLatin1String("This plugin does not support")))
+        return;
+    g_testHandler(type, context, text);
+}
+} // namespace
+
+QObject *pollers()
+{
+    if (!g_pollers)
+        g_pollers = std::make_unique<QObject>();
+    return g_pollers.get();
+}
+
+void endPolling()
+{
+    g_pollers.reset();
+}
+
+void expectRefusedConnection()
+{
+    QTest::ignoreMessage(
+            QtWarningMsg,
+            QRegularExpression(QStringLiteral("No such signal QComboBox::currentIndexChanged")));
+}
+
+void dropChooserNoise()
+{
+    g_testHandler = qInstallMessageHandler(dropNoise);
+}
+
+QTreeView *treeOf(QWidget *dialog)
+{
+    return child<QTreeView>(dialog, "treeView");
+}
+
+QModelIndex rowNamed(QWidget *dialog, const QString &name)
+{
+    const QAbstractItemModel *model = treeOf(dialog)->model();
+    for (int row = 0; row < model->rowCount(); ++row) {
+        if (model->index(row, 0).data().toString() == name)
+            return model->index(row, 0);
+    }
+    return QModelIndex();
+}
+
+void clickRow(QWidget *dialog, const QString &name)
+{
+    QTreeView *tree = treeOf(dialog);
+    QTest::mouseClick(tree->viewport(), Qt::LeftButton, {},
+                      tree->visualRect(rowNamed(dialog, name)).center());
+}
+
+void doubleClickRow(QWidget *dialog, const QString &name)
+{
+    QTreeView *tree = treeOf(dialog);
+    const QPoint at = tree->visualRect(rowNamed(dialog, name)).center();
+    QTest::mouseClick(tree->viewport(), Qt::LeftButton, {}, at);
+    QTest::mouseDClick(tree->viewport(), Qt::LeftButton, {}, at);
+}
+
+void clickOk(QWidget *dialog)
+{
+    child<QDialogButtonBox>(dialog, "buttonBox")->button(QDialogButtonBox::Ok)->click();
+}
