@@ -183,13 +183,12 @@ void CommandLine::addGlobalOptions()
             "\nURLs look like gdapp:/folder/name, a trailing / naming a folder. A space is written "
             "as it is; %XX escapes a character (%3F a ?, %23 a #). Names with ', +, \\ or an "
             "escape such as %20 in them are refused: the plug-in's lookups could not find them "
-            "again. \"gdapp COMMAND --help\" tells more about one command.\nExit status: 0 done, "
-            "1 failed, 2 bad usage, 3 not found, 4 not authorised, 5 network or service error (no "
-            "answer within --timeout, a proxy that fails), 6 corrupted data.\nThe plug-in's "
-            "texts, in the chooser "
-            "and its error messages, follow the user's language (LANGUAGE, LC_ALL, LC_MESSAGES, "
-            "LANG): English, German, else French, the plug-in's own. LANGUAGE=de gdapp ... "
-            "forces German.\n");
+            "again. \"gdapp COMMAND --help\" tells more about one command.\nExit status: ");
+    description += exitStatusSummary();
+    description += QStringLiteral(
+            ".\nThe plug-in's texts, in the chooser and its error messages, follow the user's "
+            "language (LANGUAGE, LC_ALL, LC_MESSAGES, LANG): English, German, else French, the "
+            "plug-in's own. LANGUAGE=de gdapp ... forces German.\n");
     description += NetworkOptions::description();
     m_parser.setApplicationDescription(description);
     m_parser.addHelpOption();
