@@ -5,7 +5,6 @@
 #include "commandline.h"
 
 #include "commands.h"
-#include "exitcode.h"
 #include "networkoptions.h"
 #include "providersession.h"
 
@@ -223,6 +222,12 @@ void CommandLine::addGlobalOptions()
 
 int CommandLine::run()
 {
+    // However the command line ends, it is told here, once.
+    return m_reporter.report(chooseCommand());
+}
+
+Outcome CommandLine::chooseCommand()
+{
     addGlobalOptions();
     m_parser.addPositionalArgument(QStringLiteral("command"),
                                    QStringLiteral("What to do (see above)."),
@@ -233,8 +238,8 @@ int CommandLine::run()
     const QStringList positional = m_parser.positionalArguments();
     if (positional.isEmpty()) {
         if (m_parser.isSet(QStringLiteral("help")))
-            m_parser.showHelp(Success);
-        return m_reporter.usage(parsed ? QStringLiteral("no command given") : m_parser.errorText());
+            m_parser.showHelp(int(ExitCode::Success));
+        return Outcome::usage(parsed ? QStringLiteral("no command given") : m_parser.errorText());
     }
     const QList<CommandInfo> known = commands();
     const auto command =
@@ -242,11 +247,11 @@ int CommandLine::run()
                 return positional.first() == QLatin1String(info.name);
             });
     if (command == known.cend())
-        return m_reporter.usage(QStringLiteral("unknown command \"%1\"").arg(positional.first()));
+        return Outcome::usage(QStringLiteral("unknown command \"%1\"").arg(positional.first()));
     return runCommand(*command);
 }
 
-int CommandLine::runCommand(const CommandInfo &command)
+Outcome CommandLine::runCommand(const CommandInfo &command)
 {
     const QString name = QLatin1String(command.name);
     m_reporter.setCommand(name);
@@ -263,26 +268,27 @@ int CommandLine::runCommand(const CommandInfo &command)
                                        QLatin1String(command.synopsis));
     m_parser.addOptions(command.options);
     if (!m_parser.parse(m_arguments))
-        return m_reporter.usage(m_parser.errorText());
+        return Outcome::usage(m_parser.errorText());
     if (m_parser.isSet(QStringLiteral("help")))
-        m_parser.showHelp(Success);
+        m_parser.showHelp(int(ExitCode::Success));
     if (!ConsentModes.contains(m_parser.value(QStringLiteral("consent"))))
-        return m_reporter.usage(QStringLiteral("--consent takes browser, print, fetch or none"));
+        return Outcome::usage(QStringLiteral("--consent takes browser, print, fetch or none"));
     const QStringList arguments = m_parser.positionalArguments().mid(1);
     if (arguments.size() < command.minArguments || arguments.size() > command.maxArguments)
-        return m_reporter.usage(
+        return Outcome::usage(
                 QStringLiteral("%1 takes %2").arg(name, QLatin1String(command.arguments)));
 
     NetworkOptions network(m_parser);
     if (!network.isValid())
-        return m_reporter.usage(network.errorString());
+        return Outcome::usage(network.errorString());
     network.installProxyFactory();
 
-    ProviderSession session({ m_parser.value(QStringLiteral("plugin")),
-                              consentMode(m_parser.value(QStringLiteral("consent"))),
-                              m_parser.value(QStringLiteral("browser")),
-                              m_parser.value(QStringLiteral("cacert")), network.timeout() });
-    m_reporter.setExchanges(&session.exchanges());
-    Commands commands(m_parser, session, m_reporter);
+    m_session = std::make_unique<ProviderSession>(ProviderSession::Options {
+            m_parser.value(QStringLiteral("plugin")),
+            consentMode(m_parser.value(QStringLiteral("consent"))),
+            m_parser.value(QStringLiteral("browser")), m_parser.value(QStringLiteral("cacert")),
+            network.timeout() });
+    m_reporter.setExchanges(&m_session->exchanges());
+    Commands commands(m_parser, *m_session, m_reporter);
     return (commands.*(command.run))(arguments);
 }

@@ -9,7 +9,7 @@
 
 // What gdapp's exit status says, so scripts can tell failures apart. What each one means is
 // written once, in exitcode.cpp.
-enum ExitCode {
+enum class ExitCode {
     Success = 0,
     Failure = 1,
     UsageError = 2,
