@@ -11,18 +11,45 @@
 #include <algorithm>
 
 namespace {
-const QStringList ConsentModes { QStringLiteral("browser"), QStringLiteral("fetch"),
-                                 QStringLiteral("print"), QStringLiteral("none") };
-
-ConsentHandler::Mode consentMode(const QString &name)
+// How an authorisation request can be answered, as --consent names the ways, the default first.
+struct ConsentMode
 {
-    if (name == QLatin1String("fetch"))
-        return ConsentHandler::Fetch;
-    if (name == QLatin1String("print"))
-        return ConsentHandler::Print;
-    if (name == QLatin1String("none"))
-        return ConsentHandler::None;
-    return ConsentHandler::Browser;
+    const char *name;
+    ConsentHandler::Mode mode;
+    const char *description;
+};
+const ConsentMode ConsentModes[] = {
+    { "browser", ConsentHandler::Browser, "print the address and open a browser, the default" },
+    { "print", ConsentHandler::Print, "only print it" },
+    { "fetch", ConsentHandler::Fetch, "fetch it, for an emulator started with --auto-approve" },
+    { "none", ConsentHandler::None, "end with status 4 instead: for scripts" },
+};
+
+// "a, b, c or d"
+QString alternatives(QStringList items)
+{
+    const QString last = items.takeLast();
+    return items.join(QLatin1String(", ")) + QLatin1String(" or ") + last;
+}
+
+// The consent modes' names, with what each does when described.
+QString consentModeList(bool described)
+{
+    QStringList modes;
+    for (const ConsentMode &mode : ConsentModes)
+        modes += described ? QStringLiteral("%1 (%2)").arg(QLatin1String(mode.name),
+                                                           QLatin1String(mode.description))
+                           : QLatin1String(mode.name);
+    return alternatives(modes);
+}
+
+const ConsentMode *consentMode(const QString &name)
+{
+    for (const ConsentMode &mode : ConsentModes) {
+        if (name == QLatin1String(mode.name))
+            return &mode;
+    }
+    return nullptr;
 }
 } // namespace
 
@@ -197,14 +224,10 @@ void CommandLine::addGlobalOptions()
               QStringLiteral("The plug-in to load (default: GDAPP_PLUGIN_PATH, the build "
                              "tree, then the installed plug-in folder)."),
               QStringLiteral("path") });
-    m_parser.addOption(
-            { QStringLiteral("consent"),
-              QStringLiteral("How to answer an authorisation request: browser (print the "
-                             "address and open a browser, the default), print (only print "
-                             "it), fetch (fetch it, for an emulator started with "
-                             "--auto-approve) or none (end with status 4 instead: for "
-                             "scripts)."),
-              QStringLiteral("mode"), QStringLiteral("browser") });
+    m_parser.addOption({ QStringLiteral("consent"),
+                         QStringLiteral("How to answer an authorisation request: %1.")
+                                 .arg(consentModeList(true)),
+                         QStringLiteral("mode"), QLatin1String(ConsentModes[0].name) });
     m_parser.addOption({ QStringLiteral("browser"),
                          QStringLiteral("The browser command to open the consent address with "
                                         "(default: GDAPP_BROWSER, then the desktop's browser)."),
@@ -271,8 +294,9 @@ Outcome CommandLine::runCommand(const CommandInfo &command)
         return Outcome::usage(m_parser.errorText());
     if (m_parser.isSet(QStringLiteral("help")))
         m_parser.showHelp(int(ExitCode::Success));
-    if (!ConsentModes.contains(m_parser.value(QStringLiteral("consent"))))
-        return Outcome::usage(QStringLiteral("--consent takes browser, print, fetch or none"));
+    const ConsentMode *consent = consentMode(m_parser.value(QStringLiteral("consent")));
+    if (!consent)
+        return Outcome::usage(QStringLiteral("--consent takes %1").arg(consentModeList(false)));
     const QStringList arguments = m_parser.positionalArguments().mid(1);
     if (arguments.size() < command.minArguments || arguments.size() > command.maxArguments)
         return Outcome::usage(
@@ -284,8 +308,7 @@ Outcome CommandLine::runCommand(const CommandInfo &command)
     network.installProxyFactory();
 
     m_session = std::make_unique<ProviderSession>(ProviderSession::Options {
-            m_parser.value(QStringLiteral("plugin")),
-            consentMode(m_parser.value(QStringLiteral("consent"))),
+            m_parser.value(QStringLiteral("plugin")), consent->mode,
             m_parser.value(QStringLiteral("browser")), m_parser.value(QStringLiteral("cacert")),
             network.timeout() });
     m_reporter.setExchanges(&m_session->exchanges());

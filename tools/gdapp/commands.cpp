@@ -524,7 +524,7 @@ Outcome Commands::dialog(bool save)
 
 Outcome Commands::login(const QStringList &)
 {
-    if (m_parser.value(QStringLiteral("consent")) == QLatin1String("none"))
+    if (m_session.consent() == ConsentHandler::None)
         return Outcome::usage(QStringLiteral("login asks for a consent: not with --consent=none"));
     // The new authorisation is all that is wanted: the cloud file goes at once.
     if (const Outcome authorised =

@@ -45,6 +45,7 @@ public:
     Result<std::unique_ptr<CloudFile>> authoriseAgain(const QUrl &url);
     // Removes the stored tokens (the settings group of the provider's scheme).
     static Outcome forgetAuthorisation();
+    ConsentHandler::Mode consent() const { return m_options.consent; }
     const ExchangeWatch &exchanges() const { return m_exchanges; }
 
 private:
