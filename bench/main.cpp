@@ -3,12 +3,14 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 #include "benchchild.h"
+#include "benchreport.h"
 #include "benchrunner.h"
 #include "consentbrowser.h"
 #include "processmeasure.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QTextStream>
 
 namespace {
 QList<int> numbers(const QString &text)
@@ -17,6 +19,14 @@ QList<int> numbers(const QString &text)
     for (const QString &part : text.split(QLatin1Char(','), Qt::SkipEmptyParts))
         values.append(part.toInt());
     return values;
+}
+
+QString text(const QList<int> &numbers)
+{
+    QStringList parts;
+    for (int number : numbers)
+        parts.append(QString::number(number));
+    return parts.join(QLatin1Char(','));
 }
 } // namespace
 
@@ -42,23 +52,25 @@ int main(int argc, char *argv[])
             "bytes, reached by curl and by Qt's plain request; curl --http2 through the same "
             "nginx), and prints a Markdown table."));
     parser.addHelpOption();
+    const BenchRunner::Options defaults;
     const QCommandLineOption sizes(QStringLiteral("sizes"),
                                    QStringLiteral("Transfer sizes in MiB."), QStringLiteral("list"),
-                                   QStringLiteral("1,64,256"));
+                                   text(defaults.sizesMiB));
     const QCommandLineOption frontEndSizes(
             QStringLiteral("front-end-sizes"),
             QStringLiteral("Transfer sizes in MiB through nginx (empty: none)."),
-            QStringLiteral("list"), QStringLiteral("64,256"));
+            QStringLiteral("list"), text(defaults.frontEndSizesMiB));
     const QCommandLineOption depths(QStringLiteral("depths"), QStringLiteral("Path depths."),
-                                    QStringLiteral("list"), QStringLiteral("1,4,16"));
-    const QCommandLineOption entries(QStringLiteral("entries"),
-                                     QStringLiteral("Entries in the listed folder."),
-                                     QStringLiteral("count"), QStringLiteral("1000"));
+                                    QStringLiteral("list"), text(defaults.depths));
+    const QCommandLineOption entries(
+            QStringLiteral("entries"), QStringLiteral("Entries in the listed folder."),
+            QStringLiteral("count"), QString::number(defaults.listEntries));
     const QCommandLineOption runs(QStringLiteral("runs"), QStringLiteral("Runs per case."),
-                                  QStringLiteral("count"), QStringLiteral("7"));
-    const QCommandLineOption bigRuns(QStringLiteral("big-runs"),
-                                     QStringLiteral("Runs per case of 256 MiB and more."),
-                                     QStringLiteral("count"), QStringLiteral("9"));
+                                  QStringLiteral("count"), QString::number(defaults.runs));
+    const QCommandLineOption bigRuns(
+            QStringLiteral("big-runs"),
+            QStringLiteral("Runs per case of %1 MiB and more.").arg(BenchTargets::SizeMiB),
+            QStringLiteral("count"), QString::number(defaults.bigRuns));
     const QCommandLineOption smoke(
             QStringLiteral("smoke"),
             QStringLiteral("One run of the smallest cases, to check that it works."));
@@ -81,5 +93,9 @@ int main(int argc, char *argv[])
         options.listEntries = 10;
         options.runs = options.bigRuns = 1;
     }
-    return BenchRunner(options).run();
+    BenchRunner runner(options);
+    if (!runner.run())
+        return 1;
+    QTextStream(stdout) << BenchReport(options.runs, options.bigRuns).markdown(runner.cases());
+    return runner.complete() ? 0 : 1;
 }

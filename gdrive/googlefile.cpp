@@ -126,18 +126,19 @@ CloudObject *GoogleFile::getCloudObject()
     return new GoogleFileObject;
 }
 
-// Contract: the token is used as it is, even when it has run out: authorisation is the
-// flow's business, asked by the host through cloudFile().
-QByteArray GoogleFile::bearer() const
+// Contract: uploads and the rename are announced: they say who sends them and take the token in
+// the local 8-bit encoding; the other requests go with Qt's agent and the token in UTF-8 (the
+// two agree for the ASCII tokens the service issues). The token is used as it is, even when it
+// has run out: authorisation is the flow's business, asked by the host through cloudFile().
+void GoogleFile::authorise(QNetworkRequest &request, Shape shape) const
 {
-    return "Bearer " + m_oauth->token().toUtf8();
-}
-
-// Contract: uploads and the rename take the token in the local 8-bit encoding, the other
-// requests in UTF-8; the two agree for the ASCII tokens the service issues.
-QByteArray GoogleFile::bearerLocal8Bit() const
-{
-    return "Bearer " + m_oauth->token().toLocal8Bit();
+    const QString token = m_oauth->token();
+    if (shape == Shape::Plain) {
+        request.setRawHeader("Authorization", "Bearer " + token.toUtf8());
+        return;
+    }
+    request.setRawHeader("User-Agent", "Tarnwick");
+    request.setRawHeader("Authorization", "Bearer " + token.toLocal8Bit());
 }
 
 void GoogleFile::reportFailure(const char *signature) const
@@ -207,7 +208,7 @@ bool GoogleFile::listObjects(const QString &q, QList<CloudObject *> &out)
     url.setQuery(query);
 
     QNetworkRequest request(url);
-    request.setRawHeader("Authorization", bearer());
+    authorise(request);
     QByteArray answer;
     if (!exchange(send("GET", request),
                   "bool GoogleFile::listObjects(const QString&, QList<CloudObject*>&)",
@@ -272,11 +273,19 @@ CloudObject *GoogleFile::getObjectFromPath(const QUrl &url, int &status)
     return current;
 }
 
-bool GoogleFile::getFile()
+std::unique_ptr<CloudObject> GoogleFile::resolveWhole(const QUrl &url)
 {
     int status = Cloud::NothingFound;
-    const std::unique_ptr<CloudObject> object(getObjectFromPath(m_url, status));
+    std::unique_ptr<CloudObject> object(getObjectFromPath(url, status));
     if (status != Cloud::PathFound)
+        return nullptr;
+    return object;
+}
+
+bool GoogleFile::getFile()
+{
+    const std::unique_ptr<CloudObject> object = resolveWhole(m_url);
+    if (!object)
         return false;
     m_fileId = object->id();
 
@@ -285,7 +294,7 @@ bool GoogleFile::getFile()
     query.addQueryItem(QStringLiteral("alt"), QStringLiteral("media"));
     url.setQuery(query);
     QNetworkRequest request(url);
-    request.setRawHeader("Authorization", bearer());
+    authorise(request);
 
     const char *signature = "virtual bool GoogleFile::getFile()";
     QByteArray content;
@@ -314,8 +323,7 @@ bool GoogleFile::putFile()
         return false;
 
     QNetworkRequest request;
-    request.setRawHeader("User-Agent", "Tarnwick");
-    request.setRawHeader("Authorization", bearerLocal8Bit());
+    authorise(request, Shape::Announced);
 
     const char *signature = "virtual bool GoogleFile::putFile()";
     QByteArray answer;
@@ -372,7 +380,7 @@ bool GoogleFile::mkdir(CloudObject *parent, const QString &name)
                                  { QStringLiteral("mimeType"), Drive::FolderType } };
     QNetworkRequest request(QUrl(filesEndpoint(), QUrl::TolerantMode));
     request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
-    request.setRawHeader("Authorization", bearer());
+    authorise(request);
     QByteArray answer;
     if (!exchange(send("POST", request, indentedJson(metadata)),
                   "virtual bool GoogleFile::mkdir(CloudObject*, const QString&)", Progress::None,
@@ -387,9 +395,8 @@ bool GoogleFile::mkdir(CloudObject *parent, const QString &name)
 
 bool GoogleFile::copy(const QUrl &from, const QUrl &to)
 {
-    int status = Cloud::NothingFound;
-    const std::unique_ptr<CloudObject> object(getObjectFromPath(from, status));
-    if (status != Cloud::PathFound)
+    const std::unique_ptr<CloudObject> object = resolveWhole(from);
+    if (!object)
         return false;
     m_fileId = object->id();
 
@@ -401,7 +408,7 @@ bool GoogleFile::copy(const QUrl &from, const QUrl &to)
     };
     QNetworkRequest request(entryUrl(m_fileId, QStringLiteral("/copy")));
     request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
-    request.setRawHeader("Authorization", bearer());
+    authorise(request);
     return exchange(send("POST", request, indentedJson(metadata)),
                     "virtual bool GoogleFile::copy(const QUrl&, const QUrl&)");
 }
@@ -413,15 +420,13 @@ bool GoogleFile::rename(const QUrl &from, const QUrl &to)
     if (!remove(to) && errorCode() != Cloud::PathNotFound)
         return false;
 
-    int status = Cloud::NothingFound;
-    const std::unique_ptr<CloudObject> object(getObjectFromPath(from, status));
-    if (status != Cloud::PathFound)
+    const std::unique_ptr<CloudObject> object = resolveWhole(from);
+    if (!object)
         return false;
     m_fileId = object->id();
 
     QNetworkRequest request(entryUrl(m_fileId, QStringLiteral("?")));
-    request.setRawHeader("User-Agent", "Tarnwick");
-    request.setRawHeader("Authorization", bearerLocal8Bit());
+    authorise(request, Shape::Announced);
     request.setRawHeader("Content-Type", "application/json");
     const QJsonObject metadata { { QStringLiteral("name"), to.fileName(QUrl::FullyDecoded) } };
     return exchange(send("PATCH", request, indentedJson(metadata)),
@@ -430,14 +435,13 @@ bool GoogleFile::rename(const QUrl &from, const QUrl &to)
 
 bool GoogleFile::remove(const QUrl &url)
 {
-    int status = Cloud::NothingFound;
-    const std::unique_ptr<CloudObject> object(getObjectFromPath(url, status));
-    return status == Cloud::PathFound && remove(object.get());
+    const std::unique_ptr<CloudObject> object = resolveWhole(url);
+    return object && remove(object.get());
 }
 
 bool GoogleFile::remove(const CloudObject *object)
 {
     QNetworkRequest request(entryUrl(object->id()));
-    request.setRawHeader("Authorization", bearer());
+    authorise(request);
     return exchange(send("DELETE", request), "virtual bool GoogleFile::remove(const CloudObject*)");
 }

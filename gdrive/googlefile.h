@@ -7,6 +7,8 @@
 
 #include "cloudfile.h"
 
+#include <memory>
+
 class OAuthGoogle;
 class QCryptographicHash;
 class QNetworkReply;
@@ -47,6 +49,8 @@ public:
 
 private:
     enum class Progress { None, Download, Upload };
+    // How a request presents itself and its token; which requests take which is fixed.
+    enum class Shape { Plain, Announced };
 
     // Sends the request with the verb through the flow's access manager.
     QNetworkReply *send(const QByteArray &verb, const QNetworkRequest &request,
@@ -57,8 +61,11 @@ private:
     bool exchange(QNetworkReply *reply, const char *signature, Progress progress = Progress::None,
                   QByteArray *answer = nullptr, QCryptographicHash *digest = nullptr);
     void reportFailure(const char *signature) const;
-    QByteArray bearer() const;
-    QByteArray bearerLocal8Bit() const;
+    // Adds the headers of the shape, the token's among them, after those already set: the
+    // order is part of what the service receives.
+    void authorise(QNetworkRequest &request, Shape shape = Shape::Plain) const;
+    // What the whole path of url names, or nothing when any segment of it is not found.
+    std::unique_ptr<CloudObject> resolveWhole(const QUrl &url);
 
     QString m_scheme;
     QString m_fileId;

@@ -6,6 +6,7 @@
 
 #include <QCryptographicHash>
 #include <QDateTime>
+#include <QtEndian>
 #include <QtDebug>
 
 namespace {
@@ -22,6 +23,21 @@ QByteArray sha1(const QByteArray &data)
 quint16 crc16(const QByteArray &data)
 {
     return qChecksum(QByteArrayView(data), Qt::ChecksumIso3309);
+}
+
+// qCompress's format: the plaintext's length, 4 bytes big-endian, then the zlib stream. Deflate
+// makes at most 1032 bytes of each byte it reads, so a longer claim can only come from a damaged
+// value; it is refused before qUncompress reserves what it claims, up to 4 GiB. A refusal looks
+// like any other failed decompression: nothing.
+QByteArray uncompress(const QByteArray &payload)
+{
+    constexpr qsizetype LengthSize = 4;
+    constexpr quint64 MaxExpansion = 1032;
+    if (payload.size() > LengthSize
+        && qFromBigEndian<quint32>(payload.constData())
+                > MaxExpansion * quint64(payload.size() - LengthSize))
+        return QByteArray();
+    return qUncompress(payload);
 }
 } // namespace
 
@@ -209,7 +225,7 @@ QByteArray SimpleCrypt::decryptToByteArray(QByteArray cipher)
         return QByteArray();
     }
     if (flags & FlagCompressed)
-        body = qUncompress(body);
+        body = uncompress(body);
 
     m_lastStatus = CipherOk;
     return body;

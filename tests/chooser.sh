@@ -18,14 +18,11 @@ fail() {
 }
 source "$(dirname "$0")/support/xsession.sh"
 need_tools "xvfb, xdotool" Xvfb xdotool
-start_emulator "$emulator"
+start_emulator "$emulator" --auto-approve
 # Enough files to fill the view, below the one folder: a click in its middle lands on one of
 # them. The folder has a file of the same name as the first one.
-for i in 0 1 2 3 4 5 6 7 8 9; do
-    curl -sf -X POST "$base/_emulator/files" --data-binary "{\"path\":\"/f$i.txt\",\"text\":\"$i\"}" \
-        >/dev/null
-done
-curl -sf -X POST "$base/_emulator/files" --data-binary '{"path":"/D/f0.txt","text":"in D"}' >/dev/null
+for i in 0 1 2 3 4 5 6 7 8 9; do seed "{\"path\":\"/f$i.txt\",\"text\":\"$i\"}"; done
+seed '{"path":"/D/f0.txt","text":"in D"}'
 
 start_display
 

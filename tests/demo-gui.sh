@@ -21,7 +21,7 @@ start_display
 
 GDAPP_DEMO_BUILD="$build" "$(dirname "$0")/../scripts/demo" --gui >"$scratch/demo.out" 2>&1 &
 demo=$!
-pids+=("$demo")
+session_pids+=("$demo")
 
 editor=$(window "Untitled - Notepad")
 xdotool windowfocus --sync "$editor" key ctrl+o

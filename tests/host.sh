@@ -59,16 +59,9 @@ c++ -std=c++17 -fPIC -I"$scratch/pc" -I"$here/../examples/notepad" "$here/host/m
     $(pkg-config --cflags --libs gdapp-cloud Qt6Network) -o "$scratch/pc/host" \
     || fail "building with pkg-config's flags: $(pkg-config --cflags --libs gdapp-cloud)"
 
-start_emulator "$emulator"
-control() { curl -sf -X "$1" "$base/_emulator/$2" ${3:+--data-binary "$3"}; }
-control POST files '{"path":"/Reports","folder":true}' >/dev/null
-control POST files '{"path":"/notes.txt","text":"first line"}' >/dev/null
-control POST files '{"path":"/Reports/notes.txt","text":"the report"}' >/dev/null
-content() {
-    local id
-    id=$(control GET files | jq -r --arg p "$1" '.files[] | select(.path == $p) | .id')
-    [ -n "$id" ] && control GET "files/$id/content"
-}
+start_emulator "$emulator" --auto-approve
+seed '{"path":"/Reports","folder":true}' '{"path":"/notes.txt","text":"first line"}' \
+    '{"path":"/Reports/notes.txt","text":"the report"}'
 settings="$XDG_CONFIG_HOME/Tarnwick/gdapp-test-host.conf"
 # No desktop and no icon theme: the icons can only come from the library.
 mkdir -p "$scratch/nothing"

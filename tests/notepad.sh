@@ -20,7 +20,7 @@ fail() {
     [ -n "${DISPLAY:-}" ] && import -window root "$shots/failed.png" 2>/dev/null \
         && echo "the screen then: $shots/failed.png" >&2
     [ -f "$scratch/notepad.err" ] && grep -v '^QStandardPaths' "$scratch/notepad.err" >&2
-    tail -n 20 "$scratch/emulator.out" >&2
+    tail -n 20 "$scratch/emulator.log" >&2
     [ -n "${base:-}" ] && curl -s "$base/_emulator/requests" | jq -r ".requests[] | \"\\(.method) \\(.target) \\(.status)\"" | tail -n 5 >&2
     exit 1
 }
@@ -29,37 +29,23 @@ source "$(dirname "$0")/support/xsession.sh"
 need_tools "xvfb, xdotool, imagemagick, jq, curl" Xvfb xdotool import jq curl
 shots=${3:-$scratch/shots}
 mkdir -p "$shots"
-start_emulator "$emulator"
-control() { curl -sf -X "$1" "$base/_emulator/$2" ${3:+--data-binary "$3"}; }
-control POST files '{"path":"/Reports","folder":true}' >/dev/null
-control POST files '{"path":"/notes.txt","text":"first line\n"}' >/dev/null
-# A file of the name that the copy saved into the folder will have.
-control POST files '{"path":"/copy.txt","text":"another copy\n"}' >/dev/null
+start_emulator "$emulator" --auto-approve
+# copy.txt has the name that the copy saved into the folder will have.
+seed '{"path":"/Reports","folder":true}' '{"path":"/notes.txt","text":"first line\n"}' \
+    '{"path":"/copy.txt","text":"another copy\n"}'
 # A report of 7 MB, more than the kernel takes in at once for the upload: its save shows progress.
 awk 'BEGIN { for (i = 1; i <= 100000; ++i) printf "Line %06d of the quarterly report: figures, notes and remarks.\n", i }' \
     >"$scratch/report.txt"
-jq -Rs '{path: "/report.txt", text: .}' "$scratch/report.txt" \
-    | curl -sf -X POST "$base/_emulator/files" --data-binary @- >/dev/null
-# content PATH: what the emulator stores at PATH.
-content() {
-    local id
-    id=$(control GET files | jq -r --arg p "$1" '.files[] | select(.path == $p) | .id')
-    [ -n "$id" ] && control GET "files/$id/content"
-}
+jq -Rs '{path: "/report.txt", text: .}' "$scratch/report.txt" | seed
 
 start_display
-# The plug-in opens the consent address with the desktop's opener: here one that fetches it, as a
-# browser would, from an emulator that approves by itself.
-mkdir -p "$scratch/bin"
-printf '#!/bin/sh\nexec curl -sfL -o /dev/null "$1"\n' >"$scratch/bin/xdg-open"
-chmod +x "$scratch/bin/xdg-open"
-export PATH="$scratch/bin:$PATH"
+provide_opener
 
 # In English, the plug-in's texts included.
 env -u LANGUAGE -u LC_ALL -u LC_MESSAGES LANG=en_GB.UTF-8 "$notepad" >"$scratch/notepad.out" \
     2>"$scratch/notepad.err" &
 notepad_pid=$!
-pids+=("$notepad_pid")
+session_pids+=("$notepad_pid")
 
 shot() { import -window root "$shots/$1.png"; }
 requests_since() { control GET "requests?since=$1" | jq -r '.requests[] | "\(.method) \(.target)"'; }

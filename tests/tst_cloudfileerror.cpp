@@ -73,58 +73,60 @@ void TestCloudFileError::mapping_data()
     const auto answer = [](int error, const QString &text, int status, const char *reason) {
         return Exchange { error, text, status, QString::fromLatin1(reason) };
     };
-    QTest::newRow("path not found") << 403 << noError << Exchange() << true << int(NotFound) << 0
-                                    << "no such file or folder (plug-in error 403)";
+    QTest::newRow("path not found")
+            << 403 << noError << Exchange() << true << int(ExitCode::NotFound) << 0
+            << "no such file or folder (plug-in error 403)";
     // The lookup puts its own code in place of the reply's: the exchange tells the status.
     QTest::newRow("lookup refused on the way")
             << 403 << replied + "Bad Request"
             << answer(QNetworkReply::ProtocolInvalidOperationError, replied + "Bad Request", 400,
                       "Bad Request")
-            << false << int(ServiceError) << 400
+            << false << int(ExitCode::ServiceError) << 400
             << "server replied: Bad Request (HTTP 400, plug-in error 403)";
     QTest::newRow("credentials refused to a lookup")
             << 403 << "Host requires authentication"
             << answer(QNetworkReply::AuthenticationRequiredError, "Host requires authentication",
                       401, "Unauthorized")
-            << false << int(NotAuthorised) << 401
+            << false << int(ExitCode::NotAuthorised) << 401
             << "server replied: Unauthorized (HTTP 401, plug-in error 403)";
     QTest::newRow("entry gone") << int(QNetworkReply::ContentNotFoundError) << replied + "Not Found"
                                 << answer(QNetworkReply::ContentNotFoundError,
                                           replied + "Not Found", 404, "Not Found")
-                                << false << int(NotFound) << 404
+                                << false << int(ExitCode::NotFound) << 404
                                 << "server replied: Not Found (HTTP 404, plug-in error 203)";
     // HTTP/2 has no reason phrases.
     QTest::newRow("server error over HTTP/2")
             << int(QNetworkReply::InternalServerError) << replied
             << answer(QNetworkReply::InternalServerError, replied, 500, "") << false
-            << int(ServiceError) << 500
+            << int(ExitCode::ServiceError) << 500
             << "server replied: Internal Server Error (HTTP 500, plug-in error 401)";
     QTest::newRow("a status of no phrase known over HTTP/2")
             << int(QNetworkReply::UnknownServerError) << replied
             << answer(QNetworkReply::UnknownServerError, replied, 599, "") << false
-            << int(ServiceError) << 599
+            << int(ExitCode::ServiceError) << 599
             << "server replied with an error (HTTP 599, plug-in error 499)";
     // Qt's code for a 4xx it has none for is the plug-in's code for corrupted data.
     QTest::newRow("a status that Qt gives the corrupted-data code")
             << int(QNetworkReply::UnknownContentError) << replied + "I'm a teapot"
             << answer(QNetworkReply::UnknownContentError, replied + "I'm a teapot", 418,
                       "I'm a teapot")
-            << false << int(ServiceError) << 418
+            << false << int(ExitCode::ServiceError) << 418
             << "server replied: I'm a teapot (HTTP 418, plug-in error 299)";
     QTest::newRow("an earlier failure explains nothing")
             << int(QNetworkReply::ConnectionRefusedError) << "Connection refused"
             << answer(QNetworkReply::AuthenticationRequiredError, "Host requires authentication",
                       401, "Unauthorized")
-            << false << int(ServiceError) << 0 << "Connection refused (plug-in error 1)";
+            << false << int(ExitCode::ServiceError) << 0 << "Connection refused (plug-in error 1)";
     QTest::newRow("no answer") << int(QNetworkReply::ConnectionRefusedError) << "Connection refused"
                                << answer(QNetworkReply::ConnectionRefusedError,
                                          "Connection refused", 0, "")
-                               << false << int(ServiceError) << 0
+                               << false << int(ExitCode::ServiceError) << 0
                                << "cannot reach the service: Connection refused";
     QTest::newRow("an answer that broke off")
             << int(QNetworkReply::RemoteHostClosedError) << "Connection closed"
             << answer(QNetworkReply::RemoteHostClosedError, "Connection closed", 200, "OK") << false
-            << int(ServiceError) << 0 << "the answer from the service broke off: Connection closed";
+            << int(ExitCode::ServiceError) << 0
+            << "the answer from the service broke off: Connection closed";
     QTest::newRow("no answer in time to a request sent whole")
             << int(QNetworkReply::OperationCanceledError) << "Operation canceled"
             << Exchange { QNetworkReply::OperationCanceledError,
@@ -133,7 +135,7 @@ void TestCloudFileError::mapping_data()
                           "",
                           5,
                           true }
-            << false << int(ServiceError) << 0
+            << false << int(ExitCode::ServiceError) << 0
             << "no answer from the service in 5 s (see --timeout); the request had gone out "
                "whole, so the service may have stored it";
     QTest::newRow("no answer in time to a request on its way")
@@ -144,17 +146,17 @@ void TestCloudFileError::mapping_data()
                           "",
                           5,
                           false }
-            << false << int(ServiceError) << 0
+            << false << int(ExitCode::ServiceError) << 0
             << "no answer from the service in 5 s (see --timeout)";
-    QTest::newRow("corrupted download")
-            << 299 << "Les données reçues sont corrompues" << Exchange() << false
-            << int(CorruptedData) << 0 << "Les données reçues sont corrompues (plug-in error 299)";
+    QTest::newRow("corrupted download") << 299 << "Les données reçues sont corrompues" << Exchange()
+                                        << false << int(ExitCode::CorruptedData) << 0
+                                        << "Les données reçues sont corrompues (plug-in error 299)";
     QTest::newRow("refused without a request")
-            << 0 << "Le répertoire existe déjà" << Exchange() << false << int(Failure) << 0
-            << "Le répertoire existe déjà (plug-in error 0)";
+            << 0 << "Le répertoire existe déjà" << Exchange() << false << int(ExitCode::Failure)
+            << 0 << "Le répertoire existe déjà (plug-in error 0)";
     QTest::newRow("placeholders in the text stay")
             << int(QNetworkReply::InternalServerError) << "%1 %2 %3" << Exchange() << false
-            << int(ServiceError) << 0 << "%1 %2 %3 (plug-in error 401)";
+            << int(ExitCode::ServiceError) << 0 << "%1 %2 %3 (plug-in error 401)";
 }
 
 void TestCloudFileError::mapping()

@@ -58,6 +58,7 @@ private slots:
 
     void helpForEveryCommand_data();
     void helpForEveryCommand();
+    void exitStatusesAsTheManualLists();
     void usageErrors_data();
     void usageErrors();
     void session();
@@ -231,6 +232,31 @@ void TestGdappCli::helpForEveryCommand()
     if (!arguments.isEmpty())
         QCOMPARE(listed, arguments);
     QVERIFY(gdapp(QStringLiteral("--help")).out.contains(overview.toUtf8()));
+}
+
+// The help's one line and the manual's EXIT STATUS section name the same statuses, in order.
+void TestGdappCli::exitStatusesAsTheManualLists()
+{
+    const QString help = QString::fromUtf8(gdapp(QStringLiteral("--help")).out);
+    const QString line = help.section(QStringLiteral("Exit status: "), 1).section('\n', 0, 0);
+    QStringList inHelp;
+    const QRegularExpression helpEntry(QStringLiteral("(?:^|, )(\\d+) "));
+    for (auto it = helpEntry.globalMatch(line); it.hasNext();)
+        inHelp += it.next().captured(1);
+
+    QFile manual(QStringLiteral(GDAPP_MANUAL));
+    QVERIFY(manual.open(QIODevice::ReadOnly | QIODevice::Text));
+    const QString section = QString::fromUtf8(manual.readAll())
+                                    .section(QStringLiteral(".SH EXIT STATUS\n"), 1)
+                                    .section(QStringLiteral(".SH "), 0, 0);
+    QStringList inManual;
+    const QRegularExpression manualEntry(QStringLiteral("^\\.TP\n\\.B (\\d+)$"),
+                                         QRegularExpression::MultilineOption);
+    for (auto it = manualEntry.globalMatch(section); it.hasNext();)
+        inManual += it.next().captured(1);
+
+    QVERIFY2(inHelp.size() > 1, qPrintable(line));
+    QCOMPARE(inManual, inHelp);
 }
 
 void TestGdappCli::usageErrors_data()

@@ -5,6 +5,7 @@
 #include "simplecrypt.h"
 
 #include <QRandomGenerator>
+#include <QtEndian>
 #include <QtTest>
 
 Q_DECLARE_METATYPE(SimpleCrypt::CompressionPolicy)
@@ -37,6 +38,8 @@ private slots:
     void cipherShape();
     void decrypts_data();
     void decrypts();
+    void claimedLength_data();
+    void claimedLength();
     void compressionThatDoesNotShortenIsDropped();
     void twoEncryptionsDiffer();
     void keys();
@@ -219,6 +222,38 @@ void TestSimpleCrypt::decrypts()
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QString::fromLatin1(warning)));
     QCOMPARE(crypt.decryptToString(QString::fromLatin1(cipher.toBase64())),
              QString::fromUtf8(plaintext));
+}
+
+// A compressed payload begins with the length it claims for the plaintext. Deflate makes at most
+// 1032 bytes of each byte it reads; a longer claim is refused unread, a shorter one is only room.
+void TestSimpleCrypt::claimedLength_data()
+{
+    QTest::addColumn<QByteArray>("plaintext");
+    QTest::addColumn<qint64>("claimed");
+    QTest::addColumn<QByteArray>("read");
+
+    // Level 9 makes about 1028 bytes of each byte of a long run, close to the bound.
+    const QByteArray run(4 << 20, '\0');
+    QTest::newRow("a long run, as written") << run << qint64(run.size()) << run;
+    const qint64 bound = 1032 * (qCompress(repetitive(), 9).size() - 4);
+    QTest::newRow("as much as the bytes can hold") << repetitive() << bound << repetitive();
+    QTest::newRow("more than they can hold") << repetitive() << bound + 1 << QByteArray();
+}
+
+void TestSimpleCrypt::claimedLength()
+{
+    QFETCH(QByteArray, plaintext);
+    QFETCH(qint64, claimed);
+
+    QByteArray payload = qCompress(plaintext, 9);
+    qToBigEndian(quint32(claimed), payload.data());
+    // Stored as it is, then marked compressed: the CRC holds, so only the claim is in question.
+    SimpleCrypt crypt(Key);
+    crypt.setCompressionPolicy(SimpleCrypt::CompressNever);
+    QByteArray cipher = crypt.encryptToByteArray(payload);
+    cipher[1] = char(cipher.at(1) | SimpleCrypt::FlagCompressed);
+    QTEST(crypt.decryptToByteArray(cipher), "read");
+    QCOMPARE(crypt.lastStatus(), SimpleCrypt::CipherOk);
 }
 
 void TestSimpleCrypt::compressionThatDoesNotShortenIsDropped()

@@ -2,8 +2,9 @@
 #
 # SPDX-License-Identifier: LGPL-2.1-or-later
 
-# What the window tests share, sourced: a scratch folder, the emulator, a virtual X display, and
-# everything stopped and removed on exit. The sourcing script defines fail().
+# What the window tests share, sourced: the session of scripts/lib/session.sh (a scratch folder,
+# the emulator, a virtual X display, everything stopped and removed on exit), the emulator's
+# control interface, and the windows found and clicked. The sourcing script defines fail().
 # shellcheck shell=bash
 
 # need_tools "PACKAGES" TOOL...: exits 77 (skipped) when a tool is missing, naming the packages.
@@ -15,33 +16,17 @@ need_tools() {
     done
 }
 
-scratch=$(mktemp -d)
-pids=()
-stop_session() {
-    for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
-    wait 2>/dev/null || true
-    rm -rf "$scratch"
-}
-trap stop_session EXIT
+source "$(dirname "${BASH_SOURCE[0]}")/../../scripts/lib/session.sh"
+begin_session
 
-# start_emulator EMULATOR: an emulator that approves consents by itself, and the plug-in pointed
-# at it with settings of its own; sets base to its address.
-start_emulator() {
-    "$1" --port 0 --auto-approve >"$scratch/emulator.out" 2>&1 &
-    pids+=($!)
-    for _ in $(seq 100); do grep -q listening "$scratch/emulator.out" && break; sleep 0.1; done
-    base=$(sed -nE 's/.* (http:[^ ]+)$/\1/p' "$scratch/emulator.out")
-    [ -n "$base" ] || fail "the emulator did not start: $(cat "$scratch/emulator.out")"
-    export GDAPP_DRIVE_URL="$base" GDAPP_OAUTH_URL="$base" XDG_CONFIG_HOME="$scratch/config"
-}
+# control METHOD ENDPOINT [BODY]: the emulator's control interface, $base/_emulator/ENDPOINT.
+control() { curl -sf -X "$1" "$base/_emulator/$2" ${3:+--data-binary "$3"}; }
 
-# start_display: Xvfb on a free display, for Qt's X11 platform.
-start_display() {
-    Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3>"$scratch/display" 2>"$scratch/xvfb.err" &
-    pids+=($!)
-    for _ in $(seq 100); do [ -s "$scratch/display" ] && break; sleep 0.1; done
-    [ -s "$scratch/display" ] || fail "Xvfb did not start: $(cat "$scratch/xvfb.err")"
-    export DISPLAY=":$(cat "$scratch/display")" QT_QPA_PLATFORM=xcb
+# content PATH: what the emulator stores at PATH.
+content() {
+    local id
+    id=$(control GET files | jq -r --arg p "$1" '.files[] | select(.path == $p) | .id')
+    [ -n "$id" ] && control GET "files/$id/content"
 }
 
 # window NAME: waits for a visible window whose whole name is NAME and prints its id.

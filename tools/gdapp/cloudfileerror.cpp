@@ -62,24 +62,24 @@ bool CloudFileError::isNotFound() const
 ExitCode CloudFileError::exitCode() const
 {
     if (isNotFound())
-        return NotFound;
+        return ExitCode::NotFound;
     if (!m_exchange.isNull()) {
         switch (m_exchange.httpStatus()) {
         case 401:
-            return NotAuthorised;
+            return ExitCode::NotAuthorised;
         case 404:
-            return NotFound;
+            return ExitCode::NotFound;
         default:
-            return ServiceError;
+            return ExitCode::ServiceError;
         }
     }
     switch (m_code) {
     case QNetworkReply::NoError:
-        return Failure; // the provider refused without asking the service
+        return ExitCode::Failure; // the provider refused without asking the service
     case Cloud::CorruptedData:
-        return CorruptedData;
+        return ExitCode::CorruptedData;
     default:
-        return ServiceError;
+        return ExitCode::ServiceError;
     }
 }
 

@@ -5,25 +5,51 @@
 #include "commandline.h"
 
 #include "commands.h"
-#include "exitcode.h"
 #include "networkoptions.h"
 #include "providersession.h"
 
 #include <algorithm>
 
 namespace {
-const QStringList ConsentModes { QStringLiteral("browser"), QStringLiteral("fetch"),
-                                 QStringLiteral("print"), QStringLiteral("none") };
-
-ConsentHandler::Mode consentMode(const QString &name)
+// How an authorisation request can be answered, as --consent names the ways, the default first.
+struct ConsentMode
 {
-    if (name == QLatin1String("fetch"))
-        return ConsentHandler::Fetch;
-    if (name == QLatin1String("print"))
-        return ConsentHandler::Print;
-    if (name == QLatin1String("none"))
-        return ConsentHandler::None;
-    return ConsentHandler::Browser;
+    const char *name;
+    ConsentHandler::Mode mode;
+    const char *description;
+};
+const ConsentMode ConsentModes[] = {
+    { "browser", ConsentHandler::Browser, "print the address and open a browser, the default" },
+    { "print", ConsentHandler::Print, "only print it" },
+    { "fetch", ConsentHandler::Fetch, "fetch it, for an emulator started with --auto-approve" },
+    { "none", ConsentHandler::None, "end with status 4 instead: for scripts" },
+};
+
+// "a, b, c or d"
+QString alternatives(QStringList items)
+{
+    const QString last = items.takeLast();
+    return items.join(QLatin1String(", ")) + QLatin1String(" or ") + last;
+}
+
+// The consent modes' names, with what each does when described.
+QString consentModeList(bool described)
+{
+    QStringList modes;
+    for (const ConsentMode &mode : ConsentModes)
+        modes += described ? QStringLiteral("%1 (%2)").arg(QLatin1String(mode.name),
+                                                           QLatin1String(mode.description))
+                           : QLatin1String(mode.name);
+    return alternatives(modes);
+}
+
+const ConsentMode *consentMode(const QString &name)
+{
+    for (const ConsentMode &mode : ConsentModes) {
+        if (name == QLatin1String(mode.name))
+            return &mode;
+    }
+    return nullptr;
 }
 } // namespace
 
@@ -183,13 +209,12 @@ void CommandLine::addGlobalOptions()
             "\nURLs look like gdapp:/folder/name, a trailing / naming a folder. A space is written "
             "as it is; %XX escapes a character (%3F a ?, %23 a #). Names with ', +, \\ or an "
             "escape such as %20 in them are refused: the plug-in's lookups could not find them "
-            "again. \"gdapp COMMAND --help\" tells more about one command.\nExit status: 0 done, "
-            "1 failed, 2 bad usage, 3 not found, 4 not authorised, 5 network or service error (no "
-            "answer within --timeout, a proxy that fails), 6 corrupted data.\nThe plug-in's "
-            "texts, in the chooser "
-            "and its error messages, follow the user's language (LANGUAGE, LC_ALL, LC_MESSAGES, "
-            "LANG): English, German, else French, the plug-in's own. LANGUAGE=de gdapp ... "
-            "forces German.\n");
+            "again. \"gdapp COMMAND --help\" tells more about one command.\nExit status: ");
+    description += exitStatusSummary();
+    description += QStringLiteral(
+            ".\nThe plug-in's texts, in the chooser and its error messages, follow the user's "
+            "language (LANGUAGE, LC_ALL, LC_MESSAGES, LANG): English, German, else French, the "
+            "plug-in's own. LANGUAGE=de gdapp ... forces German.\n");
     description += NetworkOptions::description();
     m_parser.setApplicationDescription(description);
     m_parser.addHelpOption();
@@ -199,14 +224,10 @@ void CommandLine::addGlobalOptions()
               QStringLiteral("The plug-in to load (default: GDAPP_PLUGIN_PATH, the build "
                              "tree, then the installed plug-in folder)."),
               QStringLiteral("path") });
-    m_parser.addOption(
-            { QStringLiteral("consent"),
-              QStringLiteral("How to answer an authorisation request: browser (print the "
-                             "address and open a browser, the default), print (only print "
-                             "it), fetch (fetch it, for an emulator started with "
-                             "--auto-approve) or none (end with status 4 instead: for "
-                             "scripts)."),
-              QStringLiteral("mode"), QStringLiteral("browser") });
+    m_parser.addOption({ QStringLiteral("consent"),
+                         QStringLiteral("How to answer an authorisation request: %1.")
+                                 .arg(consentModeList(true)),
+                         QStringLiteral("mode"), QLatin1String(ConsentModes[0].name) });
     m_parser.addOption({ QStringLiteral("browser"),
                          QStringLiteral("The browser command to open the consent address with "
                                         "(default: GDAPP_BROWSER, then the desktop's browser)."),
@@ -224,6 +245,12 @@ void CommandLine::addGlobalOptions()
 
 int CommandLine::run()
 {
+    // However the command line ends, it is told here, once.
+    return m_reporter.report(chooseCommand());
+}
+
+Outcome CommandLine::chooseCommand()
+{
     addGlobalOptions();
     m_parser.addPositionalArgument(QStringLiteral("command"),
                                    QStringLiteral("What to do (see above)."),
@@ -234,8 +261,8 @@ int CommandLine::run()
     const QStringList positional = m_parser.positionalArguments();
     if (positional.isEmpty()) {
         if (m_parser.isSet(QStringLiteral("help")))
-            m_parser.showHelp(Success);
-        return m_reporter.usage(parsed ? QStringLiteral("no command given") : m_parser.errorText());
+            m_parser.showHelp(int(ExitCode::Success));
+        return Outcome::usage(parsed ? QStringLiteral("no command given") : m_parser.errorText());
     }
     const QList<CommandInfo> known = commands();
     const auto command =
@@ -243,11 +270,11 @@ int CommandLine::run()
                 return positional.first() == QLatin1String(info.name);
             });
     if (command == known.cend())
-        return m_reporter.usage(QStringLiteral("unknown command \"%1\"").arg(positional.first()));
+        return Outcome::usage(QStringLiteral("unknown command \"%1\"").arg(positional.first()));
     return runCommand(*command);
 }
 
-int CommandLine::runCommand(const CommandInfo &command)
+Outcome CommandLine::runCommand(const CommandInfo &command)
 {
     const QString name = QLatin1String(command.name);
     m_reporter.setCommand(name);
@@ -264,26 +291,27 @@ int CommandLine::runCommand(const CommandInfo &command)
                                        QLatin1String(command.synopsis));
     m_parser.addOptions(command.options);
     if (!m_parser.parse(m_arguments))
-        return m_reporter.usage(m_parser.errorText());
+        return Outcome::usage(m_parser.errorText());
     if (m_parser.isSet(QStringLiteral("help")))
-        m_parser.showHelp(Success);
-    if (!ConsentModes.contains(m_parser.value(QStringLiteral("consent"))))
-        return m_reporter.usage(QStringLiteral("--consent takes browser, print, fetch or none"));
+        m_parser.showHelp(int(ExitCode::Success));
+    const ConsentMode *consent = consentMode(m_parser.value(QStringLiteral("consent")));
+    if (!consent)
+        return Outcome::usage(QStringLiteral("--consent takes %1").arg(consentModeList(false)));
     const QStringList arguments = m_parser.positionalArguments().mid(1);
     if (arguments.size() < command.minArguments || arguments.size() > command.maxArguments)
-        return m_reporter.usage(
+        return Outcome::usage(
                 QStringLiteral("%1 takes %2").arg(name, QLatin1String(command.arguments)));
 
     NetworkOptions network(m_parser);
     if (!network.isValid())
-        return m_reporter.usage(network.errorString());
+        return Outcome::usage(network.errorString());
     network.installProxyFactory();
 
-    ProviderSession session({ m_parser.value(QStringLiteral("plugin")),
-                              consentMode(m_parser.value(QStringLiteral("consent"))),
-                              m_parser.value(QStringLiteral("browser")),
-                              m_parser.value(QStringLiteral("cacert")), network.timeout() });
-    m_reporter.setExchanges(&session.exchanges());
-    Commands commands(m_parser, session, m_reporter);
+    m_session = std::make_unique<ProviderSession>(ProviderSession::Options {
+            m_parser.value(QStringLiteral("plugin")), consent->mode,
+            m_parser.value(QStringLiteral("browser")), m_parser.value(QStringLiteral("cacert")),
+            network.timeout() });
+    m_reporter.setExchanges(&m_session->exchanges());
+    Commands commands(m_parser, *m_session, m_reporter);
     return (commands.*(command.run))(arguments);
 }

@@ -5,6 +5,7 @@
 #ifndef COMMANDLINE_H
 #define COMMANDLINE_H
 
+#include "outcome.h"
 #include "reporter.h"
 
 #include <QCommandLineOption>
@@ -12,7 +13,10 @@
 #include <QList>
 #include <QStringList>
 
+#include <memory>
+
 class Commands;
+class ProviderSession;
 
 // gdapp's command line: the global options, the table of commands with their own options and
 // number of arguments, help and usage errors; the command chosen then runs over a provider
@@ -30,7 +34,7 @@ public:
     static bool isVerbose(const QStringList &arguments);
 
 private:
-    using Command = int (Commands::*)(const QStringList &);
+    using Command = Outcome (Commands::*)(const QStringList &);
     // What a command's help lists under "Arguments:".
     struct Argument
     {
@@ -53,11 +57,15 @@ private:
 
     static QList<CommandInfo> commands();
     void addGlobalOptions();
-    int runCommand(const CommandInfo &command);
+    // The command named, run, or why the command line cannot be.
+    Outcome chooseCommand();
+    Outcome runCommand(const CommandInfo &command);
 
     QStringList m_arguments;
     QCommandLineParser m_parser;
     Reporter m_reporter;
+    // Kept until gdapp has said how the command ended.
+    std::unique_ptr<ProviderSession> m_session;
 };
 
 #endif // COMMANDLINE_H

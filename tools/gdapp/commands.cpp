@@ -9,7 +9,6 @@
 #include "cloudfileerror.h"
 #include "cloudfilechooser.h"
 #include "downloadsink.h"
-#include "exitcode.h"
 #include "listingcollector.h"
 #include "providersession.h"
 #include "replacingrename.h"
@@ -91,26 +90,22 @@ Commands::Commands(const QCommandLineParser &parser, ProviderSession &session,
 
 Commands::~Commands() = default;
 
-RemoteUrl Commands::remoteUrl(const QString &text, int *exitCode) const
+Result<RemoteUrl> Commands::remoteUrl(const QString &text)
 {
     const RemoteUrl url = RemoteUrl::fromUserInput(text);
     if (url.problem() == RemoteUrl::NotAUrl)
-        *exitCode = m_reporter.usage(url.errorString());
-    else if (url.problem() == RemoteUrl::RefusedName)
-        *exitCode = m_reporter.fail(url.errorString(), Failure);
+        return Outcome::usage(url.errorString());
+    if (url.problem() == RemoteUrl::RefusedName)
+        return Outcome::failure(url.errorString());
     return url;
 }
 
-std::unique_ptr<CloudFile> Commands::cloudFile(const QUrl &url, int *exitCode)
+Commands::Refusal Commands::refuseTop(const QString &why)
 {
-    QString why;
-    std::unique_ptr<CloudFile> file = m_session.cloudFile(url, &why, exitCode);
-    if (!file)
-        *exitCode = m_reporter.fail(why, *exitCode);
-    return file;
+    return [why](const RemoteUrl &url) { return url.isTop() ? Outcome::usage(why) : Outcome(); };
 }
 
-Commands::Found Commands::find(CloudFile &file, const RemoteUrl &url, int *exitCode) const
+Result<Commands::Found> Commands::find(CloudFile &file, const RemoteUrl &url) const
 {
     Found found;
     if (url.isTop()) {
@@ -128,92 +123,94 @@ Commands::Found Commands::find(CloudFile &file, const RemoteUrl &url, int *exitC
         if (status == Cloud::ParentFound && object)
             found.folderId = object->id();
     } else {
-        *exitCode = m_reporter.fail(url.toString(), file);
+        return m_reporter.failure(url.toString(), file);
     }
     return found;
 }
 
-std::unique_ptr<CloudObject> Commands::resolve(CloudFile &file, const RemoteUrl &url,
-                                               int *exitCode) const
+Result<std::unique_ptr<CloudObject>> Commands::resolve(CloudFile &file, const RemoteUrl &url) const
 {
-    Found found = find(file, url, exitCode);
-    if (found.kind == Kind::Missing)
-        *exitCode = m_reporter.fail(url.toString(), file);
+    Result<Found> found = find(file, url);
+    if (!found)
+        return found.failure();
+    if (found->kind == Kind::Missing)
+        return m_reporter.failure(url.toString(), file);
     // Written with a trailing slash, it names a folder, as in a Unix path.
-    if (found.kind == Kind::File && url.namesFolder()) {
-        *exitCode =
-                m_reporter.fail(QStringLiteral("%1/ is not a folder").arg(url.toString()), Failure);
-        return nullptr;
-    }
-    return std::move(found.entry);
+    if (found->kind == Kind::File && url.namesFolder())
+        return Outcome::failure(QStringLiteral("%1/ is not a folder").arg(url.toString()));
+    return std::move(found->entry);
 }
 
-int Commands::refuseLarge(const QString &what, qint64 limit) const
+Outcome Commands::refuseLarge(const QString &what, qint64 limit)
 {
     if (limit == SizeLimit::MaxContent)
-        return m_reporter.fail(
+        return Outcome::failure(
                 QStringLiteral("%1 is 2 GiB or more: the plug-in holds a file in memory and "
                                "handles files smaller than 2 GiB (%2 bytes)")
-                        .arg(what, QString::number(SizeLimit::MaxContent + 1)),
-                Failure);
-    return m_reporter.fail(
+                        .arg(what, QString::number(SizeLimit::MaxContent + 1)));
+    return Outcome::failure(
             QStringLiteral("%1 is too large for a new file: the plug-in sends a new file with its "
                            "metadata in one request of at most 2 GiB, which leaves room for %2 "
                            "bytes of content here (an existing file takes up to %3)")
-                    .arg(what, QString::number(limit), QString::number(SizeLimit::MaxContent)),
-            Failure);
+                    .arg(what, QString::number(limit), QString::number(SizeLimit::MaxContent)));
 }
 
-bool Commands::begin(const QString &text, Lookup lookup, Target *target, int *exitCode)
+Result<Commands::Target> Commands::begin(const QString &text, Lookup lookup, const Refusal &refuse)
 {
-    target->remote = remoteUrl(text, exitCode);
-    if (!target->remote.isValid())
-        return false;
-    target->file = cloudFile(target->remote.url(), exitCode);
-    if (!target->file)
-        return false;
-    if (lookup == Lookup::None)
-        return true;
-    target->entry = resolve(*target->file, target->remote, exitCode);
-    return target->entry != nullptr;
+    Result<RemoteUrl> remote = remoteUrl(text);
+    if (!remote)
+        return remote.failure();
+    if (refuse) {
+        if (const Outcome refused = refuse(*remote); !refused.isDone())
+            return refused;
+    }
+    Result<std::unique_ptr<CloudFile>> file = m_session.cloudFile(remote->url());
+    if (!file)
+        return file.failure();
+    Target target { remote.take(), file.take(), nullptr };
+    if (lookup == Lookup::None || (lookup == Lookup::NamedFolder && !target.remote.namesFolder()))
+        return target;
+    Result<std::unique_ptr<CloudObject>> entry = resolve(*target.file, target.remote);
+    if (!entry)
+        return entry.failure();
+    target.entry = entry.take();
+    return target;
 }
 
-int Commands::finishOutput() const
+Outcome Commands::finishOutput()
 {
     QString why;
     if (StandardStreams::flushOutput(&why))
-        return Success;
-    return m_reporter.fail(QStringLiteral("standard output: %1").arg(why), Failure);
+        return Outcome();
+    return Outcome::failure(QStringLiteral("standard output: %1").arg(why));
 }
 
-int Commands::ls(const QStringList &arguments)
+Outcome Commands::ls(const QStringList &arguments)
 {
-    Target target;
-    int exitCode = Success;
-    if (!begin(arguments.value(0, QStringLiteral("gdapp:/")), Lookup::Entry, &target, &exitCode))
-        return exitCode;
-    if (!target.entry->isFolder()) {
-        Reporter::out() << describe(target.entry.get()) << Qt::endl;
+    Result<Target> target = begin(arguments.value(0, QStringLiteral("gdapp:/")), Lookup::Entry);
+    if (!target)
+        return target.failure();
+    if (!target->entry->isFolder()) {
+        Reporter::out() << describe(target->entry.get()) << Qt::endl;
         return finishOutput();
     }
     ListingCollector listing;
-    QObject::connect(target.file.get(), SIGNAL(objectList(QList<CloudObject *>)), &listing,
+    QObject::connect(target->file.get(), SIGNAL(objectList(QList<CloudObject *>)), &listing,
                      SLOT(collect(QList<CloudObject *>)));
-    if (!target.file->listObjects(target.entry.get()))
-        return m_reporter.fail(target.remote.toString(), *target.file);
+    if (!target->file->listObjects(target->entry.get()))
+        return m_reporter.failure(target->remote.toString(), *target->file);
     for (const CloudObject *entry : listing.objects())
         Reporter::out() << describe(entry) << Qt::endl;
     return finishOutput();
 }
 
-int Commands::stat(const QStringList &arguments)
+Outcome Commands::stat(const QStringList &arguments)
 {
-    Target target;
-    int exitCode = Success;
-    if (!begin(arguments.first(), Lookup::Entry, &target, &exitCode))
-        return exitCode;
-    const CloudObject *entry = target.entry.get();
-    Reporter::out() << "url:      " << target.remote.toString() << Qt::endl
+    Result<Target> target = begin(arguments.first(), Lookup::Entry);
+    if (!target)
+        return target.failure();
+    const CloudObject *entry = target->entry.get();
+    Reporter::out() << "url:      " << target->remote.toString() << Qt::endl
                     << "type:     " << (entry->isFolder() ? "folder" : "file") << Qt::endl
                     << "name:     " << printable(entry->fileName()) << Qt::endl
                     << "id:       " << entry->id() << Qt::endl
@@ -227,14 +224,15 @@ int Commands::stat(const QStringList &arguments)
     return finishOutput();
 }
 
-int Commands::get(const QStringList &arguments)
+Outcome Commands::get(const QStringList &arguments)
 {
-    int exitCode = Success;
-    const RemoteUrl url = remoteUrl(arguments.first(), &exitCode);
-    if (!url.isValid())
-        return exitCode;
-    if (url.isTop())
-        return m_reporter.usage(QStringLiteral("%1 names no file").arg(url.toString()));
+    Result<Target> remote = begin(arguments.first(), Lookup::Entry, [](const RemoteUrl &url) {
+        return url.isTop() ? Outcome::usage(QStringLiteral("%1 names no file").arg(url.toString()))
+                           : Outcome();
+    });
+    if (!remote)
+        return remote.failure();
+    const RemoteUrl &url = remote->remote;
     // A remote file called "-" is no request for standard output.
     QString target = arguments.size() > 1      ? arguments.at(1)
             : url.name() == QLatin1String("-") ? QStringLiteral("./-")
@@ -242,89 +240,90 @@ int Commands::get(const QStringList &arguments)
     if (target != QLatin1String("-") && QFileInfo(target).isDir())
         target = QDir(target).filePath(url.name());
 
-    Target remote;
-    if (!begin(arguments.first(), Lookup::Entry, &remote, &exitCode))
-        return exitCode;
-    if (remote.entry->isFolder())
-        return m_reporter.fail(QStringLiteral("%1 is a folder").arg(url.toString()), Failure);
-    if (remote.entry->bytes() > quint64(SizeLimit::MaxContent))
+    if (remote->entry->isFolder())
+        return Outcome::failure(QStringLiteral("%1 is a folder").arg(url.toString()));
+    if (remote->entry->bytes() > quint64(SizeLimit::MaxContent))
         return refuseLarge(url.toString(), SizeLimit::MaxContent);
+    CloudFile &file = *remote->file;
     {
         TransferProgress progress(QStringLiteral("get"));
-        QObject::connect(remote.file.get(), SIGNAL(progress(int)), &progress,
-                         SLOT(setPercent(int)));
-        if (!remote.file->open(QIODevice::ReadOnly))
-            return m_reporter.fail(url.toString(), *remote.file);
+        QObject::connect(&file, SIGNAL(progress(int)), &progress, SLOT(setPercent(int)));
+        if (!file.open(QIODevice::ReadOnly))
+            return m_reporter.failure(url.toString(), file);
     }
 
     DownloadSink sink(target);
     bool written = sink.open();
     QByteArray chunk;
-    while (written && !(chunk = remote.file->read(ChunkSize)).isEmpty())
+    while (written && !(chunk = file.read(ChunkSize)).isEmpty())
         written = sink.write(chunk);
     if (!written || !sink.finish())
-        return m_reporter.fail(QStringLiteral("%1: %2").arg(sink.name(), sink.errorString()),
-                               Failure);
-    return Success;
+        return Outcome::failure(QStringLiteral("%1: %2").arg(sink.name(), sink.errorString()));
+    return Outcome();
 }
 
-int Commands::put(const QStringList &arguments)
+Outcome Commands::openUpload(const QString &source, const RemoteUrl &url, QFile *input,
+                             RemoteUrl *named) const
 {
-    const QString source = arguments.first();
     const bool fromStandardInput = source == QLatin1String("-");
-    int exitCode = Success;
-    RemoteUrl url = remoteUrl(arguments.at(1), &exitCode);
-    if (!url.isValid())
-        return exitCode;
     // Into a folder: keep the local name. A folder itself is never the target: the upload
     // would replace its content.
     if (url.namesFolder() && fromStandardInput)
-        return m_reporter.usage(
+        return Outcome::usage(
                 QStringLiteral("give the remote file a name when reading standard input"));
     // "." included, whose name the remote one could not take.
     if (!fromStandardInput && QFileInfo(source).isDir())
-        return m_reporter.fail(QStringLiteral("%1 is a folder: put uploads one file").arg(source),
-                               Failure);
-    const RemoteUrl named = url.child(QFileInfo(source).fileName());
-    if (url.namesFolder() && !named.isValid())
-        return m_reporter.fail(named.errorString(), Failure);
-    QFile input;
+        return Outcome::failure(QStringLiteral("%1 is a folder: put uploads one file").arg(source));
+    *named = url.child(QFileInfo(source).fileName());
+    if (url.namesFolder() && !named->isValid())
+        return Outcome::failure(named->errorString());
     const bool opened = fromStandardInput
-            ? input.open(stdin, QIODevice::ReadOnly)
-            : (input.setFileName(source), input.open(QIODevice::ReadOnly));
+            ? input->open(stdin, QIODevice::ReadOnly)
+            : (input->setFileName(source), input->open(QIODevice::ReadOnly));
     if (!opened)
-        return m_reporter.fail(QStringLiteral("%1: %2").arg(source, input.errorString()), Failure);
-    if (!input.isSequential() && input.size() > SizeLimit::MaxContent)
+        return Outcome::failure(QStringLiteral("%1: %2").arg(source, input->errorString()));
+    if (!input->isSequential() && input->size() > SizeLimit::MaxContent)
         return refuseLarge(source, SizeLimit::MaxContent);
+    return Outcome();
+}
 
-    Target remote;
+Outcome Commands::put(const QStringList &arguments)
+{
+    const QString source = arguments.first();
+    const bool fromStandardInput = source == QLatin1String("-");
+    QFile input;
+    RemoteUrl named;
     // Written with a trailing slash, the URL names a folder, which must be there.
-    if (!begin(arguments.at(1), url.namesFolder() ? Lookup::Entry : Lookup::None, &remote,
-               &exitCode))
-        return exitCode;
-    CloudFile &file = *remote.file;
-    Found found = url.namesFolder() ? Found { Kind::Folder, {}, {} } : find(file, url, &exitCode);
-    if (found.kind == Kind::Folder && fromStandardInput)
-        return m_reporter.fail(QStringLiteral("%1 is a folder: name the file to make in it, as "
-                                              "%1/NAME, when reading standard input")
-                                       .arg(url.toString()),
-                               Failure);
-    if (found.kind == Kind::Folder) {
+    Result<Target> remote = begin(arguments.at(1), Lookup::NamedFolder, [&](const RemoteUrl &url) {
+        return openUpload(source, url, &input, &named);
+    });
+    if (!remote)
+        return remote.failure();
+    RemoteUrl url = remote->remote;
+    CloudFile &file = *remote->file;
+    Result<Found> found = url.namesFolder() ? Found { Kind::Folder, {}, {} } : find(file, url);
+    if (!found)
+        return found.failure();
+    if (found->kind == Kind::Folder && fromStandardInput)
+        return Outcome::failure(QStringLiteral("%1 is a folder: name the file to make in it, as "
+                                               "%1/NAME, when reading standard input")
+                                        .arg(url.toString()));
+    if (found->kind == Kind::Folder) {
         if (!named.isValid())
-            return m_reporter.fail(named.errorString(), Failure);
+            return Outcome::failure(named.errorString());
         url = named;
-        found = find(file, url, &exitCode);
-        if (found.kind == Kind::Folder)
-            return m_reporter.fail(QStringLiteral("%1 is a folder").arg(url.toString()), Failure);
+        found = find(file, url);
+        if (!found)
+            return found.failure();
+        if (found->kind == Kind::Folder)
+            return Outcome::failure(QStringLiteral("%1 is a folder").arg(url.toString()));
     }
-    if (found.kind == Kind::Failed)
-        return exitCode;
     // A folder above it is missing.
-    if (found.kind == Kind::Missing && found.folderId.isEmpty())
-        return m_reporter.fail(url.toString(), file);
+    if (found->kind == Kind::Missing && found->folderId.isEmpty())
+        return m_reporter.failure(url.toString(), file);
     const QString what = fromStandardInput ? QStringLiteral("standard input") : source;
-    const qint64 limit = found.kind == Kind::Missing
-            ? SizeLimit::forNewFile(url.name(), found.folderId)
+    const qint64 limit = found->kind == Kind::Missing
+            ? SizeLimit::forNewFile(url.name(), found->folderId)
             : SizeLimit::MaxContent;
     if (!input.isSequential() && input.size() > limit)
         return refuseLarge(what, limit);
@@ -342,144 +341,122 @@ int Commands::put(const QStringList &arguments)
         file.write(chunk);
     }
     if (input.error() != QFileDevice::NoError)
-        return m_reporter.fail(QStringLiteral("%1: %2").arg(source, input.errorString()), Failure);
+        return Outcome::failure(QStringLiteral("%1: %2").arg(source, input.errorString()));
 
     TransferProgress progress(QStringLiteral("put"));
     QObject::connect(&file, SIGNAL(progress(int)), &progress, SLOT(setPercent(int)));
     if (!file.flush())
-        return m_reporter.fail(url.toString(), file);
+        return m_reporter.failure(url.toString(), file);
     file.close();
-    return Success;
+    return Outcome();
 }
 
-std::unique_ptr<CloudFile> Commands::beginPair(const QStringList &arguments, Pair pair,
-                                               RemoteUrl *from, RemoteUrl *to, int *exitCode)
+Result<Commands::Target> Commands::beginPair(const QStringList &arguments, Pair pair, RemoteUrl *to)
 {
-    *from = remoteUrl(arguments.at(0), exitCode);
-    if (!from->isValid())
-        return nullptr;
-    *to = remoteUrl(arguments.at(1), exitCode);
-    if (!to->isValid())
-        return nullptr;
     const bool copy = pair == Pair::Copy;
-    if (from->isTop()) {
-        *exitCode = m_reporter.usage(copy ? QStringLiteral("the top folder cannot be copied")
-                                          : QStringLiteral("the top folder cannot be renamed"));
-        return nullptr;
-    }
-    // Into a folder, as "mv a b/" does: the source's name there, where the plug-in can.
-    const QString toFolder = to->namesFolder() ? to->path() : to->folderPath();
-    if (to->namesFolder() && toFolder == from->folderPath())
-        *to = to->child(from->name());
-    const QString refused = pairRefusal(*from, *to, toFolder, copy);
-    if (!refused.isEmpty()) {
-        *exitCode = m_reporter.usage(refused);
-        return nullptr;
-    }
-    return cloudFile(from->url(), exitCode);
+    return begin(arguments.at(0), Lookup::Entry, [&](const RemoteUrl &from) -> Outcome {
+        Result<RemoteUrl> destination = remoteUrl(arguments.at(1));
+        if (!destination)
+            return destination.failure();
+        *to = destination.take();
+        if (from.isTop())
+            return Outcome::usage(copy ? QStringLiteral("the top folder cannot be copied")
+                                       : QStringLiteral("the top folder cannot be renamed"));
+        // Into a folder, as "mv a b/" does: the source's name there, where the plug-in can.
+        const QString toFolder = to->namesFolder() ? to->path() : to->folderPath();
+        if (to->namesFolder() && toFolder == from.folderPath())
+            *to = to->child(from.name());
+        const QString refused = pairRefusal(from, *to, toFolder, copy);
+        return refused.isEmpty() ? Outcome() : Outcome::usage(refused);
+    });
 }
 
-int Commands::cp(const QStringList &arguments)
+Outcome Commands::cp(const QStringList &arguments)
 {
-    int exitCode = Success;
-    RemoteUrl from;
     RemoteUrl to;
-    const auto file = beginPair(arguments, Pair::Copy, &from, &to, &exitCode);
-    if (!file)
-        return exitCode;
-    const std::unique_ptr<CloudObject> source = resolve(*file, from, &exitCode);
-    if (!source)
-        return exitCode;
+    Result<Target> begun = beginPair(arguments, Pair::Copy, &to);
+    if (!begun)
+        return begun.failure();
+    const RemoteUrl &from = begun->remote;
+    CloudFile &file = *begun->file;
+    const std::unique_ptr<CloudObject> &source = begun->entry;
     if (source->isFolder())
-        return m_reporter.fail(QStringLiteral("%1 is a folder: the service copies files only")
-                                       .arg(from.toString()),
-                               Failure);
-    switch (find(*file, to, &exitCode).kind) {
-    case Kind::Failed:
-        return exitCode;
+        return Outcome::failure(QStringLiteral("%1 is a folder: the service copies files only")
+                                        .arg(from.toString()));
+    const Result<Found> destination = find(file, to);
+    if (!destination)
+        return destination.failure();
+    switch (destination->kind) {
     case Kind::Folder:
-        return m_reporter.fail(QStringLiteral("%1 is a folder: give the copy a name of its own")
-                                       .arg(to.toString()),
-                               Failure);
+        return Outcome::failure(QStringLiteral("%1 is a folder: give the copy a name of its own")
+                                        .arg(to.toString()));
     case Kind::File:
-        return m_reporter.fail(
-                QStringLiteral("%1 exists already: remove it first").arg(to.toString()), Failure);
+        return Outcome::failure(
+                QStringLiteral("%1 exists already: remove it first").arg(to.toString()));
     case Kind::Missing:
         break;
     }
-    if (!file->copy(from.url(), to.url()))
-        return m_reporter.fail(from.toString(), *file);
-    return Success;
+    if (!file.copy(from.url(), to.url()))
+        return m_reporter.failure(from.toString(), file);
+    return Outcome();
 }
 
-int Commands::mv(const QStringList &arguments)
+Outcome Commands::mv(const QStringList &arguments)
 {
-    int exitCode = Success;
-    RemoteUrl from;
     RemoteUrl to;
-    const auto file = beginPair(arguments, Pair::Rename, &from, &to, &exitCode);
-    if (!file)
-        return exitCode;
-    const std::unique_ptr<CloudObject> source = resolve(*file, from, &exitCode);
-    if (!source)
-        return exitCode;
-    const Found destination = find(*file, to, &exitCode);
-    if (destination.kind == Kind::Failed)
-        return exitCode;
+    Result<Target> begun = beginPair(arguments, Pair::Rename, &to);
+    if (!begun)
+        return begun.failure();
+    const RemoteUrl &from = begun->remote;
+    CloudFile &file = *begun->file;
+    const std::unique_ptr<CloudObject> &source = begun->entry;
+    Result<Found> lookup = find(file, to);
+    if (!lookup)
+        return lookup.failure();
+    const Found destination = lookup.take();
     // The service matches names whatever their case: the plug-in would remove the source
     // itself, as the destination, before renaming it.
     if (destination.entry && destination.entry->id() == source->id())
-        return m_reporter.fail(QStringLiteral("%1 is %2 itself to the service, which matches "
-                                              "names whatever their case: rename it through "
-                                              "another name")
-                                       .arg(to.toString(), from.toString()),
-                               Failure);
+        return Outcome::failure(QStringLiteral("%1 is %2 itself to the service, which matches "
+                                               "names whatever their case: rename it through "
+                                               "another name")
+                                        .arg(to.toString(), from.toString()));
     // The plug-in would remove a folder of the new name, with everything in it, and rename.
     if (destination.kind == Kind::Folder)
-        return m_reporter.fail(QStringLiteral("%1 is a folder: mv replaces files only; choose "
-                                              "another name or remove the folder first")
-                                       .arg(to.toString()),
-                               Failure);
+        return Outcome::failure(QStringLiteral("%1 is a folder: mv replaces files only; choose "
+                                               "another name or remove the folder first")
+                                        .arg(to.toString()));
     if (destination.kind == Kind::File)
-        return ReplacingRename(*file, m_reporter, from, source->id(), to, *destination.entry).run();
-    if (!file->rename(from.url(), to.url()))
-        return m_reporter.fail(from.toString(), *file);
-    return Success;
+        return ReplacingRename(file, m_reporter, from, source->id(), to, *destination.entry).run();
+    if (!file.rename(from.url(), to.url()))
+        return m_reporter.failure(from.toString(), file);
+    return Outcome();
 }
 
-int Commands::rm(const QStringList &arguments)
+Outcome Commands::rm(const QStringList &arguments)
 {
-    int exitCode = Success;
-    const RemoteUrl url = remoteUrl(arguments.first(), &exitCode);
-    if (!url.isValid())
-        return exitCode;
-    if (url.isTop())
-        return m_reporter.usage(QStringLiteral("the top folder cannot be removed"));
-    Target target;
-    if (!begin(arguments.first(), Lookup::Entry, &target, &exitCode))
-        return exitCode;
-    if (target.entry->isFolder() && !m_parser.isSet(QStringLiteral("recursive")))
-        return m_reporter.fail(
+    Result<Target> target = begin(arguments.first(), Lookup::Entry,
+                                  refuseTop(QStringLiteral("the top folder cannot be removed")));
+    if (!target)
+        return target.failure();
+    const RemoteUrl &url = target->remote;
+    if (target->entry->isFolder() && !m_parser.isSet(QStringLiteral("recursive")))
+        return Outcome::failure(
                 QStringLiteral("%1 is a folder: use -r to remove it with its content")
-                        .arg(url.toString()),
-                Failure);
-    if (!target.file->remove(target.entry.get()))
-        return m_reporter.fail(url.toString(), *target.file);
-    return Success;
+                        .arg(url.toString()));
+    if (!target->file->remove(target->entry.get()))
+        return m_reporter.failure(url.toString(), *target->file);
+    return Outcome();
 }
 
-int Commands::mkdir(const QStringList &arguments)
+Outcome Commands::mkdir(const QStringList &arguments)
 {
-    int exitCode = Success;
-    const RemoteUrl url = remoteUrl(arguments.first(), &exitCode);
-    if (!url.isValid())
-        return exitCode;
-    if (url.isTop())
-        return m_reporter.usage(QStringLiteral("give the folder a name"));
-    Target target;
-    if (!begin(arguments.first(), Lookup::None, &target, &exitCode))
-        return exitCode;
-    CloudFile &file = *target.file;
+    Result<Target> target = begin(arguments.first(), Lookup::None,
+                                  refuseTop(QStringLiteral("give the folder a name")));
+    if (!target)
+        return target.failure();
+    const RemoteUrl &url = target->remote;
+    CloudFile &file = *target->file;
 
     const bool parents = m_parser.isSet(QStringLiteral("parents"));
     const QStringList names = url.path().split(QLatin1Char('/'), Qt::SkipEmptyParts);
@@ -493,77 +470,75 @@ int Commands::mkdir(const QStringList &arguments)
         if (status == Cloud::PathFound && existing->isFolder()) {
             if (last)
                 return parents
-                        ? Success
-                        : m_reporter.fail(QStringLiteral("%1 exists already").arg(url.toString()),
-                                          Failure);
+                        ? Outcome()
+                        : Outcome::failure(QStringLiteral("%1 exists already").arg(url.toString()));
             folder = std::move(existing);
             continue;
         }
         if (status == Cloud::PathFound)
-            return m_reporter.fail(QStringLiteral("%1 is a file").arg(step.toString()), Failure);
+            return Outcome::failure(QStringLiteral("%1 is a file").arg(step.toString()));
         if (!CloudFileError(file).isNotFound())
-            return m_reporter.fail(step.toString(), file);
+            return m_reporter.failure(step.toString(), file);
         if (!last && !parents)
-            return m_reporter.fail(
-                    QStringLiteral("%1: no such folder (use -p to make it)").arg(step.toString()),
-                    NotFound);
+            return Outcome(
+                    ExitCode::NotFound,
+                    QStringLiteral("%1: no such folder (use -p to make it)").arg(step.toString()));
         // mkdir moves the folder object into the folder it made.
         if (!file.mkdir(folder.get(), names.at(i)))
-            return m_reporter.fail(step.toString(), file);
+            return m_reporter.failure(step.toString(), file);
     }
-    return Success;
+    return Outcome();
 }
 
-int Commands::openDialog(const QStringList &)
+Outcome Commands::openDialog(const QStringList &)
 {
     return dialog(false);
 }
 
-int Commands::saveDialog(const QStringList &)
+Outcome Commands::saveDialog(const QStringList &)
 {
     return dialog(true);
 }
 
-int Commands::dialog(bool save)
+Outcome Commands::dialog(bool save)
 {
-    int exitCode = Success;
-    auto file = cloudFile(QUrl(QStringLiteral("gdapp:/")), &exitCode);
-    if (!file)
-        return exitCode;
+    Result<std::unique_ptr<CloudFile>> root = m_session.cloudFile(QUrl(QStringLiteral("gdapp:/")));
+    if (!root)
+        return root.failure();
+    CloudFile *file = root->get();
     const QString caption = m_parser.value(QStringLiteral("caption"));
     const QString filter = m_parser.value(QStringLiteral("filter"));
     // The chooser's own answer to a double-click names the file twice and loses its folder.
     const QUrl chosen = save
-            ? CloudFileChooser::getSaveFileName(file.get(), nullptr, caption, QString(), filter)
-            : CloudFileChooser::getOpenFileName(file.get(), nullptr, caption, QString(), filter);
+            ? CloudFileChooser::getSaveFileName(file, nullptr, caption, QString(), filter)
+            : CloudFileChooser::getOpenFileName(file, nullptr, caption, QString(), filter);
     if (chosen.isEmpty())
-        return m_reporter.fail(QStringLiteral("nothing chosen"), Failure);
+        return Outcome::failure(QStringLiteral("nothing chosen"));
     // Only what gdapp accepts is printed: a name typed in the chooser may be refused.
     const RemoteUrl url = RemoteUrl::fromUserInput(RemoteUrl::display(chosen));
     if (!url.isValid())
-        return m_reporter.fail(url.errorString(), Failure);
+        return Outcome::failure(url.errorString());
     Reporter::out() << url.toString() << Qt::endl;
     return finishOutput();
 }
 
-int Commands::login(const QStringList &)
+Outcome Commands::login(const QStringList &)
 {
-    if (m_parser.value(QStringLiteral("consent")) == QLatin1String("none"))
-        return m_reporter.usage(
-                QStringLiteral("login asks for a consent: not with --consent=none"));
-    QString why;
-    int exitCode = Success;
-    if (!m_session.authoriseAgain(QUrl(QStringLiteral("gdapp:/")), &why, &exitCode))
-        return m_reporter.fail(why, exitCode);
+    if (m_session.consent() == ConsentHandler::None)
+        return Outcome::usage(QStringLiteral("login asks for a consent: not with --consent=none"));
+    // The new authorisation is all that is wanted: the cloud file goes at once.
+    if (const Outcome authorised =
+                m_session.authoriseAgain(QUrl(QStringLiteral("gdapp:/"))).failure();
+        !authorised.isDone())
+        return authorised;
     Reporter::err() << "Authorised." << Qt::endl;
-    return Success;
+    return Outcome();
 }
 
-int Commands::logout(const QStringList &)
+Outcome Commands::logout(const QStringList &)
 {
-    QString error;
-    if (!ProviderSession::forgetAuthorisation(&error))
-        return m_reporter.fail(error, Failure);
+    if (const Outcome forgotten = ProviderSession::forgetAuthorisation(); !forgotten.isDone())
+        return forgotten;
     Reporter::err() << "Signed out: the stored authorisation is gone." << Qt::endl;
-    return Success;
+    return Outcome();
 }

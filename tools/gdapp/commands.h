@@ -6,38 +6,41 @@
 #define COMMANDS_H
 
 #include "remoteurl.h"
+#include "result.h"
 
 #include <QStringList>
 #include <QUrl>
 
+#include <functional>
 #include <memory>
 
 class CloudFile;
 class CloudObject;
 class ProviderSession;
 class QCommandLineParser;
+class QFile;
 class Reporter;
 
 // gdapp's commands over the provider's cloud files. Each receives its arguments already counted
-// and returns gdapp's exit status; failures are told through the reporter.
+// and returns what it came to, which the command line reports.
 class Commands
 {
 public:
     Commands(const QCommandLineParser &parser, ProviderSession &session, const Reporter &reporter);
     ~Commands();
 
-    int ls(const QStringList &arguments);
-    int stat(const QStringList &arguments);
-    int get(const QStringList &arguments);
-    int put(const QStringList &arguments);
-    int cp(const QStringList &arguments);
-    int mv(const QStringList &arguments);
-    int rm(const QStringList &arguments);
-    int mkdir(const QStringList &arguments);
-    int openDialog(const QStringList &arguments);
-    int saveDialog(const QStringList &arguments);
-    int login(const QStringList &arguments);
-    int logout(const QStringList &arguments);
+    Outcome ls(const QStringList &arguments);
+    Outcome stat(const QStringList &arguments);
+    Outcome get(const QStringList &arguments);
+    Outcome put(const QStringList &arguments);
+    Outcome cp(const QStringList &arguments);
+    Outcome mv(const QStringList &arguments);
+    Outcome rm(const QStringList &arguments);
+    Outcome mkdir(const QStringList &arguments);
+    Outcome openDialog(const QStringList &arguments);
+    Outcome saveDialog(const QStringList &arguments);
+    Outcome login(const QStringList &arguments);
+    Outcome logout(const QStringList &arguments);
 
 private:
     // What most commands start with: the remote URL given, a cloud file for it and, for those
@@ -48,34 +51,41 @@ private:
         std::unique_ptr<CloudFile> file;
         std::unique_ptr<CloudObject> entry;
     };
-    enum class Lookup { None, Entry };
-    // What a URL names. A lookup that fails on the way is Failed, and reported.
-    enum class Kind { Missing, File, Folder, Failed };
+    // Whether the entry the URL names is looked up: never, always, or when the URL names a
+    // folder (with a trailing slash), which must then be there.
+    enum class Lookup { None, Entry, NamedFolder };
+    // What a command refuses in the URL given, before the service is asked anything.
+    using Refusal = std::function<Outcome(const RemoteUrl &)>;
+    // What a URL names.
+    enum class Kind { Missing, File, Folder };
     struct Found
     {
-        Kind kind = Kind::Failed;
+        Kind kind = Kind::Missing;
         std::unique_ptr<CloudObject> entry; // for File and Folder
         QString folderId; // for Missing: the folder that would hold it, when there is one
     };
     // Which of cp and mv: what they refuse differs.
     enum class Pair { Copy, Rename };
 
-    bool begin(const QString &text, Lookup lookup, Target *target, int *exitCode);
-    // The URL typed, or an invalid one with the reason reported through *exitCode.
-    RemoteUrl remoteUrl(const QString &text, int *exitCode) const;
-    // The prologue of cp and mv: two URLs that the command accepts, and a cloud file.
-    std::unique_ptr<CloudFile> beginPair(const QStringList &arguments, Pair pair, RemoteUrl *from,
-                                         RemoteUrl *to, int *exitCode);
-    std::unique_ptr<CloudFile> cloudFile(const QUrl &url, int *exitCode);
-    // The entry at url, or null with the failure reported through *exitCode.
-    std::unique_ptr<CloudObject> resolve(CloudFile &file, const RemoteUrl &url,
-                                         int *exitCode) const;
-    Found find(CloudFile &file, const RemoteUrl &url, int *exitCode) const;
+    // The prologue of every command on a URL: the URL typed, what the command refuses in it, a
+    // cloud file for it and, as lookup says, the entry it names.
+    Result<Target> begin(const QString &text, Lookup lookup, const Refusal &refuse = {});
+    // The prologue of cp and mv: the source, as begin() gives it, and in *to the destination
+    // that the command accepts.
+    Result<Target> beginPair(const QStringList &arguments, Pair pair, RemoteUrl *to);
+    static Refusal refuseTop(const QString &why);
+    // The URL typed, or why it is refused.
+    static Result<RemoteUrl> remoteUrl(const QString &text);
+    Result<std::unique_ptr<CloudObject>> resolve(CloudFile &file, const RemoteUrl &url) const;
+    Result<Found> find(CloudFile &file, const RemoteUrl &url) const;
+    // What put reads, opened, and in *named the URL it takes in the folder url names.
+    Outcome openUpload(const QString &source, const RemoteUrl &url, QFile *input,
+                       RemoteUrl *named) const;
     // what is larger than the limit given, the content the plug-in can upload or download.
-    int refuseLarge(const QString &what, qint64 limit) const;
+    static Outcome refuseLarge(const QString &what, qint64 limit);
     // Standard output took everything written to it, or the command fails.
-    int finishOutput() const;
-    int dialog(bool save);
+    static Outcome finishOutput();
+    Outcome dialog(bool save);
 
     const QCommandLineParser &m_parser;
     ProviderSession &m_session;

@@ -5,15 +5,21 @@
 #ifndef EXITCODE_H
 #define EXITCODE_H
 
-// What gdapp's exit status says, so scripts can tell failures apart.
-enum ExitCode {
+#include <QString>
+
+// What gdapp's exit status says, so scripts can tell failures apart. What each one means is
+// written once, in exitcode.cpp.
+enum class ExitCode {
     Success = 0,
-    Failure = 1, // anything else: local files, a cancelled chooser, a refused request
-    UsageError = 2, // bad command line
-    NotFound = 3, // no such remote file or folder
-    NotAuthorised = 4, // no authorisation, or the service refused the credentials
-    ServiceError = 5, // network or service failure
-    CorruptedData = 6, // downloaded content failed its checksum
+    Failure = 1,
+    UsageError = 2,
+    NotFound = 3,
+    NotAuthorised = 4,
+    ServiceError = 5,
+    CorruptedData = 6,
 };
+
+// Every exit status with what it means, as the help lists them: "0 done, 1 failed, ...".
+QString exitStatusSummary();
 
 #endif // EXITCODE_H

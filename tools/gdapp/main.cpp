@@ -74,7 +74,7 @@ int main(int argc, char *argv[])
                     << "gdapp: the chooser needs a display (DISPLAY, WAYLAND_DISPLAY or "
                        "QT_QPA_PLATFORM)"
                     << Qt::endl;
-            return Failure;
+            return int(ExitCode::Failure);
         }
         application = std::make_unique<QApplication>(argc, argv);
     } else {

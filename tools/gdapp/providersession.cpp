@@ -5,7 +5,6 @@
 #include "providersession.h"
 
 #include "cloudfile.h"
-#include "exitcode.h"
 #include "serverinterface.h"
 #include "settingsfile.h"
 
@@ -51,30 +50,19 @@ ProviderSession::~ProviderSession()
     SettingsFile::protect(&ignored);
 }
 
-bool ProviderSession::load(QString *why, int *exitCode)
+Outcome ProviderSession::load()
 {
     for (const char *variable : ServiceVariables) {
-        *why = serviceUrlProblem(variable);
-        if (!why->isEmpty()) {
-            *exitCode = Failure;
-            return false;
-        }
+        if (const QString problem = serviceUrlProblem(variable); !problem.isEmpty())
+            return Outcome::failure(problem);
     }
-    if (!SettingsFile::protect(why)) {
-        *exitCode = Failure;
-        return false;
-    }
-    if (!trustCertificates(why)) {
-        *exitCode = Failure;
-        return false;
-    }
+    QString why;
+    if (!SettingsFile::protect(&why) || !trustCertificates(&why))
+        return Outcome::failure(why);
     m_locator = std::make_unique<PluginLocator>(m_options.pluginPath);
     m_server = m_locator->load();
-    if (!m_server) {
-        *why = m_locator->errorString();
-        *exitCode = Failure;
-        return false;
-    }
+    if (!m_server)
+        return Outcome::failure(m_locator->errorString());
     QString browser = m_options.browserCommand;
     if (browser.isEmpty())
         browser = qEnvironmentVariable("GDAPP_BROWSER");
@@ -85,7 +73,7 @@ bool ProviderSession::load(QString *why, int *exitCode)
                      &GrantWatch::rebase);
     QObject::connect(&m_grantWatch, &GrantWatch::tokenRequestFailed, m_consent.get(),
                      &ConsentHandler::abandon);
-    return true;
+    return Outcome();
 }
 
 // The plug-in takes the host's TLS configuration as it stands and never ignores TLS errors: a
@@ -115,13 +103,15 @@ void ProviderSession::giveUp(const QString &why)
     const ExchangeFailure failure = m_exchanges.lastFailure();
     if (failure.isOutage())
         m_outage = failure;
-    QCoreApplication::exit(NotAuthorised);
+    QCoreApplication::exit(int(ExitCode::NotAuthorised));
 }
 
-std::unique_ptr<CloudFile> ProviderSession::cloudFile(const QUrl &url, QString *why, int *exitCode)
+Result<std::unique_ptr<CloudFile>> ProviderSession::cloudFile(const QUrl &url)
 {
-    if (!m_server && !load(why, exitCode))
-        return nullptr;
+    if (!m_server) {
+        if (const Outcome loaded = load(); !loaded.isDone())
+            return loaded;
+    }
     m_exchanges.forget();
     const bool authorised = hasStoredAuthorisation();
     m_grantWatch.start();
@@ -131,43 +121,37 @@ std::unique_ptr<CloudFile> ProviderSession::cloudFile(const QUrl &url, QString *
         return file;
     if (!m_outage.isNull()) {
         m_grantWatch.restore();
-        *why = m_outage.describe(QStringLiteral("the sign-in service"))
-                + QStringLiteral("; the sign-in is kept for the next command");
-        *exitCode = ServiceError;
-        return nullptr;
+        return Outcome(ExitCode::ServiceError,
+                       m_outage.describe(QStringLiteral("the sign-in service"))
+                               + QStringLiteral("; the sign-in is kept for the next command"));
     }
-    *exitCode = NotAuthorised;
     // Whatever else stands in the way, no consent was to be asked for.
     if (!authorised && m_options.consent == ConsentHandler::None) {
-        *why = QStringLiteral("not signed in: run \"gdapp login\" first (--consent=none asks "
-                              "for no consent)");
-        return nullptr;
+        return Outcome(ExitCode::NotAuthorised,
+                       QStringLiteral("not signed in: run \"gdapp login\" first (--consent=none "
+                                      "asks for no consent)"));
     }
-    *why = QStringLiteral("not authorised: %1")
-                   .arg(m_consentFailure.isEmpty()
-                                ? QStringLiteral("the authorisation did not go through")
-                                : m_consentFailure);
-    return nullptr;
+    return Outcome(ExitCode::NotAuthorised,
+                   QStringLiteral("not authorised: %1")
+                           .arg(m_consentFailure.isEmpty()
+                                        ? QStringLiteral("the authorisation did not go through")
+                                        : m_consentFailure));
 }
 
-std::unique_ptr<CloudFile> ProviderSession::authoriseAgain(const QUrl &url, QString *why,
-                                                           int *exitCode)
+Result<std::unique_ptr<CloudFile>> ProviderSession::authoriseAgain(const QUrl &url)
 {
-    if (!SettingsFile::protect(why)) {
-        *exitCode = Failure;
-        return nullptr;
-    }
+    QString why;
+    if (!SettingsFile::protect(&why))
+        return Outcome::failure(why);
     QSettings settings;
     settings.beginGroup(SettingsGroup);
     QVariantMap stored;
     for (const QString &key : settings.childKeys())
         stored.insert(key, settings.value(key));
     settings.endGroup();
-    if (!forgetAuthorisation(why)) {
-        *exitCode = Failure;
-        return nullptr;
-    }
-    std::unique_ptr<CloudFile> file = cloudFile(url, why, exitCode);
+    if (const Outcome forgotten = forgetAuthorisation(); !forgotten.isDone())
+        return forgotten;
+    Result<std::unique_ptr<CloudFile>> file = cloudFile(url);
     if (file || stored.isEmpty())
         return file;
     settings.remove(SettingsGroup);
@@ -177,9 +161,11 @@ std::unique_ptr<CloudFile> ProviderSession::authoriseAgain(const QUrl &url, QStr
     settings.endGroup();
     settings.sync();
     // An outage says so already.
-    if (*exitCode == NotAuthorised)
-        *why += QStringLiteral("; the sign-in stored before is kept");
-    return nullptr;
+    if (file.failure().code() == ExitCode::NotAuthorised)
+        return Outcome(ExitCode::NotAuthorised,
+                       file.failure().message()
+                               + QStringLiteral("; the sign-in stored before is kept"));
+    return file;
 }
 
 bool ProviderSession::hasStoredAuthorisation()
@@ -189,16 +175,15 @@ bool ProviderSession::hasStoredAuthorisation()
     return !settings.childKeys().isEmpty();
 }
 
-bool ProviderSession::forgetAuthorisation(QString *error)
+Outcome ProviderSession::forgetAuthorisation()
 {
-    if (!SettingsFile::protect(error))
-        return false;
+    QString why;
+    if (!SettingsFile::protect(&why))
+        return Outcome::failure(why);
     QSettings settings;
     settings.remove(SettingsGroup);
     settings.sync();
-    if (settings.status() != QSettings::NoError) {
-        *error = QStringLiteral("cannot write %1").arg(settings.fileName());
-        return false;
-    }
-    return true;
+    if (settings.status() != QSettings::NoError)
+        return Outcome::failure(QStringLiteral("cannot write %1").arg(settings.fileName()));
+    return Outcome();
 }

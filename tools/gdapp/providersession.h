@@ -10,6 +10,7 @@
 #include "exchangewatch.h"
 #include "grantwatch.h"
 #include "pluginlocator.h"
+#include "result.h"
 
 #include <QUrl>
 
@@ -37,18 +38,18 @@ public:
     explicit ProviderSession(const Options &options);
     ~ProviderSession();
 
-    // A cloud file for url, authorising first when the plug-in needs to. Null when there is
-    // none, with the reason in *why and the exit status in *exitCode.
-    std::unique_ptr<CloudFile> cloudFile(const QUrl &url, QString *why, int *exitCode);
+    // A cloud file for url, authorising first when the plug-in needs to, or why there is none.
+    Result<std::unique_ptr<CloudFile>> cloudFile(const QUrl &url);
     // The same after a new authorisation. The stored one is kept until the new one is granted:
     // when that fails or is abandoned, the stored tokens are put back as they were.
-    std::unique_ptr<CloudFile> authoriseAgain(const QUrl &url, QString *why, int *exitCode);
+    Result<std::unique_ptr<CloudFile>> authoriseAgain(const QUrl &url);
     // Removes the stored tokens (the settings group of the provider's scheme).
-    static bool forgetAuthorisation(QString *error);
+    static Outcome forgetAuthorisation();
+    ConsentHandler::Mode consent() const { return m_options.consent; }
     const ExchangeWatch &exchanges() const { return m_exchanges; }
 
 private:
-    bool load(QString *why, int *exitCode);
+    Outcome load();
     static bool hasStoredAuthorisation();
     bool trustCertificates(QString *why) const;
     // Ends every wait of the flow: no answer can come.

@@ -7,7 +7,6 @@
 #include "cloudcodes.h"
 #include "cloudfile.h"
 #include "cloudfileerror.h"
-#include "exitcode.h"
 #include "reporter.h"
 
 #include <QRandomGenerator>
@@ -32,11 +31,10 @@ ReplacingRename::ReplacingRename(CloudFile &file, const Reporter &reporter, cons
 {
 }
 
-int ReplacingRename::run()
+Outcome ReplacingRename::run()
 {
-    int exitCode = Success;
-    if (!chooseAside(&exitCode))
-        return exitCode;
+    if (const Outcome chosen = chooseAside(); !chosen.isDone())
+        return chosen;
     if (!m_file.rename(m_to.url(), m_aside.url())) {
         keepFailure();
         switch (placeOfReplaced()) {
@@ -53,25 +51,22 @@ int ReplacingRename::run()
     return renameSource();
 }
 
-bool ReplacingRename::chooseAside(int *exitCode)
+Outcome ReplacingRename::chooseAside()
 {
     for (int attempt = 0; attempt < NameAttempts; ++attempt) {
         m_aside = m_to.sibling(AsidePrefix
                                + QString::number(QRandomGenerator::global()->generate64(), 16));
         QString id;
-        if (!idAt(m_aside, &id)) {
-            *exitCode = m_reporter.fail(m_aside.toString(), m_file);
-            return false;
-        }
+        if (!idAt(m_aside, &id))
+            return m_reporter.failure(m_aside.toString(), m_file);
         if (id.isEmpty())
-            return true;
+            return Outcome();
     }
-    *exitCode = m_reporter.fail(
-            QStringLiteral("no free name was found to set %1 aside").arg(m_to.toString()), Failure);
-    return false;
+    return Outcome::failure(
+            QStringLiteral("no free name was found to set %1 aside").arg(m_to.toString()));
 }
 
-int ReplacingRename::renameSource()
+Outcome ReplacingRename::renameSource()
 {
     if (m_file.rename(m_from.url(), m_to.url()))
         return removeReplaced();
@@ -94,14 +89,14 @@ int ReplacingRename::renameSource()
                                   .arg(m_aside.toString(), m_to.toString()));
 }
 
-int ReplacingRename::removeReplaced()
+Outcome ReplacingRename::removeReplaced()
 {
     if (m_file.remove(&m_replaced))
-        return Success;
+        return Outcome();
     keepFailure();
     QString left;
     if (idAt(m_aside, &left) && left.isEmpty())
-        return Success; // the service removed it all the same
+        return Outcome(); // the service removed it all the same
     return fail(QStringLiteral("%1 is now %2, but the file it replaced could not be removed")
                         .arg(m_from.toString(), m_to.toString()),
                 QStringLiteral("it is at %1 (gdapp rm \"%1\" removes it)").arg(m_aside.toString()));
@@ -109,12 +104,13 @@ int ReplacingRename::removeReplaced()
 
 void ReplacingRename::keepFailure()
 {
-    m_failure = m_reporter.explain(m_file, &m_exitCode);
+    m_failure = m_reporter.error(m_file);
 }
 
-int ReplacingRename::fail(const QString &what, const QString &outcome) const
+Outcome ReplacingRename::fail(const QString &what, const QString &outcome) const
 {
-    return m_reporter.fail(QStringLiteral("%1: %2; %3").arg(what, m_failure, outcome), m_exitCode);
+    return Outcome(m_failure.code(),
+                   QStringLiteral("%1: %2; %3").arg(what, m_failure.message(), outcome));
 }
 
 bool ReplacingRename::idAt(const RemoteUrl &url, QString *id) const

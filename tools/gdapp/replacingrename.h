@@ -5,6 +5,7 @@
 #ifndef REPLACINGRENAME_H
 #define REPLACINGRENAME_H
 
+#include "outcome.h"
 #include "remoteurl.h"
 
 #include <QString>
@@ -29,20 +30,19 @@ public:
     ReplacingRename(CloudFile &file, const Reporter &reporter, const RemoteUrl &from,
                     const QString &sourceId, const RemoteUrl &to, const CloudObject &replaced);
 
-    // gdapp's exit status; a failure is reported.
-    int run();
+    Outcome run();
 
 private:
     // Where the replaced file is: at the destination, set aside, or it cannot be told.
     enum class Place { Destination, Aside, Unknown };
 
-    bool chooseAside(int *exitCode);
-    int renameSource();
-    int removeReplaced();
+    Outcome chooseAside();
+    Outcome renameSource();
+    Outcome removeReplaced();
     // Keeps why the step just tried failed, before lookups tell what happened.
     void keepFailure();
     // That failure, about what, and what it left.
-    int fail(const QString &what, const QString &outcome) const;
+    Outcome fail(const QString &what, const QString &outcome) const;
     // The identifier at url: empty when there is nothing; false when the lookup failed.
     bool idAt(const RemoteUrl &url, QString *id) const;
     Place placeOfReplaced() const;
@@ -54,8 +54,7 @@ private:
     RemoteUrl m_to;
     const CloudObject &m_replaced;
     RemoteUrl m_aside;
-    QString m_failure; // why the last step failed
-    int m_exitCode = 0;
+    Outcome m_failure; // why the last step failed
 };
 
 #endif // REPLACINGRENAME_H

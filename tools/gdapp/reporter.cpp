@@ -20,30 +20,25 @@ QTextStream &Reporter::err()
     return stream;
 }
 
-int Reporter::usage(const QString &message) const
+int Reporter::report(const Outcome &outcome) const
 {
-    err() << "gdapp: " << message << Qt::endl
-          << "Try \"gdapp " << (m_command.isEmpty() ? QString() : m_command + QLatin1Char(' '))
-          << "--help\"." << Qt::endl;
-    return UsageError;
+    if (outcome.code() == ExitCode::UsageError)
+        err() << "gdapp: " << outcome.message() << Qt::endl
+              << "Try \"gdapp " << (m_command.isEmpty() ? QString() : m_command + QLatin1Char(' '))
+              << "--help\"." << Qt::endl;
+    else if (!outcome.isDone())
+        err() << "gdapp: " << m_command << ": " << outcome.message() << Qt::endl;
+    return int(outcome.code());
 }
 
-int Reporter::fail(const QString &message, int exitCode) const
+Outcome Reporter::failure(const QString &what, const CloudFile &file) const
 {
-    err() << "gdapp: " << m_command << ": " << message << Qt::endl;
-    return exitCode;
+    const Outcome why = error(file);
+    return Outcome(why.code(), what + QStringLiteral(": ") + why.message());
 }
 
-int Reporter::fail(const QString &what, const CloudFile &file) const
-{
-    int exitCode = Failure;
-    const QString why = explain(file, &exitCode);
-    return fail(what + QStringLiteral(": ") + why, exitCode);
-}
-
-QString Reporter::explain(const CloudFile &file, int *exitCode) const
+Outcome Reporter::error(const CloudFile &file) const
 {
     const CloudFileError error(file, m_exchanges ? m_exchanges->lastFailure() : ExchangeFailure());
-    *exitCode = error.exitCode();
-    return error.describe();
+    return Outcome(error.exitCode(), error.describe());
 }

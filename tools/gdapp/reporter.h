@@ -5,14 +5,16 @@
 #ifndef REPORTER_H
 #define REPORTER_H
 
+#include "outcome.h"
+
 #include <QString>
 #include <QTextStream>
 
 class CloudFile;
 class ExchangeWatch;
 
-// gdapp's voice: results on standard output, failures on standard error as
-// "gdapp: COMMAND: message". Each failure returns the exit status that goes with it.
+// gdapp's voice: results on standard output, how a command ended on standard error, as
+// "gdapp: COMMAND: message", and the exit status that goes with it.
 class Reporter
 {
 public:
@@ -24,12 +26,12 @@ public:
     static QTextStream &out();
     static QTextStream &err();
 
-    int usage(const QString &message) const;
-    int fail(const QString &message, int exitCode) const;
+    // Tells how the command ended, when it failed, and returns its exit status.
+    int report(const Outcome &outcome) const;
     // The cloud file's last error, about what (a URL, most often).
-    int fail(const QString &what, const CloudFile &file) const;
-    // The words and the exit status of that error, for a message that says more.
-    QString explain(const CloudFile &file, int *exitCode) const;
+    Outcome failure(const QString &what, const CloudFile &file) const;
+    // That error on its own, for a message that says more.
+    Outcome error(const CloudFile &file) const;
 
 private:
     QString m_command;
