@@ -2,6 +2,7 @@
 //
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
+#include "cloudcodes.h"
 #include "memorycloudfile.h"
 
 #include <QSignalSpy>
@@ -108,7 +109,7 @@ void TestCloudFile::failedFetchLeavesTheDeviceOpen()
     QVERIFY(!file.open(QIODevice::ReadOnly));
     QVERIFY(file.isOpen());
     QCOMPARE(file.openMode(), QIODevice::OpenMode(QIODevice::ReadOnly));
-    QCOMPARE(file.errorCode(), 403);
+    QCOMPARE(file.errorCode(), Cloud::PathNotFound);
 }
 
 void TestCloudFile::closeDoesNotStore()
@@ -353,7 +354,7 @@ void TestCloudFile::removeClosesFirst()
 
     // Removing what is not there fails with the lookup's code.
     QVERIFY(!file.remove());
-    QCOMPARE(file.errorCode(), 403);
+    QCOMPARE(file.errorCode(), Cloud::PathNotFound);
 }
 
 QTEST_GUILESS_MAIN(TestCloudFile)

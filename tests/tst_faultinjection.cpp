@@ -3,6 +3,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 #include "authoriseddrive.h"
+#include "cloudcodes.h"
+#include "gdapprunner.h"
 #include "messagecapture.h"
 #include "oauthgoogle.h"
 #include "probedfile.h"
@@ -10,13 +12,15 @@
 #include <QNetworkReply>
 #include <QtTest>
 
-// Transfers that the service or the connection breaks: the file reports the failure, keeps what
-// it had, and the remote file stays as it was.
+// Each fault that the service or the connection puts in a transfer or a removal, proved once
+// where users meet it: through the plug-in, as a host does, and through gdapp. The plug-in reports
+// it and keeps what its buffer held; the service is left as it was; gdapp exits with the status
+// that tells the fault.
 namespace {
 const QByteArray Remote = QByteArray("remote content\n").repeated(20000);
 const QByteArray Previous = "what the buffer held before";
 const QByteArray Replacement = QByteArray("replacement\n").repeated(20000);
-
+const QString RemoteUrl = QStringLiteral("gdapp:/f.bin");
 } // namespace
 
 class TestFaultInjection : public QObject
@@ -28,23 +32,33 @@ private slots:
     void cleanupTestCase();
     void init();
 
-    void download_data();
-    void download();
-    void upload_data();
-    void upload();
+    void faultToError_data();
+    void faultToError();
     void slowAndChunkedAnswersAreReadWhole();
     void throttledUploadReportsProgressAsItGoes();
 
 private:
     void addFaultsOn(const QString &path, const QString &query, QJsonObject rule);
+    // Puts the fault on the requests that the operation makes of the remote file.
+    void addFaultFor(const QString &operation, const QString &id, const QJsonObject &fault);
+    QString local(const QString &name) const { return QDir(m_work.path()).filePath(name); }
 
     AuthorisedDrive m_drive;
     EmulatorProcess &m_emulator { m_drive.emulator() };
+    QTemporaryDir m_config;
+    QTemporaryDir m_work;
+    GdappRunner m_gdapp { QStringLiteral(GDAPP_PROGRAM) };
 };
 
 void TestFaultInjection::initTestCase()
 {
-    QVERIFY(m_drive.start(QStringLiteral("tst_faultinjection")));
+    QVERIFY(m_config.isValid() && m_work.isValid());
+    QVERIFY(m_drive.startService(QStringLiteral("tst_faultinjection")));
+    m_gdapp.setEnvironment(GdappRunner::environmentFor(m_emulator.url(), m_config.path()));
+    m_gdapp.setWorkingDirectory(m_work.path());
+    const GdappRunner::Run login = m_gdapp.run({ QStringLiteral("login") });
+    QVERIFY2(login.exitCode == 0, login.err.constData());
+    QVERIFY(m_drive.authorise());
 }
 
 void TestFaultInjection::cleanupTestCase()
@@ -65,106 +79,158 @@ void TestFaultInjection::addFaultsOn(const QString &path, const QString &query, 
     m_emulator.addFault(rule);
 }
 
-// A cut body is either reported by Qt or, when Qt takes the short body as complete, caught by the
-// checksum (and then the received bytes stay in the buffer, as for any checksum failure).
-void TestFaultInjection::download_data()
+void TestFaultInjection::addFaultFor(const QString &operation, const QString &id,
+                                     const QJsonObject &fault)
 {
-    QTest::addColumn<QJsonObject>("rule");
-    QTest::addColumn<QList<int>>("codes");
-    QTest::addColumn<QString>("text"); // a pattern the error text matches
-
-    QTest::newRow("500") << json(R"({"status": 500})")
-                         << QList<int> { QNetworkReply::InternalServerError }
-                         << "server replied: Internal Server Error";
-    QTest::newRow("503") << json(R"({"status": 503})")
-                         << QList<int> { QNetworkReply::ServiceUnavailableError }
-                         << "server replied: Service Unavailable";
-    QTest::newRow("401") << json(R"({"status": 401})")
-                         << QList<int> { QNetworkReply::AuthenticationRequiredError }
-                         << "requires authentication";
-    QTest::newRow("404") << json(R"({"status": 404})")
-                         << QList<int> { QNetworkReply::ContentNotFoundError }
-                         << "server replied: Not Found";
-    // Qt resends an idempotent request on a closed connection: every attempt fails.
-    QTest::newRow("dropped") << json(R"({"action": "drop", "count": -1})")
-                             << QList<int> { QNetworkReply::RemoteHostClosedError } << "closed";
-    QTest::newRow("cut mid-body") << json(R"({"action": "truncate", "count": -1})")
-                                  << QList<int> { QNetworkReply::RemoteHostClosedError, 299 }
-                                  << "closed|^Les données reçues sont corrompues$";
-    QTest::newRow("corrupted") << json(R"({"action": "corrupt"})") << QList<int> { 299 }
-                               << "^Les données reçues sont corrompues$";
-}
-
-void TestFaultInjection::download()
-{
-    QFETCH(QJsonObject, rule);
-    QFETCH(QList<int>, codes);
-    QFETCH(QString, text);
-
-    const QString id = idOf(m_emulator.seedFile(QStringLiteral("/f.bin"), Remote));
-    ProbedFile file(m_drive.flow(), QStringLiteral("gdapp:/f.bin"));
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(Previous);
-    file.close();
-    addFaultsOn(QStringLiteral("/drive/v3/files/") + id, QStringLiteral("alt=media"), rule);
-
-    MessageCapture messages;
-    QVERIFY(!file.open(QIODevice::ReadOnly));
-    QVERIFY(file.isOpen()); // open even when the fetch failed
-    QVERIFY2(codes.contains(file.errorCode()), QByteArray::number(file.errorCode()).constData());
-    QVERIFY2(file.errorString().contains(QRegularExpression(text)), qPrintable(file.errorString()));
-    QCOMPARE(messages.debugLines(),
-             QStringList(QStringLiteral("virtual bool GoogleFile::getFile() \"%1\"")
-                                 .arg(file.errorString())));
-    if (file.errorCode() == 299)
-        QVERIFY(file.buffer() != Remote);
-    else
-        QCOMPARE(file.buffer(), Previous);
-    QCOMPARE(m_emulator.content(id), Remote);
-}
-
-void TestFaultInjection::upload_data()
-{
-    QTest::addColumn<QJsonObject>("rule");
-    QTest::addColumn<int>("code");
-
-    QTest::newRow("500") << json(R"({"status": 500})") << int(QNetworkReply::InternalServerError);
-    QTest::newRow("401") << json(R"({"status": 401})")
-                         << int(QNetworkReply::AuthenticationRequiredError);
-    QTest::newRow("404") << json(R"({"status": 404})") << int(QNetworkReply::ContentNotFoundError);
-    // Qt resends even an upload when the connection closes before any answer: every attempt
-    // is dropped.
-    QTest::newRow("dropped") << json(R"({"action": "drop", "count": -1})")
-                             << int(QNetworkReply::RemoteHostClosedError);
-    QTest::newRow("very slow") << json(R"({"delayMs": 2000})") << 0;
-}
-
-void TestFaultInjection::upload()
-{
-    QFETCH(QJsonObject, rule);
-    QFETCH(int, code);
-
-    const QString id = idOf(m_emulator.seedFile(QStringLiteral("/f.bin"), Remote));
-    ProbedFile file(m_drive.flow(), QStringLiteral("gdapp:/f.bin"));
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(Replacement);
-    addFaultsOn(QStringLiteral("/upload/*"), QString(), rule);
-
-    MessageCapture messages;
-    QCOMPARE(file.flush(), code == 0);
-    QCOMPARE(file.errorCode(), code);
-    QCOMPARE(file.buffer(), Replacement); // nothing written is lost
-    if (code == 0) {
-        QCOMPARE(m_emulator.content(id), Replacement);
-        return;
+    if (operation == QLatin1String("get")) {
+        addFaultsOn(QStringLiteral("/drive/v3/files/") + id, QStringLiteral("alt=media"), fault);
+    } else if (operation == QLatin1String("put")) {
+        addFaultsOn(QStringLiteral("/upload/*"), QString(), fault);
+    } else {
+        QJsonObject removal = fault;
+        removal.insert(QStringLiteral("method"), QStringLiteral("DELETE"));
+        addFaultsOn(QStringLiteral("/drive/v3/files/") + id, QString(), removal);
     }
-    QVERIFY(!file.errorString().isEmpty());
-    QCOMPARE(messages.debugLines(),
-             QStringList(QStringLiteral("virtual bool GoogleFile::putFile() %1  -  \"%2\"")
-                                 .arg(code)
-                                 .arg(file.errorString())));
-    QCOMPARE(m_emulator.content(id), Remote);
-    QCOMPARE(m_emulator.files().size(), 1);
+}
+
+void TestFaultInjection::faultToError_data()
+{
+    QTest::addColumn<QString>("operation"); // gdapp's command
+    QTest::addColumn<QJsonObject>("fault");
+    QTest::addColumn<QList<int>>("codes"); // the plug-in's error code
+    QTest::addColumn<QList<int>>("exitStatuses"); // gdapp's
+
+    const auto row = [](const char *operation, const char *name, const char *fault,
+                        const QList<int> &codes, const QList<int> &exitStatuses) {
+        QTest::addRow("%s, %s", operation, name)
+                << QString::fromLatin1(operation) << json(fault) << codes << exitStatuses;
+    };
+    // Statuses become Qt's codes by Qt's own table: one of each kind that gdapp tells apart.
+    row("get", "service error", R"({"status": 500})", { QNetworkReply::InternalServerError },
+        { 5 });
+    row("get", "credentials refused", R"({"status": 401})",
+        { QNetworkReply::AuthenticationRequiredError }, { 4 });
+    row("get", "gone meanwhile", R"({"status": 404})", { QNetworkReply::ContentNotFoundError },
+        { 3 });
+    // Qt resends an idempotent request on a closed connection: every attempt fails.
+    row("get", "connection dropped", R"({"action": "drop", "count": -1})",
+        { QNetworkReply::RemoteHostClosedError }, { 5 });
+    // Depending on when it notices the close, Qt reports it or takes the short body as complete,
+    // which the checksum then refuses.
+    row("get", "cut mid-body", R"({"action": "truncate", "count": -1})",
+        { QNetworkReply::RemoteHostClosedError, Cloud::CorruptedData }, { 5, 6 });
+    row("get", "corrupted", R"({"action": "corrupt"})", { Cloud::CorruptedData }, { 6 });
+    row("put", "service error", R"({"status": 500})", { QNetworkReply::InternalServerError },
+        { 5 });
+    row("put", "credentials refused", R"({"status": 401})",
+        { QNetworkReply::AuthenticationRequiredError }, { 4 });
+    // Qt resends even an upload when the connection closes before any answer.
+    row("put", "connection dropped", R"({"action": "drop", "count": -1})",
+        { QNetworkReply::RemoteHostClosedError }, { 5 });
+    row("put", "a slow answer, no fault", R"({"delayMs": 2000})", { QNetworkReply::NoError },
+        { 0 });
+    row("rm", "service error", R"({"status": 500})", { QNetworkReply::InternalServerError }, { 5 });
+    row("rm", "connection dropped", R"({"action": "drop", "count": -1})",
+        { QNetworkReply::RemoteHostClosedError }, { 5 });
+}
+
+void TestFaultInjection::faultToError()
+{
+    QFETCH(QString, operation);
+    QFETCH(QJsonObject, fault);
+    QFETCH(QList<int>, codes);
+    QFETCH(QList<int>, exitStatuses);
+    const bool succeeds = codes == QList<int> { QNetworkReply::NoError };
+
+    // Through the plug-in; the file goes before gdapp runs.
+    {
+        const QString id = idOf(m_emulator.seedFile(QStringLiteral("/f.bin"), Remote));
+        ProbedFile file(m_drive.flow(), RemoteUrl);
+        QByteArray before; // rm leaves the buffer empty
+        if (operation != QLatin1String("rm")) {
+            before = operation == QLatin1String("put") ? Replacement : Previous;
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write(before);
+        }
+        if (operation == QLatin1String("get"))
+            file.close();
+        addFaultFor(operation, id, fault);
+        const QJsonArray service = m_emulator.files();
+
+        MessageCapture messages;
+        bool done = false;
+        QString logged; // the one debug line of a failure
+        if (operation == QLatin1String("get")) {
+            done = file.open(QIODevice::ReadOnly);
+            logged = QStringLiteral("virtual bool GoogleFile::getFile() \"%1\"");
+        } else if (operation == QLatin1String("put")) {
+            done = file.flush();
+            logged = QStringLiteral("virtual bool GoogleFile::putFile() %1  -  \"%2\"")
+                             .arg(file.errorCode());
+        } else {
+            done = file.remove();
+            logged = QStringLiteral("virtual bool GoogleFile::remove(const CloudObject*) \"%1\"");
+        }
+        QCOMPARE(done, succeeds);
+        QVERIFY2(codes.contains(file.errorCode()),
+                 QByteArray::number(file.errorCode()).constData());
+        // A checksum refused leaves what arrived in the buffer, for the host to look at.
+        if (file.errorCode() == Cloud::CorruptedData)
+            QVERIFY(file.buffer() != Remote && file.buffer() != Previous);
+        else
+            QCOMPARE(file.buffer(), before);
+        if (succeeds) {
+            QCOMPARE(m_emulator.content(id), Replacement);
+        } else {
+            QVERIFY(!file.errorString().isEmpty());
+            QCOMPARE(messages.debugLines(), QStringList(logged.arg(file.errorString())));
+            QCOMPARE(m_emulator.files(), service);
+        }
+    }
+
+    // Through gdapp: get into no file and onto one, put from a file, rm.
+    const QString target = local(QStringLiteral("got.bin"));
+    const QString source = local(QStringLiteral("new.bin"));
+    QFile sourceFile(source);
+    QVERIFY(sourceFile.open(QIODevice::WriteOnly) && sourceFile.write(Replacement) > 0);
+    sourceFile.close();
+    const QList<QByteArray> locals = operation == QLatin1String("get")
+            ? QList<QByteArray> { QByteArray(), Previous }
+            : QList<QByteArray> { QByteArray() };
+    for (const QByteArray &local : locals) {
+        QFile::remove(target);
+        if (!local.isEmpty()) {
+            QFile existing(target);
+            QVERIFY(existing.open(QIODevice::WriteOnly) && existing.write(local) > 0);
+        }
+        m_drive.reset();
+        const QString remoteId = idOf(m_emulator.seedFile(QStringLiteral("/f.bin"), Remote));
+        addFaultFor(operation, remoteId, fault);
+        const QJsonArray untouched = m_emulator.files();
+        QStringList command { operation, RemoteUrl };
+        if (operation == QLatin1String("get"))
+            command.append(target);
+        else if (operation == QLatin1String("put"))
+            command = QStringList { operation, source, RemoteUrl };
+        const GdappRunner::Run run = m_gdapp.run(command);
+        QVERIFY2(exitStatuses.contains(run.exitCode),
+                 qPrintable(QStringLiteral("exit %1: %2")
+                                    .arg(run.exitCode)
+                                    .arg(QString::fromUtf8(run.err))));
+        if (succeeds)
+            QCOMPARE(m_emulator.content(remoteId), Replacement);
+        else
+            QCOMPARE(m_emulator.files(), untouched);
+        // Nothing half-written is left, and a file that was there stays as it was.
+        QCOMPARE(QDir(m_work.path())
+                         .entryList({ QStringLiteral("*got.bin*") }, QDir::Files | QDir::Hidden),
+                 local.isEmpty() ? QStringList() : QStringList(QStringLiteral("got.bin")));
+        if (!local.isEmpty()) {
+            QFile kept(target);
+            QVERIFY(kept.open(QIODevice::ReadOnly));
+            QCOMPARE(kept.readAll(), local);
+        }
+    }
 }
 
 // Answers may come slowly, or chunked without a Content-Length: lookups, listings and downloads

@@ -66,8 +66,6 @@ private slots:
     void transfersThroughStandardStreams();
     void notFound_data();
     void notFound();
-    void failedGetLeavesNoFile_data();
-    void failedGetLeavesNoFile();
     void notAuthorisedWithoutAnswer();
     void logoutThenFreshConsent();
     void pluginLookup();
@@ -401,53 +399,6 @@ void TestGdappCli::notFound()
     QVERIFY2(run.err.contains("no such file or folder (plug-in error 403)"), run.err.constData());
 }
 
-void TestGdappCli::failedGetLeavesNoFile_data()
-{
-    QTest::addColumn<QJsonObject>("fault");
-    QTest::addColumn<QJsonObject>("seed");
-    QTest::addColumn<QList<int>>("exitCodes");
-
-    // Every attempt is cut. Depending on when it notices the close, Qt either reports it,
-    // resends the GET, or takes the short body as complete: the checksum catches the last.
-    QTest::newRow("connection cut mid-body")
-            << json(R"({"query": "alt=media", "action": "truncate", "count": -1})") << QJsonObject()
-            << QList<int> { 5, 6 };
-    QTest::newRow("service error") << json(R"({"query": "alt=media", "status": 500})")
-                                   << QJsonObject() << QList<int> { 5 };
-    QTest::newRow("credentials refused") << json(R"({"query": "alt=media", "status": 401})")
-                                         << QJsonObject() << QList<int> { 4 };
-    QTest::newRow("corrupted") << QJsonObject()
-                               << json(R"({"md5Checksum": "00000000000000000000000000000000"})")
-                               << QList<int> { 6 };
-}
-
-// Nothing is left behind, and an existing file is left as it was.
-void TestGdappCli::failedGetLeavesNoFile()
-{
-    QFETCH(QJsonObject, fault);
-    QFETCH(QJsonObject, seed);
-    QFETCH(QList<int>, exitCodes);
-
-    m_emulator.seedFile(QStringLiteral("/f.bin"), QByteArray("remote content").repeated(10000),
-                        seed);
-    QFile::remove(local(QStringLiteral("failed.bin")));
-    for (const QByteArray &before : { QByteArray(), QByteArray("previous") }) {
-        if (!before.isEmpty())
-            writeLocal(QStringLiteral("failed.bin"), before);
-        if (!fault.isEmpty() && (before.isEmpty() || fault.value(QStringLiteral("count")) != -1))
-            m_emulator.addFault(fault);
-        const Run run = gdapp(QStringLiteral("get gdapp:/f.bin failed.bin"));
-        QVERIFY2(exitCodes.contains(run.exitCode)
-                         && run.err.startsWith("gdapp: get: gdapp:/f.bin: "),
-                 run.err.constData());
-        QCOMPARE(QDir(m_work.path())
-                         .entryList({ QStringLiteral("*failed.bin*") }, QDir::Files | QDir::Hidden),
-                 before.isEmpty() ? QStringList() : QStringList(QStringLiteral("failed.bin")));
-        if (!before.isEmpty())
-            QCOMPARE(readLocal(QStringLiteral("failed.bin")), before);
-    }
-}
-
 void TestGdappCli::notAuthorisedWithoutAnswer()
 {
     EmulatorProcess manual;
@@ -645,9 +596,6 @@ void TestGdappCli::serviceErrorsNameTheHttpStatus_data()
             << json(R"({"path": "/drive/v3/files", "status": 500})") << "ls gdapp:/x" << 5
             << QByteArray("gdapp: ls: gdapp:/x: server replied: Internal Server Error (HTTP 500, "
                           "plug-in error 403)\n");
-    QTest::newRow("a lookup found malformed")
-            << json(R"({"path": "/drive/v3/files", "status": 400})") << "stat gdapp:/x" << 5
-            << QByteArray("server replied: Bad Request (HTTP 400, plug-in error 403)\n");
     // The lookup's code is 403 whatever the service said: the credentials' refusal is told by
     // the reply.
     QTest::newRow("a lookup's credentials refused")

@@ -71,8 +71,6 @@ private slots:
     void init();
 
     void sessionThroughTheFrontEnd();
-    void faultsThroughTheFrontEnd_data();
-    void faultsThroughTheFrontEnd();
     void untrustedCertificateStopsTheRequest();
 
 private:
@@ -157,46 +155,6 @@ void TestTls::sessionThroughTheFrontEnd()
     QCOMPARE(served.size(), m_behind.requests().size());
     for (const QString &line : served)
         QVERIFY2(line.startsWith(QLatin1String("HTTP/2.0 ")), qPrintable(line));
-}
-
-void TestTls::faultsThroughTheFrontEnd_data()
-{
-    QTest::addColumn<QJsonObject>("fault");
-    QTest::addColumn<QStringList>("command");
-    QTest::addColumn<QList<int>>("exitCodes");
-
-    QTest::newRow("service error on an upload")
-            << json(R"({"path": "/upload/drive/v3/files", "status": 500})")
-            << QStringList { "put", "big.bin", "gdapp:/new.bin" } << QList<int> { 5 };
-    // Depending on when it notices the close, Qt reports it or takes the short body, which the
-    // checksum then refuses.
-    QTest::newRow("download cut short")
-            << json(R"({"query": "alt=media", "action": "truncate", "count": -1})")
-            << QStringList { "get", "gdapp:/seeded.bin", "cut.bin" } << QList<int> { 5, 6 };
-}
-
-// Faults give through the front end the exit codes they give without it, and leave nothing
-// half-made behind, here or there.
-void TestTls::faultsThroughTheFrontEnd()
-{
-    QFETCH(QJsonObject, fault);
-    QFETCH(QStringList, command);
-    QFETCH(QList<int>, exitCodes);
-
-    for (const bool throughFrontEnd : { false, true }) {
-        EmulatorProcess &emulator = throughFrontEnd ? m_behind : m_direct;
-        emulator.seedFile(QStringLiteral("/seeded.bin"), QByteArray(1024 * 1024, 's'));
-        emulator.addFault(fault);
-        QTemporaryDir config;
-        const Run run = gdapp(throughFrontEnd, config.path()).run(command);
-        QVERIFY2(exitCodes.contains(run.exitCode),
-                 qPrintable(QStringLiteral("exit %1 %2: %3")
-                                    .arg(run.exitCode)
-                                    .arg(throughFrontEnd ? "through nginx" : "direct",
-                                         QString::fromUtf8(run.err))));
-        QCOMPARE(emulator.files().size(), 1);
-        QVERIFY(!QFile::exists(m_work.filePath(QStringLiteral("cut.bin"))));
-    }
 }
 
 // The plug-in takes the host's TLS configuration as it is and never ignores its errors: a

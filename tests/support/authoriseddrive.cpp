@@ -16,10 +16,13 @@ AuthorisedDrive::~AuthorisedDrive()
     stop();
 }
 
-bool AuthorisedDrive::start(const QString &applicationName)
+bool AuthorisedDrive::startService(const QString &applicationName)
 {
-    if (!TestSettings::startForTheFlow(m_emulator, applicationName))
-        return false;
+    return TestSettings::startForTheFlow(m_emulator, applicationName);
+}
+
+bool AuthorisedDrive::authorise()
+{
     m_browser = std::make_unique<ConsentBrowser>();
     m_flow = std::make_unique<OAuthGoogle>(QStringLiteral("gdapp"), nullptr);
     return m_flow->isAuthenticated();

@@ -23,7 +23,14 @@ public:
     AuthorisedDrive();
     ~AuthorisedDrive();
 
-    bool start(const QString &applicationName);
+    bool start(const QString &applicationName)
+    {
+        return startService(applicationName) && authorise();
+    }
+    // start() in two steps, for a test that signs another client in between: the flow holds the
+    // loopback listener's port from the second on.
+    bool startService(const QString &applicationName);
+    bool authorise();
     void stop(); // the flow goes, and the settings it wrote
     void reset(); // no files, no faults
 

@@ -14,9 +14,9 @@ namespace {
 enum Outcome { Refused, Unmatched, Matched };
 } // namespace
 
-// The emulator's query language, partial-response selections and multipart parsing, and the
-// documentation of its routes.
-class TestEmulatorLanguage : public QObject
+// The emulator's parsers of what clients send (the query language, partial-response selections,
+// multipart bodies), and the documentation of its routes.
+class TestEmulatorParsers : public QObject
 {
     Q_OBJECT
 
@@ -30,7 +30,7 @@ private slots:
     void routesAreDocumented();
 };
 
-void TestEmulatorLanguage::query_data()
+void TestEmulatorParsers::query_data()
 {
     QTest::addColumn<QString>("query");
     QTest::addColumn<Outcome>("outcome");
@@ -77,7 +77,7 @@ void TestEmulatorLanguage::query_data()
             << Refused;
 }
 
-void TestEmulatorLanguage::query()
+void TestEmulatorParsers::query()
 {
     QFETCH(QString, query);
     DriveEntry file;
@@ -88,7 +88,7 @@ void TestEmulatorLanguage::query()
     QTEST(!parsed.isValid() ? Refused : parsed.matches(file) ? Matched : Unmatched, "outcome");
 }
 
-void TestEmulatorLanguage::fieldSelectionRejects_data()
+void TestEmulatorParsers::fieldSelectionRejects_data()
 {
     QTest::addColumn<QString>("fields");
     QTest::newRow("unclosed") << "files(id";
@@ -100,13 +100,13 @@ void TestEmulatorLanguage::fieldSelectionRejects_data()
     QTest::newRow("path too deep") << QStringLiteral("a/").repeated(100000) + "id";
 }
 
-void TestEmulatorLanguage::fieldSelectionRejects()
+void TestEmulatorParsers::fieldSelectionRejects()
 {
     QFETCH(QString, fields);
     QVERIFY(!FieldSelection::parse(fields));
 }
 
-void TestEmulatorLanguage::multipart_data()
+void TestEmulatorParsers::multipart_data()
 {
     QTest::addColumn<QByteArray>("body");
     QTest::addColumn<QByteArray>("boundary");
@@ -143,7 +143,7 @@ void TestEmulatorLanguage::multipart_data()
     QTest::newRow("empty") << none << QByteArray("b") << none << none << none;
 }
 
-void TestEmulatorLanguage::multipart()
+void TestEmulatorParsers::multipart()
 {
     QFETCH(QByteArray, body);
     QFETCH(QByteArray, boundary);
@@ -160,7 +160,7 @@ void TestEmulatorLanguage::multipart()
 }
 
 // docs/emulator.md tells what the emulator serves: every route of its table, and no other.
-void TestEmulatorLanguage::routesAreDocumented()
+void TestEmulatorParsers::routesAreDocumented()
 {
     QFile page(QStringLiteral(GDAPP_SOURCE_DIR "/docs/emulator.md"));
     QVERIFY(page.open(QIODevice::ReadOnly));
@@ -177,5 +177,5 @@ void TestEmulatorLanguage::routesAreDocumented()
     QCOMPARE(documented, served);
 }
 
-QTEST_GUILESS_MAIN(TestEmulatorLanguage)
-#include "tst_emulatorlanguage.moc"
+QTEST_GUILESS_MAIN(TestEmulatorParsers)
+#include "tst_emulatorparsers.moc"
