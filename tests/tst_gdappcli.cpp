@@ -282,6 +282,8 @@ void TestGdappCli::usageErrors_data()
     // "mv a b/" keeps the name in b, here the source's own folder: onto itself.
     QTest::newRow("mv into its own folder") << "mv gdapp:/T/b.txt gdapp:/T/";
     QTest::newRow("cp into another folder") << "cp gdapp:/T/b.txt gdapp:/U/";
+    // Its own folder names the source itself, which "remove it first" would have lost.
+    QTest::newRow("cp into its own folder") << "cp gdapp:/T/b.txt gdapp:/T/";
     QTest::newRow("a query in the URL") << "rm gdapp:/a?b.txt";
     QTest::newRow("a fragment in the URL") << "rm gdapp:/a#b.txt";
     QTest::newRow("a path without its slash") << "rm gdapp:a.txt";
@@ -423,6 +425,8 @@ void TestGdappCli::logoutThenFreshConsent()
 
     QCOMPARE(gdapp(QStringLiteral("logout")).exitCode, 0);
     QVERIFY(!readLocal(m_config.filePath(QStringLiteral("Tarnwick/gdapp.conf"))).contains("gdapp"));
+    // Once more, with nothing left to forget: it says so rather than "signed out".
+    QVERIFY(gdapp(QStringLiteral("logout")).err.startsWith("Not signed in"));
 
     mark = m_emulator.nextRequest();
     const Run after = gdapp(QStringLiteral("ls"));
@@ -505,10 +509,6 @@ void TestGdappCli::refusedBeforeAnyChange_data()
             << "put in.txt gdapp:/Reports/" << QByteArray("is a folder");
     QTest::newRow("local file of 2 GiB") << "put huge.bin gdapp:/huge.bin" << QByteArray("2 GiB");
     QTest::newRow("remote file of 2 GiB") << "get gdapp:/reported-huge.bin" << QByteArray("2 GiB");
-    // "cp a b/" keeps the source's name in b, where it exists: the source itself.
-    QTest::newRow("cp into the source's folder")
-            << "cp gdapp:/Reports/r.txt gdapp:/Reports/"
-            << QByteArray("gdapp:/Reports/r.txt exists already");
     QTest::newRow("cp of a folder") << "cp gdapp:/Reports gdapp:/Reports2"
                                     << QByteArray("gdapp:/Reports is a folder: the service "
                                                   "copies files only");
@@ -1054,6 +1054,10 @@ void TestGdappCli::standardOutputThatTakesNothing_data()
     QTest::newRow("ls to a full disk") << "ls" << false << QByteArray("No space left on device\n");
     QTest::newRow("stat to a closed one")
             << "stat gdapp:/x.txt" << true << QByteArray("Bad file descriptor\n");
+    QTest::newRow("help to a full disk")
+            << "--help" << false << QByteArray("No space left on device\n");
+    QTest::newRow("version to a closed one")
+            << "--version" << true << QByteArray("Bad file descriptor\n");
 }
 
 void TestGdappCli::standardOutputThatTakesNothing()

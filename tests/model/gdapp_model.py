@@ -508,7 +508,7 @@ class GdappMachine(RuleBasedStateMachine):
         names = destination.names
         if destination.folder and to_folder == source.parent:
             names = to_folder + (source.names[-1],)
-        if not copy and names == source.names:
+        if names == source.names:
             return USAGE
         if to_folder != source.parent:
             return USAGE

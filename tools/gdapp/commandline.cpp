@@ -257,11 +257,12 @@ Outcome CommandLine::chooseCommand()
                                    QStringLiteral("<command> [arguments]"));
     const bool parsed = m_parser.parse(m_arguments);
     if (m_parser.isSet(QStringLiteral("version")))
-        m_parser.showVersion();
+        return show(QCoreApplication::applicationName() + QLatin1Char(' ')
+                    + QCoreApplication::applicationVersion() + QLatin1Char('\n'));
     const QStringList positional = m_parser.positionalArguments();
     if (positional.isEmpty()) {
         if (m_parser.isSet(QStringLiteral("help")))
-            m_parser.showHelp(int(ExitCode::Success));
+            return show(m_parser.helpText());
         return Outcome::usage(parsed ? QStringLiteral("no command given") : m_parser.errorText());
     }
     const QList<CommandInfo> known = commands();
@@ -272,6 +273,12 @@ Outcome CommandLine::chooseCommand()
     if (command == known.cend())
         return Outcome::usage(QStringLiteral("unknown command \"%1\"").arg(positional.first()));
     return runCommand(*command);
+}
+
+Outcome CommandLine::show(const QString &text)
+{
+    Reporter::out() << text;
+    return Commands::finishOutput();
 }
 
 Outcome CommandLine::runCommand(const CommandInfo &command)
@@ -293,7 +300,7 @@ Outcome CommandLine::runCommand(const CommandInfo &command)
     if (!m_parser.parse(m_arguments))
         return Outcome::usage(m_parser.errorText());
     if (m_parser.isSet(QStringLiteral("help")))
-        m_parser.showHelp(int(ExitCode::Success));
+        return show(m_parser.helpText());
     const ConsentMode *consent = consentMode(m_parser.value(QStringLiteral("consent")));
     if (!consent)
         return Outcome::usage(QStringLiteral("--consent takes %1").arg(consentModeList(false)));

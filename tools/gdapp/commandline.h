@@ -60,6 +60,8 @@ private:
     // The command named, run, or why the command line cannot be.
     Outcome chooseCommand();
     Outcome runCommand(const CommandInfo &command);
+    // Help and version go out as any output does, so that a write error is told.
+    static Outcome show(const QString &text);
 
     QStringList m_arguments;
     QCommandLineParser m_parser;

@@ -27,29 +27,6 @@
 namespace {
 constexpr qint64 ChunkSize = 4 * 1024 * 1024;
 
-// A name on one line: its control characters escaped as in C ("\n", "\t", "\x1b"), and the
-// backslash too, so that what is shown reads back one way only.
-QString printable(const QString &name)
-{
-    QString shown;
-    shown.reserve(name.size());
-    for (const QChar c : name) {
-        if (c == QLatin1Char('\\'))
-            shown += QLatin1String("\\\\");
-        else if (c == QLatin1Char('\n'))
-            shown += QLatin1String("\\n");
-        else if (c == QLatin1Char('\t'))
-            shown += QLatin1String("\\t");
-        else if (c == QLatin1Char('\r'))
-            shown += QLatin1String("\\r");
-        else if (c.category() == QChar::Other_Control)
-            shown += QStringLiteral("\\x%1").arg(uint(c.unicode()), 2, 16, QLatin1Char('0'));
-        else
-            shown += c;
-    }
-    return shown;
-}
-
 QString describe(const CloudObject *object)
 {
     const QString modified = object->lastModified().isValid()
@@ -61,15 +38,16 @@ QString describe(const CloudObject *object)
             .arg(object->isFolder() ? QLatin1Char('d') : QLatin1Char('-'))
             .arg(size, 12)
             .arg(modified, 16)
-            .arg(printable(object->fileName()),
+            .arg(RemoteUrl::printable(object->fileName()),
                  object->isFolder() ? QStringLiteral("/") : QString());
 }
 
 // Why cp or mv refuses a pair of URLs before asking the service anything, or nothing.
 QString pairRefusal(const RemoteUrl &from, const RemoteUrl &to, const QString &toFolder, bool copy)
 {
-    // The plug-in removes the destination before it renames: onto itself, the file would go.
-    if (!copy && from.path() == to.path())
+    // The plug-in removes the destination before it renames: onto itself, the file would go. A
+    // copy onto itself is refused before it is told to remove the source.
+    if (from.path() == to.path())
         return QStringLiteral("source and destination are the same");
     // The service copies beside the source, and renames in place, whatever folder the
     // destination names.
@@ -212,7 +190,7 @@ Outcome Commands::stat(const QStringList &arguments)
     const CloudObject *entry = target->entry.get();
     Reporter::out() << "url:      " << target->remote.toString() << Qt::endl
                     << "type:     " << (entry->isFolder() ? "folder" : "file") << Qt::endl
-                    << "name:     " << printable(entry->fileName()) << Qt::endl
+                    << "name:     " << RemoteUrl::printable(entry->fileName()) << Qt::endl
                     << "id:       " << entry->id() << Qt::endl
                     << "mimeType: " << entry->contentType() << Qt::endl
                     << "size:     "
@@ -537,8 +515,11 @@ Outcome Commands::login(const QStringList &)
 
 Outcome Commands::logout(const QStringList &)
 {
+    const bool signedIn = ProviderSession::hasStoredAuthorisation();
     if (const Outcome forgotten = ProviderSession::forgetAuthorisation(); !forgotten.isDone())
         return forgotten;
-    Reporter::err() << "Signed out: the stored authorisation is gone." << Qt::endl;
+    Reporter::err() << (signedIn ? "Signed out: the stored authorisation is gone."
+                                 : "Not signed in: there was no stored authorisation.")
+                    << Qt::endl;
     return Outcome();
 }

@@ -28,6 +28,8 @@ class Commands
 public:
     Commands(const QCommandLineParser &parser, ProviderSession &session, const Reporter &reporter);
     ~Commands();
+    // Standard output took everything written to it, or the command fails.
+    static Outcome finishOutput();
 
     Outcome ls(const QStringList &arguments);
     Outcome stat(const QStringList &arguments);
@@ -83,8 +85,6 @@ private:
                        RemoteUrl *named) const;
     // what is larger than the limit given, the content the plug-in can upload or download.
     static Outcome refuseLarge(const QString &what, qint64 limit);
-    // Standard output took everything written to it, or the command fails.
-    static Outcome finishOutput();
     Outcome dialog(bool save);
 
     const QCommandLineParser &m_parser;

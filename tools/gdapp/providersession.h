@@ -45,12 +45,13 @@ public:
     Result<std::unique_ptr<CloudFile>> authoriseAgain(const QUrl &url);
     // Removes the stored tokens (the settings group of the provider's scheme).
     static Outcome forgetAuthorisation();
+    // Whether the settings hold tokens of the provider's scheme.
+    static bool hasStoredAuthorisation();
     ConsentHandler::Mode consent() const { return m_options.consent; }
     const ExchangeWatch &exchanges() const { return m_exchanges; }
 
 private:
     Outcome load();
-    static bool hasStoredAuthorisation();
     bool trustCertificates(QString *why) const;
     // Ends every wait of the flow: no answer can come.
     void giveUp(const QString &why);

@@ -131,7 +131,28 @@ QString RemoteUrl::nameRefusal(const QString &name)
         return QString();
     return QStringLiteral("refused name \"%1\": the plug-in's lookups %2, so the service could "
                           "not find it again")
-            .arg(name, misread);
+            .arg(printable(name), misread);
+}
+
+QString RemoteUrl::printable(const QString &name)
+{
+    QString shown;
+    shown.reserve(name.size());
+    for (const QChar c : name) {
+        if (c == QLatin1Char('\\'))
+            shown += QLatin1String("\\\\");
+        else if (c == QLatin1Char('\n'))
+            shown += QLatin1String("\\n");
+        else if (c == QLatin1Char('\t'))
+            shown += QLatin1String("\\t");
+        else if (c == QLatin1Char('\r'))
+            shown += QLatin1String("\\r");
+        else if (c.category() == QChar::Other_Control)
+            shown += QStringLiteral("\\x%1").arg(uint(c.unicode()), 2, 16, QLatin1Char('0'));
+        else
+            shown += c;
+    }
+    return shown;
 }
 
 QString RemoteUrl::display(const QUrl &url)

@@ -33,6 +33,9 @@ public:
     static QString nameRefusal(const QString &name);
     // How gdapp prints a URL: a form that fromUserInput() reads back as the same path.
     static QString display(const QUrl &url);
+    // A name on one line: its control characters escaped as in C ("\n", "\t", "\x1b"), and the
+    // backslash too, so that what is shown reads back one way only.
+    static QString printable(const QString &name);
 
     Problem problem() const { return m_problem; }
     bool isValid() const { return m_problem == NoProblem; }
