@@ -81,7 +81,8 @@ QString ExchangeFailure::proxyName() const
 
 QString ExchangeFailure::proxysFailure() const
 {
-    if (m_error == QNetworkReply::HostNotFoundError)
+    // Newer Qt tells the proxy's name apart, with a text of "Unknown error".
+    if (m_error == QNetworkReply::HostNotFoundError || m_error == QNetworkReply::ProxyNotFoundError)
         return QStringLiteral("the proxy's name %1 cannot be resolved").arg(m_proxy.hostName());
     if (m_error != QNetworkReply::ProxyAuthenticationRequiredError && m_status != 401)
         return m_errorText;
