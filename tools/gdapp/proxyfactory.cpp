@@ -96,10 +96,10 @@ bool ProxyFactory::read(const QProcessEnvironment &environment, const QStringLis
 
 bool ProxyFactory::parse(const QString &name, const QString &text, QNetworkProxy *proxy)
 {
-    QString spec = text.trimmed();
-    if (!spec.contains(QLatin1String("://")))
-        spec.prepend(QLatin1String("http://"));
-    const QUrl url(spec, QUrl::StrictMode);
+    QString address = text.trimmed();
+    if (!address.contains(QLatin1String("://")))
+        address.prepend(QLatin1String("http://"));
+    const QUrl url(address, QUrl::StrictMode);
     if (!url.isValid() || url.host().isEmpty()) {
         m_error = QStringLiteral("%1: \"%2\" is not a proxy address "
                                  "([http://][user:password@]host[:port])")
