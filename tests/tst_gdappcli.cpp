@@ -24,11 +24,11 @@
 namespace {
 using Run = GdappRunner::Run;
 
-// The type of what is at path, as lstat(2) tells it.
-mode_t fileType(const QString &path)
+// The type and permissions of what is at path, as lstat(2) tells them.
+mode_t modeOf(const QString &path)
 {
     struct stat status;
-    return ::lstat(QFile::encodeName(path).constData(), &status) == 0 ? status.st_mode & S_IFMT : 0;
+    return ::lstat(QFile::encodeName(path).constData(), &status) == 0 ? status.st_mode : 0;
 }
 } // namespace
 
@@ -45,24 +45,19 @@ private slots:
     void initTestCase();
     void init();
 
-    void helpForEveryCommand_data();
-    void helpForEveryCommand();
-    void exitStatusesAsTheManualLists();
+    void helpAgreesWithItselfAndTheManual();
     void refusedBeforeAnyChange_data();
     void refusedBeforeAnyChange();
     void listingAndStat();
-    void logoutThenFreshConsent();
     void consentThatNeedsAPerson();
     void progressOnlyOnATerminal();
     void mvOntoAFileLosesNothing_data();
     void mvOntoAFileLosesNothing();
     void newFileNearTheSizeLimit_data();
     void newFileNearTheSizeLimit();
-    void settingsAreForTheOwnerOnly();
-    void loopbackPortTaken_data();
-    void loopbackPortTaken();
-    void refusedTokenRequests_data();
-    void refusedTokenRequests();
+    void signInKeptPrivateUntilLogout();
+    void failedLoginKeepsTheSignIn_data();
+    void failedLoginKeepsTheSignIn();
     void listenerAnswersOnLoopbackOnly();
     void pluginTextsInTheUsersLanguage_data();
     void pluginTextsInTheUsersLanguage();
@@ -142,61 +137,28 @@ void TestGdappCli::writeLocal(const QString &name, const QByteArray &content)
     file.write(content);
 }
 
-// Each command's help shows its usage, also in gdapp --help, and lists what it takes.
-void TestGdappCli::helpForEveryCommand_data()
-{
-    QTest::addColumn<QString>("usage");
-    QTest::addColumn<QStringList>("arguments");
-
-    const auto row = [](const char *usage, const QStringList &arguments) {
-        QTest::newRow(usage) << QString::fromLatin1(usage) << arguments;
-    };
-    row("ls [URL]", { "URL" });
-    row("stat URL", { "URL" });
-    row("get URL [FILE|-]", { "URL", "FILE" });
-    row("put FILE|- URL", { "FILE", "URL" });
-    row("cp URL URL", { "SOURCE", "DESTINATION" });
-    row("mv URL URL", { "SOURCE", "DESTINATION" });
-    row("rm [-r] URL", { "URL" });
-    row("mkdir [-p] URL", { "URL" });
-    row("open-dialog [--filter F] [--caption T]", {});
-    row("save-dialog [--filter F] [--caption T]", {});
-    row("login", {});
-    row("logout", {});
-}
-
-void TestGdappCli::helpForEveryCommand()
-{
-    QFETCH(QString, usage);
-    QFETCH(QStringList, arguments);
-    const Run run = gdapp(usage.section(QLatin1Char(' '), 0, 0) + QStringLiteral(" --help"));
-    QCOMPARE(run.exitCode, 0);
-    const QString out = QString::fromUtf8(run.out);
-    QVERIFY2(out.contains(QStringLiteral("[options] ") + usage + QLatin1Char('\n'))
-                     && out.contains(QLatin1String("--plugin")),
-             run.out.constData());
-    // Each argument's name begins a line; its description may go on over more.
-    QStringList listed;
-    const QRegularExpression name(QStringLiteral("^  (\\S+)"));
-    for (const QString &line : out.section(QStringLiteral("Arguments:\n"), 1).split('\n')) {
-        if (const QRegularExpressionMatch match = name.match(line); match.hasMatch())
-            listed.append(match.captured(1));
-    }
-    if (!arguments.isEmpty())
-        QCOMPARE(listed, arguments);
-    QVERIFY(gdapp(QStringLiteral("--help")).out.contains(usage.toUtf8()));
-}
-
-// The help's one line and the manual's EXIT STATUS section name the same statuses, in order.
-void TestGdappCli::exitStatusesAsTheManualLists()
+// gdapp --help lists each command as the command's own help shows it, and the exit statuses as
+// the manual's EXIT STATUS section does, in order.
+void TestGdappCli::helpAgreesWithItselfAndTheManual()
 {
     const QString help = QString::fromUtf8(gdapp(QStringLiteral("--help")).out);
+    const QStringList commands = help.section(QStringLiteral("Commands:\n"), 1)
+                                         .section(QStringLiteral("\n\n"), 0, 0)
+                                         .split(QLatin1Char('\n'));
+    QVERIFY2(commands.size() > 10, qPrintable(help));
+    for (const QString &command : commands) {
+        const QByteArray usage = command.trimmed().section(QStringLiteral("  "), 0, 0).toUtf8();
+        const Run own = gdapp(QString::fromUtf8(usage.split(' ').first()) + " --help");
+        QVERIFY2(own.exitCode == 0 && own.out.contains("[options] " + usage + '\n')
+                         && own.out.contains("--plugin"),
+                 qPrintable(command));
+    }
+
     const QString line = help.section(QStringLiteral("Exit status: "), 1).section('\n', 0, 0);
     QStringList inHelp;
     const QRegularExpression helpEntry(QStringLiteral("(?:^|, )(\\d+) "));
     for (auto it = helpEntry.globalMatch(line); it.hasNext();)
         inHelp += it.next().captured(1);
-
     QFile manual(QStringLiteral(GDAPP_MANUAL));
     QVERIFY(manual.open(QIODevice::ReadOnly | QIODevice::Text));
     const QString section = QString::fromUtf8(manual.readAll())
@@ -207,7 +169,6 @@ void TestGdappCli::exitStatusesAsTheManualLists()
                                          QRegularExpression::MultilineOption);
     for (auto it = manualEntry.globalMatch(section); it.hasNext();)
         inManual += it.next().captured(1);
-
     QVERIFY2(inHelp.size() > 1, qPrintable(line));
     QCOMPARE(inManual, inHelp);
 }
@@ -250,12 +211,8 @@ void TestGdappCli::refusedBeforeAnyChange_data()
         "gdapp:/Reports is a folder: the service copies files only");
     // The service matches names whatever their case: the plug-in would remove the source.
     row("mv to another case of the name", "mv gdapp:/a.txt gdapp:/A.txt", 1, "gdapp:/a.txt itself");
-    row("cp onto what exists", R"(cp gdapp:/a.txt "gdapp:/a b.txt")", 1, "exists already");
     row("rm of a folder without -r", "rm gdapp:/Reports", 1, "use -r");
-    row("mkdir of what exists", "mkdir gdapp:/Reports", 1, "exists already");
     row("mkdir without -p", "mkdir gdapp:/x/y", 3, "use -p");
-    row("mkdir -p through a file", "mkdir -p gdapp:/a.txt/sub", 1, "gdapp:/a.txt is a file");
-    row("a local file missing", "put missing.txt gdapp:/", 1, "missing.txt");
     row("remote file of 2 GiB", "get gdapp:/reported-huge.bin", 1, "2 GiB");
     // Names that the plug-in's lookup could not find again; "a b.txt" is what "a+b.txt"
     // would find.
@@ -358,23 +315,6 @@ void TestGdappCli::listingAndStat()
     QVERIFY(stat.out.contains("size:     1800\n"));
     QVERIFY(stat.out.contains(
             "md5:      " + QCryptographicHash::hash(content, QCryptographicHash::Md5).toHex()));
-}
-
-// logout forgets the whole sign-in, once; the next command asks for a consent again.
-void TestGdappCli::logoutThenFreshConsent()
-{
-    QCOMPARE(gdapp(QStringLiteral("ls")).exitCode, 0);
-    QCOMPARE(gdapp(QStringLiteral("logout")).exitCode, 0);
-    const QString settings = m_config.filePath(QStringLiteral("Tarnwick/gdapp.conf"));
-    QCOMPARE(QSettings(settings, QSettings::IniFormat).childGroups(), QStringList());
-    // Once more, with nothing left to forget: it says so rather than "signed out".
-    QVERIFY(gdapp(QStringLiteral("logout")).err.startsWith("Not signed in"));
-
-    const int mark = m_emulator.nextRequest();
-    const Run after = gdapp(QStringLiteral("ls"));
-    QCOMPARE(after.exitCode, 0);
-    QCOMPARE(requestsTo(QStringLiteral("/o/oauth2/v2/auth"), mark), 1);
-    QVERIFY(after.err.contains("Authorisation needed"));
 }
 
 // --consent fetch cannot answer a consent page that waits for a person: it says where to go.
@@ -523,91 +463,82 @@ void TestGdappCli::newFileNearTheSizeLimit()
     QCOMPARE(requestsTo(QStringLiteral("/upload/drive/v3/files"), mark), 0);
 }
 
-// The settings hold the tokens, enciphered against a casual look only.
-void TestGdappCli::settingsAreForTheOwnerOnly()
+// The settings hold the tokens, enciphered against a casual look only: they are for the owner
+// alone, again once a command has written them after a loosening by hand. logout forgets the
+// whole sign-in, once; the next command asks for a consent again.
+void TestGdappCli::signInKeptPrivateUntilLogout()
 {
     QTemporaryDir config;
     const QStringList variables { QStringLiteral("XDG_CONFIG_HOME=")
                                   + config.filePath(QStringLiteral("new")) };
     QCOMPARE(gdapp(QStringLiteral("login"), QByteArray(), variables).exitCode, 0);
-
     const QString folder = config.filePath(QStringLiteral("new/Tarnwick"));
     const QString file = folder + QStringLiteral("/gdapp.conf");
-    constexpr QFile::Permissions Mask = QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner
-            | QFile::ReadGroup | QFile::WriteGroup | QFile::ExeGroup | QFile::ReadOther
-            | QFile::WriteOther | QFile::ExeOther;
-    QCOMPARE(QFile::permissions(file) & Mask, QFile::ReadOwner | QFile::WriteOwner);
-    QCOMPARE(QFile::permissions(folder) & Mask,
-             QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    QCOMPARE(modeOf(file) & 0777, mode_t(0600));
+    QCOMPARE(modeOf(folder) & 0777, mode_t(0700));
     QVERIFY(QSettings(file, QSettings::IniFormat).contains(QStringLiteral("gdapp/refreshtoken")));
-
-    // Loosened by hand, it is private again once the next command has written the tokens.
     QVERIFY(QFile::setPermissions(file, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther));
     QCOMPARE(gdapp(QStringLiteral("ls"), QByteArray(), variables).exitCode, 0);
-    QCOMPARE(QFile::permissions(file) & Mask, QFile::ReadOwner | QFile::WriteOwner);
+    QCOMPARE(modeOf(file) & 0777, mode_t(0600));
+
+    QCOMPARE(gdapp(QStringLiteral("logout"), QByteArray(), variables).exitCode, 0);
+    QCOMPARE(QSettings(file, QSettings::IniFormat).childGroups(), QStringList());
+    // Once more, with nothing left to forget: it says so rather than "signed out".
+    QVERIFY(gdapp(QStringLiteral("logout"), QByteArray(), variables).err.startsWith("Not signed"));
+    const int mark = m_emulator.nextRequest();
+    const Run after = gdapp(QStringLiteral("ls"), QByteArray(), variables);
+    QCOMPARE(after.exitCode, 0);
+    QCOMPARE(requestsTo(QStringLiteral("/o/oauth2/v2/auth"), mark), 1);
+    QVERIFY(after.err.contains("Authorisation needed"));
 }
 
-void TestGdappCli::loopbackPortTaken_data()
+// A login that fails costs nothing: the sign-in stored before stays. With the loopback port held
+// by another program, no answer can reach the plug-in: it says so at once. The plug-in consents
+// again, once, when the service refuses the code (a code can go stale); a second refusal, or a
+// refusal it does not retry (a wrong client secret gets 401), ends the command instead of a wait
+// or an endless round of consents.
+void TestGdappCli::failedLoginKeepsTheSignIn_data()
 {
     QTest::addColumn<QString>("consent");
-    QTest::newRow("fetch") << QStringLiteral("fetch");
-    QTest::newRow("print") << QStringLiteral("print");
-}
-
-// With the port held by another program, no answer can reach the plug-in: say so at once, and
-// keep the sign-in stored before.
-void TestGdappCli::loopbackPortTaken()
-{
-    QFETCH(QString, consent);
-    QCOMPARE(gdapp(QStringLiteral("ls")).exitCode, 0);
-    const QByteArray signIn = GdappRunner::storedRefreshToken(m_config.path());
-    QVERIFY(!signIn.isEmpty());
-    QTcpServer other;
-    QVERIFY(other.listen(QHostAddress::LocalHost, 5479));
-    const Run run = gdapp(QStringLiteral("--consent %1 login").arg(consent));
-    QCOMPARE(run.exitCode, 4);
-    QVERIFY2(run.err.contains("cannot listen on 127.0.0.1:5479") && run.err.contains("end it")
-                     && !run.err.contains("Open this address"),
-             run.err.constData());
-    QCOMPARE(GdappRunner::storedRefreshToken(m_config.path()), signIn);
-    QCOMPARE(gdapp(QStringLiteral("--consent none ls")).exitCode, 0);
-}
-
-// The plug-in consents again, once, when the service refuses the code (a code can go stale);
-// a second refusal, or a refusal it does not retry (a wrong client secret gets 401), ends the
-// command instead of a wait or an endless round of consents.
-void TestGdappCli::refusedTokenRequests_data()
-{
-    QTest::addColumn<int>("status");
-    QTest::addColumn<int>("count");
+    QTest::addColumn<QJsonObject>("fault"); // none: the port is taken
     QTest::addColumn<int>("exitCode");
     QTest::addColumn<int>("tokenRequests");
     QTest::addColumn<QByteArray>("saying");
 
-    QTest::newRow("one code refused") << 400 << 1 << 0 << 2 << QByteArray("Authorised.");
+    const QByteArray portTaken("cannot listen on 127.0.0.1:5479 for the browser's answer");
+    QTest::newRow("port taken, fetch") << "fetch" << QJsonObject() << 4 << 0 << portTaken;
+    QTest::newRow("port taken, print") << "print" << QJsonObject() << 4 << 0 << portTaken;
+    const QByteArray client("client identifier or secret");
+    QTest::newRow("one code refused")
+            << "fetch" << json(R"({"path": "/o/oauth2/token", "status": 400, "count": 1})") << 0
+            << 2 << QByteArray("Authorised.");
     QTest::newRow("every code refused")
-            << 400 << -1 << 4 << 2 << QByteArray("client identifier or secret");
+            << "fetch" << json(R"({"path": "/o/oauth2/token", "status": 400, "count": -1})") << 4
+            << 2 << client;
     QTest::newRow("client refused")
-            << 401 << -1 << 4 << 1 << QByteArray("client identifier or secret");
+            << "fetch" << json(R"({"path": "/o/oauth2/token", "status": 401, "count": -1})") << 4
+            << 1 << client;
 }
 
-void TestGdappCli::refusedTokenRequests()
+void TestGdappCli::failedLoginKeepsTheSignIn()
 {
-    QFETCH(int, status);
-    QFETCH(int, count);
+    QFETCH(QString, consent);
+    QFETCH(QJsonObject, fault);
     QFETCH(QByteArray, saying);
 
     QCOMPARE(gdapp(QStringLiteral("ls")).exitCode, 0);
     const QByteArray signIn = GdappRunner::storedRefreshToken(m_config.path());
-    m_emulator.addFault({ { QStringLiteral("path"), QStringLiteral("/o/oauth2/token") },
-                          { QStringLiteral("status"), status },
-                          { QStringLiteral("count"), count } });
+    QVERIFY(!signIn.isEmpty());
+    QTcpServer other;
+    if (fault.isEmpty())
+        QVERIFY(other.listen(QHostAddress::LocalHost, 5479));
+    else
+        m_emulator.addFault(fault);
     const int mark = m_emulator.nextRequest();
-    const Run run = gdapp(QStringLiteral("login"));
+    const Run run = gdapp(QStringLiteral("--consent %1 login").arg(consent));
     QTEST(run.exitCode, "exitCode");
     QVERIFY2(run.err.contains(saying), run.err.constData());
     QTEST(requestsTo(QStringLiteral("/o/oauth2/token"), mark), "tokenRequests");
-    // A login that fails costs nothing: the sign-in stored before stays.
     if (run.exitCode != 0)
         QCOMPARE(GdappRunner::storedRefreshToken(m_config.path()), signIn);
 }
@@ -741,7 +672,7 @@ void TestGdappCli::getIntoWhatIsNotARegularFile()
     const Run run = gdapp(QStringLiteral("get gdapp:/x.txt ") + target);
     QCOMPARE(run.exitCode, 1);
     QVERIFY2(run.err.endsWith(says), run.err.constData());
-    QCOMPARE(int(fileType(target)), type);
+    QCOMPARE(int(modeOf(target) & S_IFMT), type);
     QCOMPARE(QDir(folder.path())
                      .entryList(QDir::AllEntries | QDir::System | QDir::Hidden
                                 | QDir::NoDotAndDotDot),
