@@ -18,7 +18,6 @@
 #include <QtTest>
 
 #include <sys/stat.h>
-#include <sys/sysmacros.h>
 #include <unistd.h>
 
 namespace {
@@ -63,7 +62,6 @@ private slots:
     void pluginTextsInTheUsersLanguage();
     void urlsAsTypedAndAsPrinted_data();
     void urlsAsTypedAndAsPrinted();
-    void getIntoWhatIsNotARegularFile_data();
     void getIntoWhatIsNotARegularFile();
     void standardOutputThatTakesNothing_data();
     void standardOutputThatTakesNothing();
@@ -538,6 +536,7 @@ void TestGdappCli::failedLoginKeepsTheSignIn()
     const Run run = gdapp(QStringLiteral("--consent %1 login").arg(consent));
     QTEST(run.exitCode, "exitCode");
     QVERIFY2(run.err.contains(saying), run.err.constData());
+    QCOMPARE(run.err.contains("Open this address"), !fault.isEmpty()); // none that cannot work
     QTEST(requestsTo(QStringLiteral("/o/oauth2/token"), mark), "tokenRequests");
     if (run.exitCode != 0)
         QCOMPARE(GdappRunner::storedRefreshToken(m_config.path()), signIn);
@@ -639,40 +638,20 @@ void TestGdappCli::urlsAsTypedAndAsPrinted()
     QCOMPARE(again.out, stat.out);
 }
 
-void TestGdappCli::getIntoWhatIsNotARegularFile_data()
-{
-    QTest::addColumn<int>("type");
-    QTest::addColumn<QByteArray>("says");
-
-    QTest::newRow("a full device")
-            << int(S_IFCHR) << QByteArray("target: No space left on device\n");
-    QTest::newRow("a socket") << int(S_IFSOCK) << QByteArray("target: No such device or address\n");
-}
-
-// Written directly, as cp does: renaming over it would replace the node itself.
+// Written directly, as cp does: renaming over a socket, a FIFO or a device would replace the node
+// itself.
 void TestGdappCli::getIntoWhatIsNotARegularFile()
 {
-    QFETCH(int, type);
-    QFETCH(QByteArray, says);
-
     m_emulator.seedFile(QStringLiteral("/x.txt"), "remote content\n");
     QTemporaryDir folder(m_work.filePath(QStringLiteral("nodes-XXXXXX")));
     const QString target = folder.filePath(QStringLiteral("target"));
-    const QByteArray name = QFile::encodeName(target);
     QLocalServer socket;
-    if (type == S_IFCHR) {
-        // The machine's own /dev/full is not to be put at risk: a node of its own.
-        if (::mknod(name.constData(), S_IFCHR | 0666, makedev(1, 7)) != 0
-            || ::access(name.constData(), W_OK) != 0)
-            QSKIP("no device node can be made and written here (not root, or a nodev mount)");
-    } else {
-        QVERIFY(socket.listen(target));
-    }
+    QVERIFY(socket.listen(target));
 
     const Run run = gdapp(QStringLiteral("get gdapp:/x.txt ") + target);
     QCOMPARE(run.exitCode, 1);
-    QVERIFY2(run.err.endsWith(says), run.err.constData());
-    QCOMPARE(int(modeOf(target) & S_IFMT), type);
+    QVERIFY2(run.err.endsWith("target: No such device or address\n"), run.err.constData());
+    QCOMPARE(modeOf(target) & S_IFMT, mode_t(S_IFSOCK));
     QCOMPARE(QDir(folder.path())
                      .entryList(QDir::AllEntries | QDir::System | QDir::Hidden
                                 | QDir::NoDotAndDotDot),
