@@ -37,9 +37,9 @@ private slots:
     void throttledUploadReportsProgressAsItGoes();
 
 private:
-    void addFaultsOn(const QString &path, const QString &query, QJsonObject rule);
-    // Puts the fault on the requests that the operation makes of the remote file.
-    void addFaultFor(const QString &operation, const QString &id, const QJsonObject &fault);
+    // Puts the fault on the requests that the operation (gdapp's command) makes of the remote
+    // file: the download of its content, any upload, or its removal.
+    void addFaultFor(const QString &operation, const QString &id, QJsonObject fault);
     QString local(const QString &name) const { return QDir(m_work.path()).filePath(name); }
 
     AuthorisedDrive m_drive;
@@ -65,26 +65,19 @@ void TestFaultInjection::init()
     m_drive.reset();
 }
 
-void TestFaultInjection::addFaultsOn(const QString &path, const QString &query, QJsonObject rule)
+void TestFaultInjection::addFaultFor(const QString &operation, const QString &id, QJsonObject fault)
 {
-    rule.insert(QStringLiteral("path"), path);
-    if (!query.isEmpty())
-        rule.insert(QStringLiteral("query"), query);
-    m_emulator.addFault(rule);
-}
-
-void TestFaultInjection::addFaultFor(const QString &operation, const QString &id,
-                                     const QJsonObject &fault)
-{
+    const QString entry = QStringLiteral("/drive/v3/files/") + id;
     if (operation == QLatin1String("get")) {
-        addFaultsOn(QStringLiteral("/drive/v3/files/") + id, QStringLiteral("alt=media"), fault);
+        fault.insert(QStringLiteral("path"), entry);
+        fault.insert(QStringLiteral("query"), QStringLiteral("alt=media"));
     } else if (operation == QLatin1String("put")) {
-        addFaultsOn(QStringLiteral("/upload/*"), QString(), fault);
+        fault.insert(QStringLiteral("path"), QStringLiteral("/upload/*"));
     } else {
-        QJsonObject removal = fault;
-        removal.insert(QStringLiteral("method"), QStringLiteral("DELETE"));
-        addFaultsOn(QStringLiteral("/drive/v3/files/") + id, QString(), removal);
+        fault.insert(QStringLiteral("path"), entry);
+        fault.insert(QStringLiteral("method"), QStringLiteral("DELETE"));
     }
+    m_emulator.addFault(fault);
 }
 
 void TestFaultInjection::faultToError_data()
@@ -232,8 +225,7 @@ void TestFaultInjection::faultToError()
 void TestFaultInjection::slowAndChunkedAnswersAreReadWhole()
 {
     const QString id = idOf(m_emulator.seedFile(QStringLiteral("/docs/a.txt"), Remote));
-    addFaultsOn(QStringLiteral("/drive/v3/files/") + id, QStringLiteral("alt=media"),
-                json(R"({"action": "chunked", "delayMs": 2000})"));
+    addFaultFor(QStringLiteral("get"), id, json(R"({"action": "chunked", "delayMs": 2000})"));
     m_emulator.addFault(json(R"({"action": "chunked", "count": -1})"));
     ProbedFile file(m_drive.flow(), QStringLiteral("gdapp:/docs/a.txt"));
     QVERIFY(file.open(QIODevice::ReadOnly));
@@ -261,7 +253,7 @@ void TestFaultInjection::throttledUploadReportsProgressAsItGoes()
     ProbedFile file(m_drive.flow(), QStringLiteral("gdapp:/f.bin"));
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.write(large);
-    addFaultsOn(QStringLiteral("/upload/*"), QString(),
+    addFaultFor(QStringLiteral("put"), id,
                 json(R"({"action": "throttle", "bytesPerSecond": 2000000})"));
 
     QList<int> seen;
