@@ -4,7 +4,6 @@
 
 #include "cloudcodes.h"
 #include "cloudfileerror.h"
-#include "memorycloudfile.h"
 
 #include <QNetworkReply>
 #include <QtTest>
@@ -120,14 +119,12 @@ void TestCloudFileError::mapping()
     QFETCH(QString, text);
     QFETCH(Exchange, exchange);
 
-    MemoryCloudFile file(QSharedPointer<MemoryStore>::create(), QUrl(QStringLiteral("mem:/a")));
-    file.setError(code, text);
     ExchangeFailure failure;
     if (exchange.error != QNetworkReply::NoError) {
         const FinishedReply reply(exchange.error, exchange.text, exchange.status, exchange.reason);
         failure = ExchangeFailure(reply, 0);
     }
-    const CloudFileError error(file, failure);
+    const CloudFileError error(code, text, failure);
     QTEST(error.isNotFound(), "notFound");
     QTEST(error.exitCode(), "exitCode");
     QTEST(error.httpStatus(), "httpStatus");
