@@ -9,8 +9,6 @@
 #include "oauthgoogle.h"
 #include "testsettings.h"
 
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
 #include <QSettings>
 #include <QtTest>
 

@@ -74,11 +74,8 @@ QStringList TestSecrets::tokensSeen()
 
 QStringList TestSecrets::leaks(const QString &text, const QStringList &tokens)
 {
-    QStringList found;
-    for (const QString &token : tokens) {
-        if (text.contains(token))
-            found.append(token);
-    }
+    QStringList found = tokens;
+    found.removeIf([&text](const QString &token) { return !text.contains(token); });
     return found;
 }
 
