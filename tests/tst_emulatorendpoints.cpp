@@ -276,6 +276,8 @@ void TestEmulatorEndpoints::driveRows()
     row("delete: the folder itself", "DELETE /drive/v3/files/appDataFolder", 403,
         "error.errors.0.reason=insufficientFilePermissions");
 
+    row("copy: beside the source", "POST /drive/v3/files/{b}/copy?fields=name,parents", 200,
+        "name=Copy of b.txt; parents.0={docs}");
     row("copy: named, elsewhere",
         R"(POST /drive/v3/files/{b}/copy?fields=name,parents,md5Checksum {"name": "c", "parents": ["appDataFolder"]})",
         200, "name=c; parents.0=appDataFolder; md5Checksum=92eb5ffee6ae2fec3ad71c777531578f");
@@ -349,8 +351,12 @@ void TestEmulatorEndpoints::driveRows()
     row("control: seed",
         R"(POST /_emulator/files {"path": "/n/c", "text": "t", "trashed": true, "size": 9, "md5Checksum": "0"})",
         200, "files.0.path=/n/c; files.0.trashed=true; files.0.size=9; files.0.md5Checksum=0");
+    row("fault: chunked", appData, 200, "@Transfer-Encoding=chunked; @Content-Length=",
+        { R"(POST /_emulator/faults {"action": "chunked"})" });
     row("control: seed refused", R"(POST /_emulator/files {"path": ""})", 400);
     row("control: no content", "GET /_emulator/files/nope/content", 404);
+    row("control: no requests", "GET /_emulator/requests", 200,
+        "requests=", { "GET /drive/v3/files", "DELETE /_emulator/requests" });
     row("control: a request's body", "GET /_emulator/requests/{next}/body", 200, "#={}",
         { "GET /_emulator/requests?since=0", "PATCH /drive/v3/files/{a} {}" });
     row("control: faults", "GET /_emulator/faults", 200, "faults.*.status=503; faults.*.count=-1",
