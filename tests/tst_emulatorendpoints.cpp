@@ -426,6 +426,8 @@ void TestEmulatorEndpoints::oauthRows()
     row("token: another verifier",
         with(Token, "{code}", "{pkce}") + "&code_verifier=" + Verifier.toUpper(), 400,
         "error=invalid_grant; error_description=Invalid code verifier.");
+    row("token: no verifier", with(Token, "{code}", "{pkce}"), 400,
+        "error=invalid_grant; error_description=Missing code verifier.");
     row("token: a plain verifier", with(Token, "{code}", "{plain}") + "&code_verifier=" + Verifier,
         200, "token_type=Bearer");
 
