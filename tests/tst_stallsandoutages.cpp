@@ -5,6 +5,7 @@
 #include "emulatorprocess.h"
 #include "gdapprunner.h"
 #include "loggedrequest.h"
+#include "o2settingsstore.h"
 
 #include <QCryptographicHash>
 #include <QElapsedTimer>
@@ -45,6 +46,8 @@ private slots:
 
 private:
     Run gdapp(const QStringList &arguments) const;
+    // The stored refresh token, deciphered: a refresh stores it again, enciphered anew.
+    QString signIn() const;
     QStringList localFiles() const;
     int consentsSince(int mark);
     bool startEmulator(quint16 port = 0);
@@ -93,6 +96,14 @@ QStringList TestStallsAndOutages::localFiles() const
     return QDir(m_work.path()).entryList(QDir::Files | QDir::Hidden);
 }
 
+QString TestStallsAndOutages::signIn() const
+{
+    auto *settings = new QSettings(m_config.filePath(QStringLiteral("Tarnwick/gdapp.conf")),
+                                   QSettings::IniFormat);
+    return O2SettingsStore(settings, QStringLiteral("K72R31D48P06"), nullptr)
+            .value(QStringLiteral("gdapp/refreshtoken"), QString());
+}
+
 int TestStallsAndOutages::consentsSince(int mark)
 {
     int count = 0;
@@ -109,35 +120,38 @@ void TestStallsAndOutages::failuresEndTheCommand_data()
     QTest::addColumn<QString>("says");
     // Whether the service had the whole request, and may have done what it asked.
     QTest::addColumn<bool>("mayHaveStored");
+    QTest::addColumn<bool>("signInKept");
 
     const QString service = QStringLiteral("no answer from the service in %1 s").arg(Timeout);
     const QStringList ls { QStringLiteral("ls") };
     QTest::newRow("stalled listing")
             << stalled(R"({"method": "GET", "path": "/drive/v3/files"})")
-            << QStringList { "ls", "gdapp:/docs" } << 5 << service << false;
+            << QStringList { "ls", "gdapp:/docs" } << 5 << service << false << true;
     QTest::newRow("stalled download")
             << stalled(R"({"path": "/drive/v3/files/*", "query": "alt=media"})")
-            << QStringList { "get", "gdapp:/docs/a.txt", "a.txt" } << 5 << service << false;
+            << QStringList { "get", "gdapp:/docs/a.txt", "a.txt" } << 5 << service << false << true;
     QTest::newRow("stalled answer to an upload")
             << stalled(R"({"path": "/upload/drive/v3/files*"})")
-            << QStringList { "put", "local.txt", "gdapp:/docs/a.txt" } << 5 << service << true;
+            << QStringList { "put", "local.txt", "gdapp:/docs/a.txt" } << 5 << service << true
+            << true;
     QTest::newRow("stalled token refresh")
             << stalled(R"({"path": "/o/oauth2/token"})") << ls << 5
-            << QStringLiteral("no answer from the sign-in service in %1 s").arg(Timeout) << false;
+            << QStringLiteral("no answer from the sign-in service in %1 s").arg(Timeout) << false
+            << true;
     QTest::newRow("sign-in service unavailable")
             << json(R"({"path": "/o/oauth2/token", "status": 503})") << ls << 5
-            << "the sign-in service failed: 503 Service Unavailable" << false;
+            << "the sign-in service failed: 503 Service Unavailable" << false << true;
     QTest::newRow("no answer at all")
             << json(R"({"path": "/o/oauth2/token", "action": "drop", "count": -1})") << ls << 5
-            << "cannot reach the sign-in service" << false;
-    // The service refused the stored sign-in: a new consent is given (here by the emulator
-    // itself).
+            << "cannot reach the sign-in service" << false << true;
+    // The service refused the stored sign-in: a new consent replaces it (given here by the
+    // emulator itself).
     QTest::newRow("refresh refused") << json(R"({"path": "/o/oauth2/token", "status": 400})") << ls
-                                     << 0 << "Authorisation needed" << false;
+                                     << 0 << "Authorisation needed" << false << false;
 }
 
-// Each failure ends the command with what failed, makes no local file, and keeps the sign-in:
-// the next command, with the service back, needs no consent.
+// Each failure ends the command with what failed, makes no local file, and keeps the sign-in as
+// it was; with the service back, the next command needs no consent.
 void TestStallsAndOutages::failuresEndTheCommand()
 {
     QFETCH(QJsonObject, fault);
@@ -145,12 +159,15 @@ void TestStallsAndOutages::failuresEndTheCommand()
     QFETCH(int, exitCode);
     QFETCH(QString, says);
     QFETCH(bool, mayHaveStored);
+    QFETCH(bool, signInKept);
 
     m_emulator.seedFile(QStringLiteral("/docs/a.txt"), "remote");
     QFile local(QDir(m_work.path()).filePath(QStringLiteral("local.txt")));
     QVERIFY(local.open(QIODevice::WriteOnly) && local.write("local") == 5);
     local.close();
     m_emulator.addFault(fault);
+    const QString before = signIn();
+    QVERIFY(!before.isEmpty());
 
     const Run run =
             gdapp(QStringList { QStringLiteral("--timeout"), QString::number(Timeout) } + command);
@@ -158,6 +175,7 @@ void TestStallsAndOutages::failuresEndTheCommand()
     QVERIFY2(run.err.contains("the service may have stored it") == mayHaveStored,
              run.err.constData());
     QCOMPARE(localFiles(), QStringList(QStringLiteral("local.txt")));
+    QCOMPARE(signIn() == before, signInKept);
 
     m_emulator.control("DELETE", QStringLiteral("faults"));
     const int mark = m_emulator.nextRequest();
