@@ -5,7 +5,6 @@
 #include "memorycloudfile.h"
 
 #include <QCryptographicHash>
-#include <QTimeZone>
 
 namespace {
 QString joinPath(const QString &folder, const QString &name)
@@ -42,9 +41,6 @@ MemoryObject::MemoryObject(const QString &path, const MemoryStore::Entry &entry)
     m_id = path;
     m_isFolder = entry.folder;
     m_bytes = quint64(entry.data.size());
-    m_contentType = entry.folder ? QStringLiteral("inode/directory")
-                                 : QStringLiteral("application/octet-stream");
-    m_lastModified = QDateTime(QDate(2021, 4, 13), QTime(7, 41, 40), QTimeZone::utc());
     m_etag = entry.folder
             ? QStringLiteral("folder:") + path
             : QString::fromLatin1(
@@ -102,13 +98,8 @@ bool MemoryCloudFile::remove(const CloudObject *object)
         setErrorString(QStringLiteral("cannot remove ") + path);
         return false;
     }
-    const QString prefix = joinPath(path, QString());
-    for (auto it = m_store->entries.begin(); it != m_store->entries.end();) {
-        if (it.key() == path || it.key().startsWith(prefix))
-            it = m_store->entries.erase(it);
-        else
-            ++it;
-    }
+    // What a removed folder held stays, out of every listing.
+    m_store->entries.remove(path);
     setErrorCode(0);
     return true;
 }

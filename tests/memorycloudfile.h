@@ -43,7 +43,6 @@ class MemoryObject : public CloudObject
 {
 public:
     MemoryObject(const QString &path, const MemoryStore::Entry &entry);
-    void setId(const QString &id) { m_id = id; }
 };
 
 // A cloud file over a MemoryStore, for exercising the device and the dialog without a network.

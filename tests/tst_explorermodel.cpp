@@ -29,29 +29,16 @@ public:
 };
 
 // The model tester's complaints, gathered rather than failing the test.
-class TesterComplaints
-{
-public:
-    TesterComplaints() : m_previous(qInstallMessageHandler(collect)) { s_current = this; }
-    ~TesterComplaints()
-    {
-        qInstallMessageHandler(m_previous);
-        s_current = nullptr;
-    }
-    QStringList complaints;
+QStringList g_complaints;
+QtMessageHandler g_previousHandler = nullptr;
 
-private:
-    static void collect(QtMsgType type, const QMessageLogContext &context, const QString &text)
-    {
-        if (QByteArray(context.category) == "qt.modeltest")
-            s_current->complaints.append(text);
-        else
-            s_current->m_previous(type, context, text);
-    }
-    static TesterComplaints *s_current;
-    QtMessageHandler m_previous;
-};
-TesterComplaints *TesterComplaints::s_current = nullptr;
+void collectComplaints(QtMsgType type, const QMessageLogContext &context, const QString &text)
+{
+    if (QByteArray(context.category) == "qt.modeltest")
+        g_complaints.append(text);
+    else
+        g_previousHandler(type, context, text);
+}
 } // namespace
 
 class TestExplorerModel : public QObject
@@ -61,13 +48,11 @@ class TestExplorerModel : public QObject
 private slots:
     void cleanup();
 
-    void displayAndUserRoles();
-    void decorationFollowsTheName();
+    void roles();
     void otherRolesAndIndexes();
     void bytesToHuman_data();
     void bytesToHuman();
     void updateSignals();
-    void replacedObjectsAreNotDeleted();
     void onlyTheDeliberateQuirksUpsetTheTester();
 };
 
@@ -77,12 +62,12 @@ void TestExplorerModel::cleanup()
     QCOMPARE(g_alive, 0);
 }
 
-void TestExplorerModel::displayAndUserRoles()
+void TestExplorerModel::roles()
 {
     QLocale::setDefault(QLocale::c());
     ExplorerModel model;
     auto *file = new Entry(QStringLiteral("a.txt"), false, 1536);
-    auto *folder = new Entry(QStringLiteral("docs"), true, 4096);
+    auto *folder = new Entry(QStringLiteral("pictures.png"), true, 4096);
     model.onUpdateObjects({ file, folder });
 
     QCOMPARE(model.rowCount(), 2);
@@ -92,28 +77,22 @@ void TestExplorerModel::displayAndUserRoles()
     // In the system's short format (the test runs with a French system locale), whatever the
     // default locale.
     QCOMPARE(model.data(model.index(0, 2)).toString(), QStringLiteral("13/04/2021 07:41"));
-    QCOMPARE(model.data(model.index(1, 0)).toString(), QStringLiteral("docs"));
+    QCOMPARE(model.data(model.index(1, 0)).toString(), QStringLiteral("pictures.png"));
     QVERIFY(!model.data(model.index(1, 1)).isValid()); // no size for a folder
 
+    // The name alone decides the icon, folders included; the other columns carry the object in
+    // its place.
+    QCOMPARE(model.data(model.index(1, 0), Qt::DecorationRole).metaType(),
+             QMetaType::fromType<QIcon>());
     for (int column = 0; column < 3; ++column) {
         const QVariant user = model.data(model.index(1, column), Qt::UserRole);
         QCOMPARE(user.metaType(), QMetaType::fromType<CloudObject *>());
         QCOMPARE(user.value<CloudObject *>(), folder);
+        if (column > 0)
+            QCOMPARE(model.data(model.index(1, column), Qt::DecorationRole), user);
     }
     QCOMPARE(model.getObject(0), file);
     QCOMPARE(model.getObject(model.index(1, 2)), folder);
-}
-
-void TestExplorerModel::decorationFollowsTheName()
-{
-    ExplorerModel model;
-    auto *folder = new Entry(QStringLiteral("pictures.png"), true);
-    model.onUpdateObjects({ folder });
-    QCOMPARE(model.data(model.index(0, 0), Qt::DecorationRole).metaType(),
-             QMetaType::fromType<QIcon>());
-    // The other columns carry the object there too.
-    QCOMPARE(model.data(model.index(0, 1), Qt::DecorationRole).value<CloudObject *>(), folder);
-    QCOMPARE(model.data(model.index(0, 2), Qt::DecorationRole).value<CloudObject *>(), folder);
 }
 
 void TestExplorerModel::otherRolesAndIndexes()
@@ -126,7 +105,6 @@ void TestExplorerModel::otherRolesAndIndexes()
     QVERIFY(!model.index(0, 3).isValid());
     QVERIFY(!model.index(-1, 0).isValid());
     QVERIFY(!model.parent(model.index(0, 0)).isValid());
-    QCOMPARE(model.index(0, 2).internalPointer(), nullptr);
     // A flat model that still counts rows under a valid index, unguarded.
     QCOMPARE(model.rowCount(model.index(0, 0)), 1);
     QVERIFY(model.hasChildren(model.index(0, 0)));
@@ -140,16 +118,12 @@ void TestExplorerModel::bytesToHuman_data()
 
     const QLocale c = QLocale::c();
     const QLocale french(QLocale::French, QLocale::France);
-    QTest::newRow("0") << c << 0.0 << "0.00 Octets";
-    QTest::newRow("512") << c << 512.0 << "512.00 Octets";
     QTest::newRow("512, French") << french << 512.0 << "512,00 Octets";
     QTest::newRow("1023") << c << 1023.0 << "1023.00 Octets";
     QTest::newRow("1024") << c << 1024.0 << "1.00 kB";
     QTest::newRow("1536") << c << 1536.0 << "1.50 kB";
     QTest::newRow("1536, French") << french << 1536.0 << "1,50 kB";
     QTest::newRow("1048575 rounds after the unit is chosen") << c << 1048575.0 << "1024.00 kB";
-    QTest::newRow("1048576") << c << 1048576.0 << "1.00 MB";
-    QTest::newRow("1 TiB") << c << std::ldexp(1.0, 40) << "1.00 TB";
     QTest::newRow("1 YiB") << c << std::ldexp(1.0, 80) << "1.00 YB";
     QTest::newRow("1024 YiB") << c << std::ldexp(1.0, 90) << "1.00 Inconnu";
     QTest::newRow("beyond") << c << std::ldexp(1.0, 100) << "1024.00 Inconnu";
@@ -163,61 +137,36 @@ void TestExplorerModel::bytesToHuman()
     QTEST(ExplorerModel().bytesToHuman(bytes), "text");
 }
 
+// Every listing reports the whole model changed, an empty one too, down to row -1; the ranges
+// of the rows' own signals are the model tester's to check.
 void TestExplorerModel::updateSignals()
 {
     ExplorerModel model;
-    QSignalSpy removed(&model, &QAbstractItemModel::rowsRemoved);
-    QSignalSpy inserted(&model, &QAbstractItemModel::rowsInserted);
     QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
-
-    // An empty listing into an empty model: only the change.
-    model.onUpdateObjects({});
-    QCOMPARE(removed.count(), 0);
-    QCOMPARE(inserted.count(), 0);
-    QCOMPARE(changed.count(), 1);
-
+    QSignalSpy inserted(&model, &QAbstractItemModel::rowsInserted);
     QList<CloudObject *> first { new Entry(QStringLiteral("a"), false),
                                  new Entry(QStringLiteral("b"), false) };
     model.onUpdateObjects(first);
-    QCOMPARE(removed.count(), 0);
-    QCOMPARE(inserted.count(), 1);
-    QCOMPARE(inserted.last().at(1).toInt(), 0);
-    QCOMPARE(inserted.last().at(2).toInt(), 1);
-    QCOMPARE(changed.count(), 2);
+    QCOMPARE(changed.count(), 1);
+    QCOMPARE(changed.last().at(0).value<QModelIndex>(), model.index(0, 0));
     QCOMPARE(changed.last().at(1).value<QModelIndex>(), model.index(1, 2));
     QVERIFY(changed.last().at(2).value<QList<int>>().isEmpty());
 
-    // Emptied: rows removed, and the change still reported, down to row -1.
     model.onUpdateObjects({});
-    QCOMPARE(removed.count(), 1);
-    QCOMPARE(removed.last().at(2).toInt(), 1);
-    QCOMPARE(changed.count(), 3);
-    const QModelIndex topLeft = changed.last().at(0).value<QModelIndex>();
+    QCOMPARE(inserted.count(), 1); // none for the empty listing
+    QCOMPARE(changed.count(), 2);
     const QModelIndex bottomRight = changed.last().at(1).value<QModelIndex>();
-    QCOMPARE(topLeft.row(), 0);
+    QCOMPARE(changed.last().at(0).value<QModelIndex>().row(), 0);
     QCOMPARE(bottomRight.row(), -1);
     QVERIFY(!bottomRight.isValid());
-    qDeleteAll(first);
-}
-
-void TestExplorerModel::replacedObjectsAreNotDeleted()
-{
-    QList<CloudObject *> first { new Entry(QStringLiteral("a"), false) };
-    {
-        ExplorerModel model;
-        model.onUpdateObjects(first);
-        model.onUpdateObjects(
-                { new Entry(QStringLiteral("b"), false), new Entry(QStringLiteral("c"), true) });
-        QCOMPARE(g_alive, 3);
-    }
-    // The model deleted what it held at the end, not what it had replaced.
-    QCOMPARE(g_alive, 1);
+    // The listing replaced is its maker's to delete; the last one goes with the model (cleanup()).
+    QCOMPARE(g_alive, 2);
     qDeleteAll(first);
 }
 
 void TestExplorerModel::onlyTheDeliberateQuirksUpsetTheTester()
 {
-    TesterComplaints complaints;
+    g_previousHandler = qInstallMessageHandler(collectComplaints);
     ExplorerModel model;
     QAbstractItemModelTester tester(&model,
                                     QAbstractItemModelTester::FailureReportingMode::Warning);
@@ -229,13 +178,14 @@ void TestExplorerModel::onlyTheDeliberateQuirksUpsetTheTester()
     model.onUpdateObjects({});
     qDeleteAll(listed);
     qDeleteAll(relisted);
+    qInstallMessageHandler(g_previousHandler);
 
     // Rows of a flat model that report children, and the empty listing's invalid corner:
     // both deliberate. Nothing else may come up.
-    QVERIFY(!complaints.complaints.isEmpty());
-    for (const QString &complaint : complaints.complaints) {
-        QVERIFY2(complaint.contains(QLatin1String("parent"))
-                         || complaint.contains(QLatin1String("bottomRight")),
+    QVERIFY(!g_complaints.isEmpty());
+    for (const QString &complaint : std::as_const(g_complaints)) {
+        QVERIFY2(complaint.contains(QLatin1String("(model->parent(childIndex))"))
+                         || complaint.contains(QLatin1String("bottomRight.isValid()")),
                  qPrintable(complaint));
     }
 }

@@ -29,7 +29,6 @@ class TestFaultInjection : public QObject
 
 private slots:
     void initTestCase();
-    void cleanupTestCase();
     void init();
 
     void faultToError_data();
@@ -38,9 +37,9 @@ private slots:
     void throttledUploadReportsProgressAsItGoes();
 
 private:
-    void addFaultsOn(const QString &path, const QString &query, QJsonObject rule);
-    // Puts the fault on the requests that the operation makes of the remote file.
-    void addFaultFor(const QString &operation, const QString &id, const QJsonObject &fault);
+    // Puts the fault on the requests that the operation (gdapp's command) makes of the remote
+    // file: the download of its content, any upload, or its removal.
+    void addFaultFor(const QString &operation, const QString &id, QJsonObject fault);
     QString local(const QString &name) const { return QDir(m_work.path()).filePath(name); }
 
     AuthorisedDrive m_drive;
@@ -61,36 +60,24 @@ void TestFaultInjection::initTestCase()
     QVERIFY(m_drive.authorise());
 }
 
-void TestFaultInjection::cleanupTestCase()
-{
-    m_drive.stop();
-}
-
 void TestFaultInjection::init()
 {
     m_drive.reset();
 }
 
-void TestFaultInjection::addFaultsOn(const QString &path, const QString &query, QJsonObject rule)
+void TestFaultInjection::addFaultFor(const QString &operation, const QString &id, QJsonObject fault)
 {
-    rule.insert(QStringLiteral("path"), path);
-    if (!query.isEmpty())
-        rule.insert(QStringLiteral("query"), query);
-    m_emulator.addFault(rule);
-}
-
-void TestFaultInjection::addFaultFor(const QString &operation, const QString &id,
-                                     const QJsonObject &fault)
-{
+    const QString entry = QStringLiteral("/drive/v3/files/") + id;
     if (operation == QLatin1String("get")) {
-        addFaultsOn(QStringLiteral("/drive/v3/files/") + id, QStringLiteral("alt=media"), fault);
+        fault.insert(QStringLiteral("path"), entry);
+        fault.insert(QStringLiteral("query"), QStringLiteral("alt=media"));
     } else if (operation == QLatin1String("put")) {
-        addFaultsOn(QStringLiteral("/upload/*"), QString(), fault);
+        fault.insert(QStringLiteral("path"), QStringLiteral("/upload/*"));
     } else {
-        QJsonObject removal = fault;
-        removal.insert(QStringLiteral("method"), QStringLiteral("DELETE"));
-        addFaultsOn(QStringLiteral("/drive/v3/files/") + id, QString(), removal);
+        fault.insert(QStringLiteral("path"), entry);
+        fault.insert(QStringLiteral("method"), QStringLiteral("DELETE"));
     }
+    m_emulator.addFault(fault);
 }
 
 void TestFaultInjection::faultToError_data()
@@ -238,8 +225,7 @@ void TestFaultInjection::faultToError()
 void TestFaultInjection::slowAndChunkedAnswersAreReadWhole()
 {
     const QString id = idOf(m_emulator.seedFile(QStringLiteral("/docs/a.txt"), Remote));
-    addFaultsOn(QStringLiteral("/drive/v3/files/") + id, QStringLiteral("alt=media"),
-                json(R"({"action": "chunked", "delayMs": 2000})"));
+    addFaultFor(QStringLiteral("get"), id, json(R"({"action": "chunked", "delayMs": 2000})"));
     m_emulator.addFault(json(R"({"action": "chunked", "count": -1})"));
     ProbedFile file(m_drive.flow(), QStringLiteral("gdapp:/docs/a.txt"));
     QVERIFY(file.open(QIODevice::ReadOnly));
@@ -253,7 +239,6 @@ void TestFaultInjection::slowAndChunkedAnswersAreReadWhole()
     QCOMPARE(listed.size(), 1);
     QCOMPARE(listed.first()->fileName(), QStringLiteral("docs"));
     qDeleteAll(listed);
-    QVERIFY(m_emulator.requests().last().toObject().value(QStringLiteral("status")).toInt() == 200);
 }
 
 // A service that takes the body slowly: the file reports how far the upload is while it goes,
@@ -268,21 +253,16 @@ void TestFaultInjection::throttledUploadReportsProgressAsItGoes()
     ProbedFile file(m_drive.flow(), QStringLiteral("gdapp:/f.bin"));
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.write(large);
-    addFaultsOn(QStringLiteral("/upload/*"), QString(),
+    addFaultFor(QStringLiteral("put"), id,
                 json(R"({"action": "throttle", "bytesPerSecond": 2000000})"));
 
     QList<int> seen;
-    QString shown; // for the failure message
-    connect(&file, &CloudFile::progress, this, [&seen, &shown](int percent) {
-        seen.append(percent);
-        shown += QLatin1Char(' ') + QString::number(percent);
-    });
+    connect(&file, &CloudFile::progress, this, [&seen](int percent) { seen.append(percent); });
     QVERIFY(file.flush());
     QCOMPARE(m_emulator.content(id), large);
-    QVERIFY2(std::any_of(seen.cbegin(), seen.cend(),
-                         [](int percent) { return percent > 0 && percent < 100; }),
-             qPrintable(shown));
-    QVERIFY2(std::is_sorted(seen.cbegin(), seen.cend()), qPrintable(shown));
+    QVERIFY(std::any_of(seen.cbegin(), seen.cend(),
+                        [](int percent) { return percent > 0 && percent < 100; }));
+    QVERIFY(std::is_sorted(seen.cbegin(), seen.cend()));
     QCOMPARE(seen.last(), 100);
 }
 

@@ -8,46 +8,34 @@
 
 #include <QCryptographicHash>
 #include <QLibraryInfo>
+#include <QLocalServer>
 #include <QNetworkInterface>
 #include <QSettings>
 #include <QStandardPaths>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTemporaryDir>
-#include <QLocalServer>
 #include <QtTest>
 
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/sysmacros.h>
 #include <unistd.h>
 
 namespace {
 using Run = GdappRunner::Run;
 
-QByteArray md5(const QByteArray &data)
-{
-    return QCryptographicHash::hash(data, QCryptographicHash::Md5).toHex();
-}
-
-// The type of what is at path, as lstat(2) tells it.
-mode_t fileType(const QString &path)
+// The type and permissions of what is at path, as lstat(2) tells them.
+mode_t modeOf(const QString &path)
 {
     struct stat status;
-    return ::lstat(QFile::encodeName(path).constData(), &status) == 0 ? status.st_mode & S_IFMT : 0;
+    return ::lstat(QFile::encodeName(path).constData(), &status) == 0 ? status.st_mode : 0;
 }
-
-// One command of a session: what the user types, and the exit status and words that follow.
-struct Step
-{
-    const char *line;
-    int exitCode;
-    const char *says = "";
-};
 } // namespace
 
 // gdapp, the command-line host, run as a user runs it, against the emulator. Commands are
-// written as a user types them; they run in a scratch folder of their own.
+// written as a user types them; they run in a scratch folder of their own. What any sequence of
+// file commands does to the service and to local files is checked against a model by
+// tests/model/gdapp_model.py; here, what it cannot see: texts, the sign-in, the terminal, the
+// service failing half-way.
 class TestGdappCli : public QObject
 {
     Q_OBJECT
@@ -56,74 +44,54 @@ private slots:
     void initTestCase();
     void init();
 
-    void helpForEveryCommand_data();
-    void helpForEveryCommand();
-    void exitStatusesAsTheManualLists();
-    void usageErrors_data();
-    void usageErrors();
-    void session();
-    void listingAndStat();
-    void transfersThroughStandardStreams();
-    void notFound_data();
-    void notFound();
-    void notAuthorisedWithoutAnswer();
-    void logoutThenFreshConsent();
-    void pluginLookup();
-    void progressOnlyOnATerminal();
-    void chooserNeedsADisplay();
+    void helpAgreesWithItselfAndTheManual();
     void refusedBeforeAnyChange_data();
     void refusedBeforeAnyChange();
-    void serviceErrorsNameTheHttpStatus_data();
-    void serviceErrorsNameTheHttpStatus();
+    void listingAndStat();
+    void consentThatNeedsAPerson();
+    void progressOnlyOnATerminal();
     void mvOntoAFileLosesNothing_data();
     void mvOntoAFileLosesNothing();
     void newFileNearTheSizeLimit_data();
     void newFileNearTheSizeLimit();
-    void malformedServiceUrl_data();
-    void malformedServiceUrl();
-    void settingsAreForTheOwnerOnly();
-    void loopbackPortTaken_data();
-    void loopbackPortTaken();
-    void refusedTokenRequests_data();
-    void refusedTokenRequests();
+    void signInKeptPrivateUntilLogout();
+    void failedLoginKeepsTheSignIn_data();
+    void failedLoginKeepsTheSignIn();
     void listenerAnswersOnLoopbackOnly();
     void pluginTextsInTheUsersLanguage_data();
     void pluginTextsInTheUsersLanguage();
-
     void urlsAsTypedAndAsPrinted_data();
     void urlsAsTypedAndAsPrinted();
-    void getIntoWhatIsNotARegularFile_data();
     void getIntoWhatIsNotARegularFile();
     void standardOutputThatTakesNothing_data();
     void standardOutputThatTakesNothing();
-    void fullDiskKeepsTheOldFile();
     void failingBrowserCommandIsTold_data();
     void failingBrowserCommandIsTold();
-    void settingsPathThatIsNotAFile_data();
-    void settingsPathThatIsNotAFile();
     void bashCompletion_data();
     void bashCompletion();
 
 private:
+    // variables ("NAME=value") change the environment for this command.
     Run gdapp(const QString &line, const QByteArray &input = QByteArray(),
-              const QProcessEnvironment &environment = QProcessEnvironment())
+              const QStringList &variables = QStringList()) const
     {
-        return m_gdapp.run(QProcess::splitCommand(line), input, environment);
+        const QProcessEnvironment environment = withVariables(variables);
+        return m_gdapp.run(QProcess::splitCommand(line), input, [&environment](QProcess &process) {
+            process.setProcessEnvironment(environment);
+        });
     }
-    void runSteps(std::initializer_list<Step> steps);
-    QProcessEnvironment environmentFor(const EmulatorProcess &emulator) const
-    {
-        return GdappRunner::environmentFor(emulator.url(), m_config.path());
-    }
+    QProcessEnvironment withVariables(const QStringList &variables) const;
     int requestsTo(const QString &path, int since);
     QString local(const QString &name) const { return QDir(m_work.path()).filePath(name); }
     void writeLocal(const QString &name, const QByteArray &content);
-    QByteArray readLocal(const QString &name) const;
-    QStringList remotePaths();
 
     EmulatorProcess m_emulator;
     QTemporaryDir m_config;
     QTemporaryDir m_work;
+    // Settings where gdapp has no sign-in, and where a folder stands in the settings file's way.
+    const QString m_noSignIn = QStringLiteral("XDG_CONFIG_HOME=") + local(QStringLiteral("none"));
+    const QString m_settingsFolder =
+            QStringLiteral("XDG_CONFIG_HOME=") + local(QStringLiteral("folder"));
     GdappRunner m_gdapp { QStringLiteral(GDAPP_PROGRAM) };
 };
 
@@ -131,26 +99,25 @@ void TestGdappCli::initTestCase()
 {
     QVERIFY(m_config.isValid() && m_work.isValid());
     QVERIFY(m_emulator.start({ QStringLiteral("--auto-approve") }));
-    m_gdapp.setEnvironment(environmentFor(m_emulator));
+    m_gdapp.setEnvironment(GdappRunner::environmentFor(m_emulator.url(), m_config.path()));
     m_gdapp.setWorkingDirectory(m_work.path());
+    QVERIFY(QDir().mkpath(local(QStringLiteral("folder/Tarnwick/gdapp.conf"))));
 }
 
 void TestGdappCli::init()
 {
     m_emulator.control("DELETE", QStringLiteral("files"));
     m_emulator.control("DELETE", QStringLiteral("faults"));
+    m_emulator.setSettings(json(R"({"autoApprove": true})"));
 }
 
-void TestGdappCli::runSteps(std::initializer_list<Step> steps)
+QProcessEnvironment TestGdappCli::withVariables(const QStringList &variables) const
 {
-    for (const Step &step : steps) {
-        const Run run = gdapp(QString::fromUtf8(step.line));
-        QVERIFY2(run.exitCode == step.exitCode && run.err.contains(step.says),
-                 qPrintable(QStringLiteral("%1: exit %2: %3")
-                                    .arg(QString::fromUtf8(step.line))
-                                    .arg(run.exitCode)
-                                    .arg(QString::fromUtf8(run.err))));
-    }
+    QProcessEnvironment environment = m_gdapp.environment();
+    for (const QString &variable : variables)
+        environment.insert(variable.section(QLatin1Char('='), 0, 0),
+                           variable.section(QLatin1Char('='), 1));
+    return environment;
 }
 
 int TestGdappCli::requestsTo(const QString &path, int since)
@@ -168,82 +135,28 @@ void TestGdappCli::writeLocal(const QString &name, const QByteArray &content)
     file.write(content);
 }
 
-QByteArray TestGdappCli::readLocal(const QString &name) const
-{
-    QFile file(local(name));
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<no such file>");
-}
-
-QStringList TestGdappCli::remotePaths()
-{
-    QStringList paths;
-    for (const QJsonValue &file : m_emulator.files())
-        paths.append(file.toObject().value(QStringLiteral("path")).toString());
-    paths.sort();
-    return paths;
-}
-
-// Each command's help shows its usage and lists what it takes, not the command itself.
-void TestGdappCli::helpForEveryCommand_data()
-{
-    QTest::addColumn<QString>("command");
-    QTest::addColumn<QString>("usage");
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<QString>("overview"); // its line in gdapp --help
-
-    const auto row = [](const char *usage, const QStringList &arguments, const char *overview) {
-        const QString command = QString::fromLatin1(usage).section(QLatin1Char(' '), 0, 0);
-        QTest::newRow(usage) << command << QString::fromLatin1(usage) << arguments
-                             << QString::fromLatin1(overview);
-    };
-    row("ls [URL]", { "URL" }, "ls [URL]");
-    row("stat URL", { "URL" }, "stat URL");
-    row("get URL [FILE|-]", { "URL", "FILE" }, "get URL [FILE|-]");
-    row("put FILE|- URL", { "FILE", "URL" }, "put FILE|- URL");
-    row("cp URL URL", { "SOURCE", "DESTINATION" }, "cp URL URL");
-    row("mv URL URL", { "SOURCE", "DESTINATION" }, "mv URL URL");
-    row("rm [-r] URL", { "URL" }, "rm [-r] URL");
-    row("mkdir [-p] URL", { "URL" }, "mkdir [-p] URL");
-    row("open-dialog [--filter F] [--caption T]", {}, "open-dialog [--filter F] [--caption T]");
-    row("save-dialog [--filter F] [--caption T]", {}, "save-dialog [--filter F] [--caption T]");
-    row("login", {}, "login");
-    row("logout", {}, "logout");
-}
-
-void TestGdappCli::helpForEveryCommand()
-{
-    QFETCH(QString, command);
-    QFETCH(QString, usage);
-    QFETCH(QStringList, arguments);
-    QFETCH(QString, overview);
-    const Run run = gdapp(command + QStringLiteral(" --help"));
-    QCOMPARE(run.exitCode, 0);
-    const QString out = QString::fromUtf8(run.out);
-    QVERIFY2(out.contains(QStringLiteral("[options] ") + usage + QLatin1Char('\n'))
-                     && out.contains(QLatin1String("--plugin")),
-             run.out.constData());
-    // Each argument's name begins a line; its description may go on over more.
-    QStringList listed;
-    const QRegularExpression name(QStringLiteral("^  (\\S+)"));
-    for (const QString &line : out.section(QStringLiteral("Arguments:\n"), 1).split('\n')) {
-        if (const QRegularExpressionMatch match = name.match(line); match.hasMatch())
-            listed.append(match.captured(1));
-    }
-    if (!arguments.isEmpty())
-        QCOMPARE(listed, arguments);
-    QVERIFY(gdapp(QStringLiteral("--help")).out.contains(overview.toUtf8()));
-}
-
-// The help's one line and the manual's EXIT STATUS section name the same statuses, in order.
-void TestGdappCli::exitStatusesAsTheManualLists()
+// gdapp --help lists each command as the command's own help shows it, and the exit statuses as
+// the manual's EXIT STATUS section does, in order.
+void TestGdappCli::helpAgreesWithItselfAndTheManual()
 {
     const QString help = QString::fromUtf8(gdapp(QStringLiteral("--help")).out);
+    const QStringList commands = help.section(QStringLiteral("Commands:\n"), 1)
+                                         .section(QStringLiteral("\n\n"), 0, 0)
+                                         .split(QLatin1Char('\n'));
+    QVERIFY2(commands.size() > 10, qPrintable(help));
+    for (const QString &command : commands) {
+        const QByteArray usage = command.trimmed().section(QStringLiteral("  "), 0, 0).toUtf8();
+        const Run own = gdapp(QString::fromUtf8(usage.split(' ').first()) + " --help");
+        QVERIFY2(own.exitCode == 0 && own.out.contains("[options] " + usage + '\n')
+                         && own.out.contains("--plugin"),
+                 qPrintable(command));
+    }
+
     const QString line = help.section(QStringLiteral("Exit status: "), 1).section('\n', 0, 0);
     QStringList inHelp;
     const QRegularExpression helpEntry(QStringLiteral("(?:^|, )(\\d+) "));
     for (auto it = helpEntry.globalMatch(line); it.hasNext();)
         inHelp += it.next().captured(1);
-
     QFile manual(QStringLiteral(GDAPP_MANUAL));
     QVERIFY(manual.open(QIODevice::ReadOnly | QIODevice::Text));
     const QString section = QString::fromUtf8(manual.readAll())
@@ -254,210 +167,163 @@ void TestGdappCli::exitStatusesAsTheManualLists()
                                          QRegularExpression::MultilineOption);
     for (auto it = manualEntry.globalMatch(section); it.hasNext();)
         inManual += it.next().captured(1);
-
     QVERIFY2(inHelp.size() > 1, qPrintable(line));
     QCOMPARE(inManual, inHelp);
 }
 
-void TestGdappCli::usageErrors_data()
+// A command line gdapp cannot take (status 2), or a command that would destroy or mangle what
+// is there, or cannot work here, fails saying why before any request that changes anything:
+// the plug-in's rename deletes a folder of the new name with its content, and an upload onto a
+// folder would send it content.
+void TestGdappCli::refusedBeforeAnyChange_data()
 {
     QTest::addColumn<QString>("line");
-    QTest::newRow("no command") << "";
-    QTest::newRow("unknown command") << "frobnicate";
-    QTest::newRow("not a gdapp URL") << "ls http://example.org/x";
-    QTest::newRow("URL with a host") << "stat gdapp://host/x";
-    QTest::newRow("missing argument") << "cp gdapp:/a";
-    QTest::newRow("too many arguments") << "rm gdapp:/a gdapp:/b";
-    QTest::newRow("unknown option") << "ls --frobnicate";
-    QTest::newRow("bad consent mode") << "ls --consent telepathy";
-    QTest::newRow("mv onto itself") << "mv gdapp:/a.txt gdapp:/a.txt";
-    QTest::newRow("mv across folders") << "mv gdapp:/a.txt gdapp:/b/a.txt";
-    QTest::newRow("cp across folders") << "cp gdapp:/a.txt gdapp:/b/a.txt";
-    QTest::newRow("rm of the top folder") << "rm -r gdapp:/";
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QByteArray>("saying");
+    QTest::addColumn<QStringList>("variables");
+    QTest::addColumn<QJsonObject>("fault");
+
+    const auto row = [](const char *name, const QString &line, int exitCode, const char *saying,
+                        const QStringList &variables = {}, const char *fault = "{}") {
+        QTest::newRow(name) << line << exitCode << QByteArray(saying) << variables << json(fault);
+    };
+    row("no command", "", 2, "--help");
+    row("unknown command", "frobnicate", 2, "--help");
+    row("missing argument", "cp gdapp:/a", 2, "--help");
+    row("too many arguments", "rm gdapp:/a gdapp:/b", 2, "--help");
+    row("unknown option", "ls --frobnicate", 2, "--help");
+    row("bad consent mode", "ls --consent telepathy", 2, "--help");
     // Read as 0, it would wait for ever.
-    QTest::newRow("a time-out that is no number") << "ls --timeout soon";
-    QTest::newRow("a negative time-out") << "ls --timeout -5";
-    QTest::newRow("--proxy with --no-proxy") << "ls --proxy http://proxy.example:3128 --no-proxy";
-    QTest::newRow("a proxy gdapp cannot use") << "ls --proxy https://proxy.example:3128";
-    // "mv a b/" keeps the name in b, here the source's own folder: onto itself.
-    QTest::newRow("mv into its own folder") << "mv gdapp:/T/b.txt gdapp:/T/";
-    QTest::newRow("cp into another folder") << "cp gdapp:/T/b.txt gdapp:/U/";
-    // Its own folder names the source itself, which "remove it first" would have lost.
-    QTest::newRow("cp into its own folder") << "cp gdapp:/T/b.txt gdapp:/T/";
-    QTest::newRow("a query in the URL") << "rm gdapp:/a?b.txt";
-    QTest::newRow("a fragment in the URL") << "rm gdapp:/a#b.txt";
-    QTest::newRow("a path without its slash") << "rm gdapp:a.txt";
+    row("a time-out that is no number", "ls --timeout soon", 2, "--help");
+    row("a negative time-out", "ls --timeout -5", 2, "--help");
+    row("--proxy with --no-proxy", "ls --proxy http://proxy.example:3128 --no-proxy", 2, "--help");
+    row("a proxy gdapp cannot use", "ls --proxy https://proxy.example:3128", 2, "--help");
+    row("rm of the top folder", "rm -r gdapp:/", 2, "--help");
+    // "mv a b/" keeps the name in b, here the source's own folder: onto itself; for cp, that
+    // names the source itself, which "remove it first" would have lost.
+    row("mv into its own folder", "mv gdapp:/T/b.txt gdapp:/T/", 2, "--help");
+    row("cp into its own folder", "cp gdapp:/T/b.txt gdapp:/T/", 2, "--help");
+
+    row("mv onto a folder", "mv gdapp:/a.txt gdapp:/Reports", 1, "is a folder");
+    row("cp of a folder", "cp gdapp:/Reports gdapp:/Reports2", 1,
+        "gdapp:/Reports is a folder: the service copies files only");
+    // The service matches names whatever their case: the plug-in would remove the source.
+    row("mv to another case of the name", "mv gdapp:/a.txt gdapp:/A.txt", 1, "gdapp:/a.txt itself");
+    row("rm of a folder without -r", "rm gdapp:/Reports", 1, "use -r");
+    row("mkdir without -p", "mkdir gdapp:/x/y", 3, "use -p");
+    row("remote file of 2 GiB", "get gdapp:/reported-huge.bin", 1, "2 GiB");
+    // Names that the plug-in's lookup could not find again; "a b.txt" is what "a+b.txt"
+    // would find.
+    row("+ in a name", "put in.txt gdapp:/a+b.txt", 1, R"(send "+" as a space)");
+    row("+ in a local name", "put a+b.txt gdapp:/Reports/", 1, R"(refused name "a+b.txt")");
+    // Its name is no name for a remote file, but it is a folder before anything else.
+    row("put of the current folder", "put . gdapp:/Reports/", 1,
+        ". is a folder: put uploads one file");
+
+    row("no display for the chooser", "open-dialog", 1, "the chooser needs a display");
+    row("no plug-in there", "ls --plugin /nonexistent/libgdrive.so", 1,
+        "no plug-in found; looked at:\n  /nonexistent/libgdrive.so\n");
+    row("no storage provider plug-in",
+        "ls --plugin " + QLibraryInfo::path(QLibraryInfo::PluginsPath)
+                + "/platforms/libqminimal.so",
+        1, "libqminimal.so is not a storage provider plug-in");
+    row("no plug-in where the environment says", "ls", 1, "looked at:\n  /elsewhere/libgdrive.so\n",
+        { "GDAPP_PLUGIN_PATH=/elsewhere/libgdrive.so" });
+    // A service address the plug-in would take as it stands is refused, naming the variable,
+    // rather than left to fail on the way with Qt's words.
+    row("no URL", "ls", 1, R"(gdapp: ls: GDAPP_DRIVE_URL is "notaurl")",
+        { "GDAPP_DRIVE_URL=notaurl" });
+    row("no web URL", "ls", 1, R"(gdapp: ls: GDAPP_DRIVE_URL is "ftp://127.0.0.1:21")",
+        { "GDAPP_DRIVE_URL=ftp://127.0.0.1:21" });
+    row("no host", "ls", 1, R"(gdapp: ls: GDAPP_OAUTH_URL is "http:/token")",
+        { "GDAPP_OAUTH_URL=http:/token" });
+    row("a query", "ls", 1, R"(gdapp: ls: GDAPP_OAUTH_URL is "http://127.0.0.1:1/?x=y")",
+        { "GDAPP_OAUTH_URL=http://127.0.0.1:1/?x=y" });
+    // Made private, a folder there would never hold the tokens.
+    const char *notAFile = "/folder/Tarnwick/gdapp.conf is not a file\n";
+    row("login, the settings a folder", "login", 1, notAFile, { m_settingsFolder });
+    row("ls, the settings a folder", "ls", 1, notAFile, { m_settingsFolder });
+    row("logout, the settings a folder", "logout", 1, notAFile, { m_settingsFolder });
+    row("--consent none without a sign-in", "--consent none ls", 4,
+        R"(not signed in: run "gdapp login")", { m_noSignIn });
+
+    // The plug-in's code is no HTTP status, whatever it looks like: 403 is its code for a path
+    // that did not resolve, whatever the service answered to the lookup.
+    row("a lookup refused", "ls gdapp:/x", 5,
+        "server replied: Internal Server Error (HTTP 500, plug-in error 403)\n", {},
+        R"({"path": "/drive/v3/files", "status": 500})");
+    row("a lookup's credentials refused", "ls gdapp:/x", 4,
+        "server replied: Unauthorized (HTTP 401, plug-in error 403)\n", {},
+        R"({"method": "GET", "path": "/drive/v3/files", "status": 401})");
 }
 
-void TestGdappCli::usageErrors()
+void TestGdappCli::refusedBeforeAnyChange()
 {
     QFETCH(QString, line);
-    const Run run = gdapp(line);
-    QCOMPARE(run.exitCode, 2);
-    QVERIFY2(run.err.startsWith("gdapp: ") && run.err.contains("--help"), run.err.constData());
+    QFETCH(QByteArray, saying);
+    QFETCH(QStringList, variables);
+    QFETCH(QJsonObject, fault);
+
+    m_emulator.seedFile(QStringLiteral("/a.txt"), "a");
+    m_emulator.seedFile(QStringLiteral("/a b.txt"), "a b");
+    m_emulator.seedFile(QStringLiteral("/Reports/r.txt"), "r");
+    m_emulator.seedFolder(QStringLiteral("/Reports/in.txt"));
+    m_emulator.seedFile(QStringLiteral("/reported-huge.bin"), "small",
+                        { { QStringLiteral("size"), 2147483648.0 } });
+    writeLocal(QStringLiteral("in.txt"), "local");
+    writeLocal(QStringLiteral("a+b.txt"), "local");
+    QCOMPARE(gdapp(QStringLiteral("ls")).exitCode, 0); // authorised, before the fault
+    if (!fault.isEmpty())
+        m_emulator.addFault(fault);
+    const QJsonArray before = m_emulator.files();
+    const int mark = m_emulator.nextRequest();
+
+    const Run run = gdapp(line, "piped", variables);
+    QTEST(run.exitCode, "exitCode");
+    QVERIFY2(run.err.startsWith("gdapp: ") && run.err.contains(saying), run.err.constData());
+    // Lookups only, and the token's refresh.
+    for (const LoggedRequest &request : LoggedRequest::list(m_emulator.requests(mark))) {
+        QVERIFY2((request.method() == QLatin1String("GET")
+                  && !request.target().contains(QLatin1String("alt=media")))
+                         || request.path().startsWith(QLatin1String("/o/")),
+                 qPrintable(request.method() + QLatin1Char(' ') + request.target()));
+    }
+    QCOMPARE(m_emulator.files(), before);
 }
 
-// A session as a user types it, the mistakes included.
-void TestGdappCli::session()
-{
-    const QByteArray content = QByteArray("Tarnwick document\n").repeated(100);
-    writeLocal(QStringLiteral("report.txt"), content);
-    QVERIFY(QDir(m_work.path()).mkpath(QStringLiteral("downloads")));
-    runSteps({
-            { "login", 0, "Authorised." },
-            { "mkdir gdapp:/docs", 0 },
-            { "put report.txt gdapp:/docs/", 0 },
-            { "put missing.txt gdapp:/docs/", 1, "missing.txt" },
-            { "get gdapp:/docs/report.txt back.txt", 0 },
-            { "get gdapp:/docs/report.txt downloads", 0 },
-            { "cp gdapp:/docs/report.txt gdapp:/docs/copy.txt", 0 },
-            { "cp gdapp:/docs/report.txt gdapp:/docs/copy.txt", 1, "exists already" },
-            { "mv gdapp:/docs/copy.txt gdapp:/docs/moved.txt", 0 },
-            { "cp gdapp:/docs/report.txt gdapp:/docs/other.txt", 0 },
-            { "mv gdapp:/docs/other.txt gdapp:/docs/moved.txt", 0 }, // replaces it
-            { "rm gdapp:/docs/moved.txt", 0 },
-            { "mkdir gdapp:/a/b/c", 3, "use -p" },
-            { "mkdir -p gdapp:/a/b/c", 0 },
-            { "mkdir -p gdapp:/a/b/c", 0 },
-            { "mkdir gdapp:/a/b", 1, "exists already" },
-            { "mkdir -p gdapp:/docs/report.txt/sub", 1, "gdapp:/docs/report.txt is a file" },
-            { "rm gdapp:/a", 1, "use -r" },
-            { "rm -r gdapp:/a", 0 },
-    });
-    QCOMPARE(remotePaths(),
-             QStringList({ QStringLiteral("/docs"), QStringLiteral("/docs/report.txt") }));
-    QCOMPARE(m_emulator.fileAt(QStringLiteral("/docs/report.txt"))
-                     .value(QStringLiteral("md5Checksum"))
-                     .toString()
-                     .toLatin1(),
-             md5(content));
-    QCOMPARE(readLocal(QStringLiteral("back.txt")), content);
-    QCOMPARE(readLocal(QStringLiteral("downloads/report.txt")), content);
-}
-
+// One line an entry, in columns: control characters are escaped, and backslashes that would
+// read as an escape. stat tells what ls does not.
 void TestGdappCli::listingAndStat()
 {
-    m_emulator.seedFile(QStringLiteral("/docs/report.txt"), QByteArray(1800, 'r'));
+    const QByteArray content(1800, 'r');
+    m_emulator.seedFile(QStringLiteral("/docs/report.txt"), content);
+    m_emulator.seedFile(QStringLiteral("/docs/two\nlines\ttab\x1b\\n.txt"), "o");
     const Run listing = gdapp(QStringLiteral("ls gdapp:/docs"));
     QCOMPARE(listing.exitCode, 0);
-    QVERIFY2(QRegularExpression(
-                     QStringLiteral(
-                             "^- +1800  \\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d  report\\.txt\\n$"))
+    QVERIFY2(QRegularExpression(QStringLiteral("^- +1800  \\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d  "
+                                               "report\\.txt\\n- +1  [^\\n]+  two\\\\nlines"
+                                               "\\\\ttab\\\\x1b\\\\\\\\n\\.txt\\n$"))
                      .match(QString::fromUtf8(listing.out))
                      .hasMatch(),
              listing.out.constData());
-    const Run top = gdapp(QStringLiteral("ls"));
-    QVERIFY2(top.out.startsWith("d            -  ") && top.out.endsWith("docs/\n"),
-             top.out.constData());
-
-    // One line an entry: control characters are escaped, and backslashes that would read as
-    // an escape.
-    m_emulator.seedFile(QStringLiteral("/odd/two\nlines\ttab\x1b\\n.txt"), "o");
-    const Run odd = gdapp(QStringLiteral("ls gdapp:/odd"));
-    QCOMPARE(odd.exitCode, 0);
-    QVERIFY2(odd.out.endsWith("  two\\nlines\\ttab\\x1b\\\\n.txt\n") && odd.out.count('\n') == 1,
-             odd.out.constData());
 
     const Run stat = gdapp(QStringLiteral("stat gdapp:/docs/report.txt"));
     QCOMPARE(stat.exitCode, 0);
     QVERIFY(stat.out.contains("type:     file\n"));
     QVERIFY(stat.out.contains("size:     1800\n"));
-    QVERIFY(stat.out.contains("md5:      " + md5(QByteArray(1800, 'r')) + '\n'));
+    QVERIFY(stat.out.contains(
+            "md5:      " + QCryptographicHash::hash(content, QCryptographicHash::Md5).toHex()));
 }
 
-void TestGdappCli::transfersThroughStandardStreams()
+// --consent fetch cannot answer a consent page that waits for a person: it says where to go.
+void TestGdappCli::consentThatNeedsAPerson()
 {
-    QByteArray binary(300000, Qt::Uninitialized);
-    for (int i = 0; i < binary.size(); ++i)
-        binary[i] = char(i * 13 + (i >> 8));
-    QCOMPARE(gdapp(QStringLiteral("put - gdapp:/piped.bin"), binary).exitCode, 0);
-    const Run fetched = gdapp(QStringLiteral("get gdapp:/piped.bin -"));
-    QCOMPARE(fetched.exitCode, 0);
-    QCOMPARE(fetched.out, binary);
-
-    // Replacing keeps the file and its identifier.
-    const QString id = idOf(m_emulator.fileAt(QStringLiteral("/piped.bin")));
-    QCOMPARE(gdapp(QStringLiteral("put - gdapp:/piped.bin"), "short").exitCode, 0);
-    QCOMPARE(m_emulator.content(id), QByteArray("short"));
-    QCOMPARE(m_emulator.files().size(), 1);
-}
-
-void TestGdappCli::notFound_data()
-{
-    QTest::addColumn<QString>("line");
-    QTest::newRow("get") << "get gdapp:/missing.txt";
-    QTest::newRow("stat") << "stat gdapp:/missing/deeper.txt";
-    QTest::newRow("ls") << "ls gdapp:/missing";
-    QTest::newRow("rm") << "rm gdapp:/missing.txt";
-    QTest::newRow("mv") << "mv gdapp:/missing.txt gdapp:/other.txt";
-    QTest::newRow("put into a missing folder") << "put - gdapp:/missing/x.txt";
-}
-
-void TestGdappCli::notFound()
-{
-    QFETCH(QString, line);
-    const Run run = gdapp(line, "x");
-    QCOMPARE(run.exitCode, 3);
-    QVERIFY2(run.err.contains("no such file or folder (plug-in error 403)"), run.err.constData());
-}
-
-void TestGdappCli::notAuthorisedWithoutAnswer()
-{
-    EmulatorProcess manual;
-    QVERIFY(manual.start());
-    QTemporaryDir config;
-    QProcessEnvironment environment = environmentFor(manual);
-    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), config.path());
-    const Run run = gdapp(QStringLiteral("ls"), QByteArray(), environment);
+    m_emulator.setSettings(json(R"({"autoApprove": false})"));
+    const Run run = gdapp(QStringLiteral("ls"), QByteArray(), { m_noSignIn });
     QCOMPARE(run.exitCode, 4);
-    QVERIFY2(run.err.contains("needs a person") || run.err.contains("asks for a person"),
+    QVERIFY2((run.err.contains("needs a person") || run.err.contains("asks for a person"))
+                     && run.err.contains("/o/oauth2/v2/auth?"),
              run.err.constData());
-    QVERIFY(run.err.contains("/o/oauth2/v2/auth?"));
-}
-
-void TestGdappCli::logoutThenFreshConsent()
-{
-    const QString consent = QStringLiteral("/o/oauth2/v2/auth");
-    QCOMPARE(gdapp(QStringLiteral("ls")).exitCode, 0);
-    int mark = m_emulator.nextRequest();
-    QCOMPARE(gdapp(QStringLiteral("ls")).exitCode, 0);
-    QCOMPARE(requestsTo(consent, mark), 0); // the stored refresh token did
-
-    QCOMPARE(gdapp(QStringLiteral("logout")).exitCode, 0);
-    QVERIFY(!readLocal(m_config.filePath(QStringLiteral("Tarnwick/gdapp.conf"))).contains("gdapp"));
-    // Once more, with nothing left to forget: it says so rather than "signed out".
-    QVERIFY(gdapp(QStringLiteral("logout")).err.startsWith("Not signed in"));
-
-    mark = m_emulator.nextRequest();
-    const Run after = gdapp(QStringLiteral("ls"));
-    QCOMPARE(after.exitCode, 0);
-    QCOMPARE(requestsTo(consent, mark), 1);
-    QVERIFY(after.err.contains("Authorisation needed"));
-}
-
-void TestGdappCli::pluginLookup()
-{
-    const Run missing = gdapp(QStringLiteral("ls --plugin /nonexistent/libgdrive.so"));
-    QCOMPARE(missing.exitCode, 1);
-    QVERIFY2(missing.err.contains("no plug-in found")
-                     && missing.err.contains("/nonexistent/libgdrive.so"),
-             missing.err.constData());
-
-    const Run foreign =
-            gdapp(QStringLiteral("ls --plugin ") + QLibraryInfo::path(QLibraryInfo::PluginsPath)
-                  + QStringLiteral("/platforms/libqminimal.so"));
-    QCOMPARE(foreign.exitCode, 1);
-    QVERIFY2(foreign.err.contains("is not a storage provider plug-in"), foreign.err.constData());
-
-    QProcessEnvironment environment = environmentFor(m_emulator);
-    environment.insert(QStringLiteral("GDAPP_PLUGIN_PATH"),
-                       QStringLiteral("/elsewhere/libgdrive.so"));
-    const Run fromEnvironment = gdapp(QStringLiteral("ls"), QByteArray(), environment);
-    QCOMPARE(fromEnvironment.exitCode, 1);
-    QVERIFY(fromEnvironment.err.contains("/elsewhere/libgdrive.so"));
-
-    environment.insert(QStringLiteral("GDAPP_PLUGIN_PATH"), QStringLiteral(GDAPP_PLUGIN_PATH));
-    QCOMPARE(gdapp(QStringLiteral("ls"), QByteArray(), environment).exitCode, 0);
 }
 
 void TestGdappCli::progressOnlyOnATerminal()
@@ -472,7 +338,7 @@ void TestGdappCli::progressOnlyOnATerminal()
     if (script.isEmpty())
         QSKIP("script(1) is not installed");
     QProcess terminal;
-    terminal.setProcessEnvironment(environmentFor(m_emulator));
+    terminal.setProcessEnvironment(m_gdapp.environment());
     terminal.setWorkingDirectory(m_work.path());
     terminal.start(script,
                    { QStringLiteral("-qec"),
@@ -482,143 +348,6 @@ void TestGdappCli::progressOnlyOnATerminal()
     QVERIFY(terminal.waitForFinished(60000));
     const QByteArray shown = terminal.readAllStandardOutput();
     QVERIFY2(shown.contains("] 100%"), shown.constData());
-}
-
-void TestGdappCli::chooserNeedsADisplay()
-{
-    const Run run = gdapp(QStringLiteral("open-dialog"));
-    QCOMPARE(run.exitCode, 1);
-    QVERIFY(run.err.contains("needs a display"));
-}
-
-// Whatever would destroy or mangle what is there is refused before any request that changes
-// anything: the plug-in's rename deletes a folder of the new name with its content, and an
-// upload onto a folder would send it content.
-void TestGdappCli::refusedBeforeAnyChange_data()
-{
-    QTest::addColumn<QString>("line");
-    QTest::addColumn<QByteArray>("saying");
-
-    QTest::newRow("mv onto a folder")
-            << "mv gdapp:/a.txt gdapp:/Reports" << QByteArray("is a folder");
-    QTest::newRow("cp onto a folder")
-            << "cp gdapp:/a.txt gdapp:/Reports" << QByteArray("is a folder");
-    QTest::newRow("standard input onto a folder")
-            << "put - gdapp:/Reports" << QByteArray("is a folder");
-    QTest::newRow("into a folder, where a folder has the local name")
-            << "put in.txt gdapp:/Reports/" << QByteArray("is a folder");
-    QTest::newRow("local file of 2 GiB") << "put huge.bin gdapp:/huge.bin" << QByteArray("2 GiB");
-    QTest::newRow("remote file of 2 GiB") << "get gdapp:/reported-huge.bin" << QByteArray("2 GiB");
-    QTest::newRow("cp of a folder") << "cp gdapp:/Reports gdapp:/Reports2"
-                                    << QByteArray("gdapp:/Reports is a folder: the service "
-                                                  "copies files only");
-    // The service matches names whatever their case: the plug-in would remove the source.
-    QTest::newRow("mv to another case of the name")
-            << "mv gdapp:/a.txt gdapp:/A.txt" << QByteArray("gdapp:/a.txt itself");
-    // A trailing slash names a folder, as in a Unix path.
-    QTest::newRow("rm of a file as a folder")
-            << "rm gdapp:/a.txt/" << QByteArray("gdapp:/a.txt/ is not a folder");
-    // Names that the plug-in's lookup could not find again; "a b.txt" is what "a+b.txt"
-    // would find.
-    QTest::newRow("+ in a name") << "put in.txt gdapp:/a+b.txt"
-                                 << QByteArray(R"(send "+" as a space)");
-    QTest::newRow("+ in a name to remove")
-            << "rm gdapp:/a+b.txt" << QByteArray(R"(send "+" as a space)");
-    QTest::newRow("+ in a local name")
-            << "put a+b.txt gdapp:/Reports/" << QByteArray(R"(refused name "a+b.txt")");
-    QTest::newRow("+ in a local name, into a folder written without its slash")
-            << "put a+b.txt gdapp:/Reports" << QByteArray(R"(refused name "a+b.txt")");
-    QTest::newRow("' in a name") << "put in.txt gdapp:/it's.txt"
-                                 << QByteArray(R"(take "'" for the end of the name)");
-    QTest::newRow("backslash in a name")
-            << R"(put in.txt gdapp:/back\slash.txt)" << QByteArray(R"(an escape of the next)");
-    QTest::newRow("an escape in a name")
-            << "put in.txt gdapp:/50%2520.txt" << QByteArray(R"(send "%20" as the character)");
-    QTest::newRow("an empty name")
-            << "put in.txt gdapp:/Reports//x.txt" << QByteArray("a name cannot be empty");
-    QTest::newRow("a slash in a name")
-            << "mkdir gdapp:/a%2Fb" << QByteArray(R"("/" cannot be part of a name)");
-    // Its name is no name for a remote file, but it is a folder before anything else.
-    QTest::newRow("put of the current folder")
-            << "put . gdapp:/Reports/" << QByteArray(". is a folder: put uploads one file");
-    QTest::newRow("put into a file as a folder")
-            << "put in.txt gdapp:/a.txt/" << QByteArray("gdapp:/a.txt/ is not a folder");
-}
-
-void TestGdappCli::refusedBeforeAnyChange()
-{
-    QFETCH(QString, line);
-    QFETCH(QByteArray, saying);
-
-    m_emulator.seedFile(QStringLiteral("/a.txt"), "a");
-    m_emulator.seedFile(QStringLiteral("/a b.txt"), "a b");
-    m_emulator.seedFile(QStringLiteral("/Reports/r.txt"), "r");
-    m_emulator.seedFolder(QStringLiteral("/Reports/in.txt"));
-    m_emulator.seedFile(QStringLiteral("/reported-huge.bin"), "small",
-                        { { QStringLiteral("size"), 2147483648.0 } });
-    writeLocal(QStringLiteral("in.txt"), "local");
-    writeLocal(QStringLiteral("a+b.txt"), "local");
-    QFile huge(local(QStringLiteral("huge.bin")));
-    QVERIFY(huge.open(QIODevice::WriteOnly));
-    QVERIFY(huge.resize(qint64(2) * 1024 * 1024 * 1024)); // sparse: nothing is written
-    huge.close();
-    const QJsonArray before = m_emulator.files();
-    const int mark = m_emulator.nextRequest();
-
-    const Run run = gdapp(line, "piped");
-    huge.remove();
-    QCOMPARE(run.exitCode, 1);
-    QVERIFY2(run.err.contains(saying), run.err.constData());
-    // Lookups only, and the token's refresh.
-    for (const LoggedRequest &request : LoggedRequest::list(m_emulator.requests(mark))) {
-        QVERIFY2((request.method() == QLatin1String("GET")
-                  && !request.target().contains(QLatin1String("alt=media")))
-                         || request.path().startsWith(QLatin1String("/o/")),
-                 qPrintable(request.method() + QLatin1Char(' ') + request.target()));
-    }
-    QCOMPARE(m_emulator.files(), before);
-}
-
-// The plug-in's code is no HTTP status, whatever it looks like: 401 is its code for a 500, 403
-// its code for a path that did not resolve, whatever the service answered to the lookup.
-void TestGdappCli::serviceErrorsNameTheHttpStatus_data()
-{
-    QTest::addColumn<QJsonObject>("fault");
-    QTest::addColumn<QString>("line");
-    QTest::addColumn<int>("exitCode");
-    QTest::addColumn<QByteArray>("says");
-
-    QTest::newRow("a download refused")
-            << json(R"({"query": "alt=media", "status": 500})") << "get gdapp:/f.txt -" << 5
-            << QByteArray("gdapp: get: gdapp:/f.txt: server replied: Internal Server Error (HTTP "
-                          "500, plug-in error 401)\n");
-    QTest::newRow("a lookup refused")
-            << json(R"({"path": "/drive/v3/files", "status": 500})") << "ls gdapp:/x" << 5
-            << QByteArray("gdapp: ls: gdapp:/x: server replied: Internal Server Error (HTTP 500, "
-                          "plug-in error 403)\n");
-    // The lookup's code is 403 whatever the service said: the credentials' refusal is told by
-    // the reply.
-    QTest::newRow("a lookup's credentials refused")
-            << json(R"({"method": "GET", "path": "/drive/v3/files", "status": 401})")
-            << "ls gdapp:/x" << 4
-            << QByteArray("gdapp: ls: gdapp:/x: server replied: Unauthorized (HTTP 401, plug-in "
-                          "error 403)\n");
-    QTest::newRow("an upload refused")
-            << json(R"({"path": "/upload/drive/v3/files", "status": 503})")
-            << "put - gdapp:/new.txt" << 5
-            << QByteArray("server replied: Service Unavailable (HTTP 503, plug-in error 403)\n");
-}
-
-void TestGdappCli::serviceErrorsNameTheHttpStatus()
-{
-    QFETCH(QJsonObject, fault);
-    QFETCH(QString, line);
-    QFETCH(QByteArray, says);
-    m_emulator.seedFile(QStringLiteral("/f.txt"), "content");
-    m_emulator.addFault(fault);
-    const Run run = gdapp(line, "piped");
-    QTEST(run.exitCode, "exitCode");
-    QVERIFY2(run.err.endsWith(says), run.err.constData());
 }
 
 void TestGdappCli::mvOntoAFileLosesNothing_data()
@@ -638,9 +367,6 @@ void TestGdappCli::mvOntoAFileLosesNothing_data()
     QTest::newRow("setting the destination aside fails")
             << QJsonArray { refused } << 5 << asItWas
             << QByteArray("gdapp:/M/report.odt is as it was\n");
-    QTest::newRow("the connection dropped, and again on the retry")
-            << QJsonArray { json(R"({"method": "PATCH", "action": "drop", "count": 2})") } << 5
-            << asItWas << QByteArray("gdapp:/M/report.odt is as it was\n");
     QTest::newRow("the source's rename fails: the destination gets its name back")
             << QJsonArray { through, refused } << 5 << asItWas
             << QByteArray("gdapp:/M/report.odt is as it was\n");
@@ -735,130 +461,83 @@ void TestGdappCli::newFileNearTheSizeLimit()
     QCOMPARE(requestsTo(QStringLiteral("/upload/drive/v3/files"), mark), 0);
 }
 
-void TestGdappCli::malformedServiceUrl_data()
-{
-    QTest::addColumn<QString>("variable");
-    QTest::addColumn<QString>("value");
-    QTest::newRow("no URL") << "GDAPP_DRIVE_URL"
-                            << "notaurl";
-    QTest::newRow("no web URL") << "GDAPP_DRIVE_URL"
-                                << "ftp://127.0.0.1:21";
-    QTest::newRow("no host") << "GDAPP_OAUTH_URL"
-                             << "http:/token";
-    QTest::newRow("a query") << "GDAPP_OAUTH_URL"
-                             << "http://127.0.0.1:1/?x=y";
-}
-
-// A service address the plug-in would take as it stands is refused before any request, naming
-// the variable, rather than left to fail on the way with Qt's words.
-void TestGdappCli::malformedServiceUrl()
-{
-    QFETCH(QString, variable);
-    QFETCH(QString, value);
-    QProcessEnvironment environment = environmentFor(m_emulator);
-    environment.insert(variable, value);
-    const int mark = m_emulator.nextRequest();
-    const Run run = gdapp(QStringLiteral("ls"), QByteArray(), environment);
-    QCOMPARE(run.exitCode, 1);
-    QVERIFY2(run.err.startsWith(
-                     QStringLiteral("gdapp: ls: %1 is \"%2\"").arg(variable, value).toUtf8()),
-             run.err.constData());
-    QCOMPARE(m_emulator.requests(mark), QJsonArray());
-}
-
-// The settings hold the tokens, enciphered against a casual look only.
-void TestGdappCli::settingsAreForTheOwnerOnly()
+// The settings hold the tokens, enciphered against a casual look only: they are for the owner
+// alone, again once a command has written them after a loosening by hand. logout forgets the
+// whole sign-in, once; the next command asks for a consent again.
+void TestGdappCli::signInKeptPrivateUntilLogout()
 {
     QTemporaryDir config;
-    QProcessEnvironment environment = environmentFor(m_emulator);
-    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), config.filePath(QStringLiteral("new")));
-    QCOMPARE(gdapp(QStringLiteral("login"), QByteArray(), environment).exitCode, 0);
-
+    const QStringList variables { QStringLiteral("XDG_CONFIG_HOME=")
+                                  + config.filePath(QStringLiteral("new")) };
+    QCOMPARE(gdapp(QStringLiteral("login"), QByteArray(), variables).exitCode, 0);
     const QString folder = config.filePath(QStringLiteral("new/Tarnwick"));
     const QString file = folder + QStringLiteral("/gdapp.conf");
-    constexpr QFile::Permissions Mask = QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner
-            | QFile::ReadGroup | QFile::WriteGroup | QFile::ExeGroup | QFile::ReadOther
-            | QFile::WriteOther | QFile::ExeOther;
-    QCOMPARE(QFile::permissions(file) & Mask, QFile::ReadOwner | QFile::WriteOwner);
-    QCOMPARE(QFile::permissions(folder) & Mask,
-             QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    QCOMPARE(modeOf(file) & 0777, mode_t(0600));
+    QCOMPARE(modeOf(folder) & 0777, mode_t(0700));
     QVERIFY(QSettings(file, QSettings::IniFormat).contains(QStringLiteral("gdapp/refreshtoken")));
-
-    // Loosened by hand, it is private again once the next command has written the tokens.
     QVERIFY(QFile::setPermissions(file, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther));
-    QCOMPARE(gdapp(QStringLiteral("ls"), QByteArray(), environment).exitCode, 0);
-    QCOMPARE(QFile::permissions(file) & Mask, QFile::ReadOwner | QFile::WriteOwner);
+    QCOMPARE(gdapp(QStringLiteral("ls"), QByteArray(), variables).exitCode, 0);
+    QCOMPARE(modeOf(file) & 0777, mode_t(0600));
+
+    QCOMPARE(gdapp(QStringLiteral("logout"), QByteArray(), variables).exitCode, 0);
+    QCOMPARE(QSettings(file, QSettings::IniFormat).childGroups(), QStringList());
+    // Once more, with nothing left to forget: it says so rather than "signed out".
+    QVERIFY(gdapp(QStringLiteral("logout"), QByteArray(), variables).err.startsWith("Not signed"));
+    const int mark = m_emulator.nextRequest();
+    const Run after = gdapp(QStringLiteral("ls"), QByteArray(), variables);
+    QCOMPARE(after.exitCode, 0);
+    QCOMPARE(requestsTo(QStringLiteral("/o/oauth2/v2/auth"), mark), 1);
+    QVERIFY(after.err.contains("Authorisation needed"));
 }
 
-void TestGdappCli::loopbackPortTaken_data()
+// A login that fails costs nothing: the sign-in stored before stays. With the loopback port held
+// by another program, no answer can reach the plug-in: it says so at once. The plug-in consents
+// again, once, when the service refuses the code (a code can go stale); a second refusal, or a
+// refusal it does not retry (a wrong client secret gets 401), ends the command instead of a wait
+// or an endless round of consents.
+void TestGdappCli::failedLoginKeepsTheSignIn_data()
 {
     QTest::addColumn<QString>("consent");
-    QTest::newRow("fetch") << QStringLiteral("fetch");
-    QTest::newRow("print") << QStringLiteral("print");
-}
-
-// With the port held by another program, no answer can reach the plug-in: say so at once, and
-// keep the sign-in stored before. Without one, --consent=none says so rather than talk of ports.
-void TestGdappCli::loopbackPortTaken()
-{
-    QFETCH(QString, consent);
-    QCOMPARE(gdapp(QStringLiteral("ls")).exitCode, 0);
-    const QByteArray signIn = GdappRunner::storedRefreshToken(m_config.path());
-    QVERIFY(!signIn.isEmpty());
-    QTcpServer other;
-    QVERIFY(other.listen(QHostAddress::LocalHost, 5479));
-    const Run run = gdapp(QStringLiteral("--consent %1 login").arg(consent));
-    QCOMPARE(run.exitCode, 4);
-    QVERIFY2(run.err.contains("cannot listen on 127.0.0.1:5479") && run.err.contains("end it")
-                     && !run.err.contains("Open this address"),
-             run.err.constData());
-    QCOMPARE(GdappRunner::storedRefreshToken(m_config.path()), signIn);
-    QCOMPARE(gdapp(QStringLiteral("--consent none ls")).exitCode, 0);
-
-    QTemporaryDir unauthorised;
-    QProcessEnvironment environment = environmentFor(m_emulator);
-    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), unauthorised.path());
-    const Run none = gdapp(QStringLiteral("--consent none ls"), QByteArray(), environment);
-    QCOMPARE(none.exitCode, 4);
-    QVERIFY2(none.err.contains(R"(not signed in: run "gdapp login")") && !none.err.contains("5479"),
-             none.err.constData());
-}
-
-// The plug-in consents again, once, when the service refuses the code (a code can go stale);
-// a second refusal, or a refusal it does not retry (a wrong client secret gets 401), ends the
-// command instead of a wait or an endless round of consents.
-void TestGdappCli::refusedTokenRequests_data()
-{
-    QTest::addColumn<int>("status");
-    QTest::addColumn<int>("count");
+    QTest::addColumn<QJsonObject>("fault"); // none: the port is taken
     QTest::addColumn<int>("exitCode");
     QTest::addColumn<int>("tokenRequests");
     QTest::addColumn<QByteArray>("saying");
 
-    QTest::newRow("one code refused") << 400 << 1 << 0 << 2 << QByteArray("Authorised.");
+    const QByteArray portTaken("cannot listen on 127.0.0.1:5479 for the browser's answer");
+    QTest::newRow("port taken, fetch") << "fetch" << QJsonObject() << 4 << 0 << portTaken;
+    QTest::newRow("port taken, print") << "print" << QJsonObject() << 4 << 0 << portTaken;
+    const QByteArray client("client identifier or secret");
+    QTest::newRow("one code refused")
+            << "fetch" << json(R"({"path": "/o/oauth2/token", "status": 400, "count": 1})") << 0
+            << 2 << QByteArray("Authorised.");
     QTest::newRow("every code refused")
-            << 400 << -1 << 4 << 2 << QByteArray("client identifier or secret");
+            << "fetch" << json(R"({"path": "/o/oauth2/token", "status": 400, "count": -1})") << 4
+            << 2 << client;
     QTest::newRow("client refused")
-            << 401 << -1 << 4 << 1 << QByteArray("client identifier or secret");
+            << "fetch" << json(R"({"path": "/o/oauth2/token", "status": 401, "count": -1})") << 4
+            << 1 << client;
 }
 
-void TestGdappCli::refusedTokenRequests()
+void TestGdappCli::failedLoginKeepsTheSignIn()
 {
-    QFETCH(int, status);
-    QFETCH(int, count);
+    QFETCH(QString, consent);
+    QFETCH(QJsonObject, fault);
     QFETCH(QByteArray, saying);
 
     QCOMPARE(gdapp(QStringLiteral("ls")).exitCode, 0);
     const QByteArray signIn = GdappRunner::storedRefreshToken(m_config.path());
-    m_emulator.addFault({ { QStringLiteral("path"), QStringLiteral("/o/oauth2/token") },
-                          { QStringLiteral("status"), status },
-                          { QStringLiteral("count"), count } });
+    QVERIFY(!signIn.isEmpty());
+    QTcpServer other;
+    if (fault.isEmpty())
+        QVERIFY(other.listen(QHostAddress::LocalHost, 5479));
+    else
+        m_emulator.addFault(fault);
     const int mark = m_emulator.nextRequest();
-    const Run run = gdapp(QStringLiteral("login"));
+    const Run run = gdapp(QStringLiteral("--consent %1 login").arg(consent));
     QTEST(run.exitCode, "exitCode");
     QVERIFY2(run.err.contains(saying), run.err.constData());
+    QCOMPARE(run.err.contains("Open this address"), !fault.isEmpty()); // none that cannot work
     QTEST(requestsTo(QStringLiteral("/o/oauth2/token"), mark), "tokenRequests");
-    // A login that fails costs nothing: the sign-in stored before stays.
     if (run.exitCode != 0)
         QCOMPARE(GdappRunner::storedRefreshToken(m_config.path()), signIn);
 }
@@ -868,7 +547,7 @@ void TestGdappCli::refusedTokenRequests()
 void TestGdappCli::listenerAnswersOnLoopbackOnly()
 {
     QProcess waiting;
-    waiting.setProcessEnvironment(environmentFor(m_emulator));
+    waiting.setProcessEnvironment(m_gdapp.environment());
     waiting.start(
             QStringLiteral(GDAPP_PROGRAM),
             { QStringLiteral("--consent"), QStringLiteral("print"), QStringLiteral("login") });
@@ -901,38 +580,24 @@ void TestGdappCli::pluginTextsInTheUsersLanguage_data()
     QTest::addColumn<QStringList>("variables");
     QTest::addColumn<QString>("says");
 
-    const QString english = QStringLiteral("The data received is corrupt (plug-in error 299)");
-    const QString german =
-            QStringLiteral("Die empfangenen Daten sind beschädigt (plug-in error 299)");
     const QString french = QStringLiteral("Les données reçues sont corrompues (plug-in error 299)");
-    QTest::newRow("LANG") << QStringList { "LANG=en_US.UTF-8" } << english;
-    QTest::newRow("LC_MESSAGES over LANG")
-            << QStringList { "LANG=en_GB.UTF-8", "LC_MESSAGES=de_DE.UTF-8" } << german;
-    QTest::newRow("LC_ALL over LC_MESSAGES")
-            << QStringList { "LC_MESSAGES=de_DE.UTF-8", "LC_ALL=en_US.UTF-8" } << english;
-    QTest::newRow("LANGUAGE first")
-            << QStringList { "LANG=en_US.UTF-8", "LANGUAGE=de:en" } << german;
+    QTest::newRow("English") << QStringList { "LC_ALL=", "LANG=en_US.UTF-8" }
+                             << "The data received is corrupt (plug-in error 299)";
+    QTest::newRow("German") << QStringList { "LC_ALL=", "LANG=en_US.UTF-8", "LANGUAGE=de:en" }
+                            << "Die empfangenen Daten sind beschädigt (plug-in error 299)";
     QTest::newRow("French before German")
-            << QStringList { "LANG=de_DE.UTF-8", "LANGUAGE=fr:de" } << french;
-    QTest::newRow("a language without a catalogue") << QStringList { "LANG=it_IT.UTF-8" } << french;
-    QTest::newRow("C") << QStringList { "LANG=C" } << french;
+            << QStringList { "LC_ALL=", "LANG=de_DE.UTF-8", "LANGUAGE=fr:de" } << french;
+    QTest::newRow("a language without a catalogue")
+            << QStringList { "LC_ALL=", "LANG=it_IT.UTF-8" } << french;
 }
 
 void TestGdappCli::pluginTextsInTheUsersLanguage()
 {
     QFETCH(QStringList, variables);
     QFETCH(QString, says);
-
     m_emulator.seedFile(QStringLiteral("/f.bin"), "content",
                         json(R"({"md5Checksum": "00000000000000000000000000000000"})"));
-    QProcessEnvironment environment = m_gdapp.environment();
-    environment.remove(QStringLiteral("LC_ALL"));
-    for (const QString &variable : variables)
-        environment.insert(variable.section(QLatin1Char('='), 0, 0),
-                           variable.section(QLatin1Char('='), 1));
-    const Run run = m_gdapp.run(
-            { QStringLiteral("get"), QStringLiteral("gdapp:/f.bin"), QStringLiteral("-") },
-            QByteArray(), environment);
+    const Run run = gdapp(QStringLiteral("get gdapp:/f.bin -"), QByteArray(), variables);
     QCOMPARE(run.exitCode, 6);
     QVERIFY2(QString::fromUtf8(run.err).contains(says), run.err.constData());
 }
@@ -944,27 +609,16 @@ void TestGdappCli::urlsAsTypedAndAsPrinted_data()
     QTest::addColumn<QString>("typed");
     QTest::addColumn<QString>("printed");
 
-    QTest::newRow("a space") << "/with space.txt"
-                             << "gdapp:/with space.txt"
-                             << "gdapp:/with space.txt";
-    QTest::newRow("a space escaped") << "/with space.txt"
-                                     << "gdapp:/with%20space.txt"
-                                     << "gdapp:/with space.txt";
-    QTest::newRow("a lone %") << "/100%.txt"
-                              << "gdapp:/100%.txt"
-                              << "gdapp:/100%25.txt";
-    QTest::newRow("a ? escaped") << "/what?.txt"
-                                 << "gdapp:/what%3F.txt"
-                                 << "gdapp:/what%3F.txt";
-    QTest::newRow("a # escaped") << "/no#1.txt"
-                                 << "gdapp:/no%231.txt"
-                                 << "gdapp:/no%231.txt";
-    QTest::newRow("not ASCII") << "/Ünïcødé 日本.txt"
-                               << "gdapp:/Ünïcødé 日本.txt"
-                               << "gdapp:/Ünïcødé 日本.txt";
-    QTest::newRow("a folder, with a trailing slash") << "/my docs/a.txt"
-                                                     << "gdapp:/my docs/"
-                                                     << "gdapp:/my docs";
+    const auto row = [](const char *name, const char *path, const char *typed,
+                        const char *printed) {
+        QTest::newRow(name) << QString::fromUtf8(path) << QString::fromUtf8(typed)
+                            << QString::fromUtf8(printed);
+    };
+    row("a space escaped", "/with space.txt", "gdapp:/with%20space.txt", "gdapp:/with space.txt");
+    row("a lone %", "/100%.txt", "gdapp:/100%.txt", "gdapp:/100%25.txt");
+    row("a # escaped", "/no#1.txt", "gdapp:/no%231.txt", "gdapp:/no%231.txt");
+    row("not ASCII", "/Ünïcødé 日本.txt", "gdapp:/Ünïcødé 日本.txt", "gdapp:/Ünïcødé 日本.txt");
+    row("a folder, with a trailing slash", "/my docs/a.txt", "gdapp:/my docs/", "gdapp:/my docs");
 }
 
 void TestGdappCli::urlsAsTypedAndAsPrinted()
@@ -984,61 +638,24 @@ void TestGdappCli::urlsAsTypedAndAsPrinted()
     QCOMPARE(again.out, stat.out);
 }
 
-void TestGdappCli::getIntoWhatIsNotARegularFile_data()
-{
-    QTest::addColumn<int>("type");
-    QTest::addColumn<int>("device"); // the kernel's null or full device, for character devices
-    QTest::addColumn<int>("exitCode");
-    QTest::addColumn<QByteArray>("says");
-
-    QTest::newRow("a character device") << int(S_IFCHR) << 3 << 0 << QByteArray();
-    QTest::newRow("a full device")
-            << int(S_IFCHR) << 7 << 1 << QByteArray("target: No space left on device\n");
-    QTest::newRow("a FIFO") << int(S_IFIFO) << 0 << 0 << QByteArray();
-    QTest::newRow("a socket") << int(S_IFSOCK) << 0 << 1
-                              << QByteArray("target: No such device or address\n");
-}
-
-// Written directly, as cp does: renaming over it would replace the node itself.
+// Written directly, as cp does: renaming over a socket, a FIFO or a device would replace the node
+// itself.
 void TestGdappCli::getIntoWhatIsNotARegularFile()
 {
-    QFETCH(int, type);
-    QFETCH(int, device);
-    QFETCH(int, exitCode);
-    QFETCH(QByteArray, says);
-
-    const QByteArray content = QByteArray("remote content\n").repeated(1000);
-    m_emulator.seedFile(QStringLiteral("/x.txt"), content);
+    m_emulator.seedFile(QStringLiteral("/x.txt"), "remote content\n");
     QTemporaryDir folder(m_work.filePath(QStringLiteral("nodes-XXXXXX")));
     const QString target = folder.filePath(QStringLiteral("target"));
-    const QByteArray name = QFile::encodeName(target);
     QLocalServer socket;
-    QProcess reader;
-    if (type == S_IFCHR) {
-        // The machine's own /dev/null is not to be put at risk: a node of its own.
-        if (::mknod(name.constData(), S_IFCHR | 0666, makedev(1, device)) != 0
-            || ::access(name.constData(), W_OK) != 0)
-            QSKIP("no device node can be made and written here (not root, or a nodev mount)");
-    } else if (type == S_IFIFO) {
-        QCOMPARE(::mkfifo(name.constData(), 0666), 0);
-        reader.start(QStringLiteral("cat"), { target });
-    } else {
-        QVERIFY(socket.listen(target));
-    }
+    QVERIFY(socket.listen(target));
 
     const Run run = gdapp(QStringLiteral("get gdapp:/x.txt ") + target);
-    QCOMPARE(run.exitCode, exitCode);
-    QVERIFY2(run.err.endsWith(says), run.err.constData());
-    QCOMPARE(int(fileType(target)), type);
+    QCOMPARE(run.exitCode, 1);
+    QVERIFY2(run.err.endsWith("target: No such device or address\n"), run.err.constData());
+    QCOMPARE(modeOf(target) & S_IFMT, mode_t(S_IFSOCK));
     QCOMPARE(QDir(folder.path())
                      .entryList(QDir::AllEntries | QDir::System | QDir::Hidden
                                 | QDir::NoDotAndDotDot),
              QStringList(QStringLiteral("target")));
-    if (type == S_IFIFO) {
-        if (!reader.waitForFinished(30000))
-            reader.kill();
-        QCOMPARE(reader.readAllStandardOutput(), content);
-    }
 }
 
 void TestGdappCli::standardOutputThatTakesNothing_data()
@@ -1049,15 +666,10 @@ void TestGdappCli::standardOutputThatTakesNothing_data()
 
     QTest::newRow("get to a full disk")
             << "get gdapp:/x.txt -" << false << QByteArray("No space left on device\n");
-    QTest::newRow("get to a closed one")
-            << "get gdapp:/x.txt -" << true << QByteArray("Bad file descriptor\n");
-    QTest::newRow("ls to a full disk") << "ls" << false << QByteArray("No space left on device\n");
-    QTest::newRow("stat to a closed one")
-            << "stat gdapp:/x.txt" << true << QByteArray("Bad file descriptor\n");
     QTest::newRow("help to a full disk")
             << "--help" << false << QByteArray("No space left on device\n");
-    QTest::newRow("version to a closed one")
-            << "--version" << true << QByteArray("Bad file descriptor\n");
+    QTest::newRow("stat to a closed one")
+            << "stat gdapp:/x.txt" << true << QByteArray("Bad file descriptor\n");
 }
 
 void TestGdappCli::standardOutputThatTakesNothing()
@@ -1071,42 +683,15 @@ void TestGdappCli::standardOutputThatTakesNothing()
     if (closed && qEnvironmentVariable("LD_PRELOAD").contains(QLatin1String("vgpreload")))
         QSKIP("under valgrind, which takes the closed descriptor for itself");
     m_emulator.seedFile(QStringLiteral("/x.txt"), QByteArray(100000, 'x'));
-    const Run run = m_gdapp.runWith(QProcess::splitCommand(line), [closed](QProcess &process) {
-        if (closed)
-            process.setChildProcessModifier([] { ::close(STDOUT_FILENO); });
-        else
-            process.setStandardOutputFile(QStringLiteral("/dev/full"));
-    });
+    const Run run =
+            m_gdapp.run(QProcess::splitCommand(line), QByteArray(), [closed](QProcess &process) {
+                if (closed)
+                    process.setChildProcessModifier([] { ::close(STDOUT_FILENO); });
+                else
+                    process.setStandardOutputFile(QStringLiteral("/dev/full"));
+            });
     QCOMPARE(run.exitCode, 1);
     QVERIFY2(run.err.endsWith(": standard output: " + says), run.err.constData());
-}
-
-// Written beside the target, the download that does not fit leaves the old file as it was.
-void TestGdappCli::fullDiskKeepsTheOldFile()
-{
-    if (QProcess::execute(QStringLiteral("unshare"),
-                          { QStringLiteral("--mount"), QStringLiteral("mount"),
-                            QStringLiteral("-t"), QStringLiteral("tmpfs"), QStringLiteral("tmpfs"),
-                            m_work.path() })
-        != 0)
-        QSKIP("no small file system can be mounted here (unshare and mount need root)");
-    m_emulator.seedFile(QStringLiteral("/big.bin"), QByteArray(1024 * 1024, 'b'));
-    // In a mount namespace of its own, a file system of 64 KiB holding the old file.
-    const QString session = QStringLiteral(
-            "mount -t tmpfs -o size=64k tmpfs \"$0\" && cd \"$0\" && echo previous >big.bin "
-            "&& \"$@\"; status=$?; ls -A; cat big.bin; exit $status");
-    QProcess process;
-    process.setProcessEnvironment(m_gdapp.environment());
-    process.start(QStringLiteral("unshare"),
-                  { QStringLiteral("--mount"), QStringLiteral("sh"), QStringLiteral("-c"), session,
-                    m_work.path(), m_gdapp.program(), QStringLiteral("--consent"),
-                    QStringLiteral("fetch"), QStringLiteral("get"),
-                    QStringLiteral("gdapp:/big.bin"), QStringLiteral("big.bin") });
-    QVERIFY(process.waitForFinished(120000));
-    const QByteArray said = process.readAllStandardError();
-    QCOMPARE(process.exitCode(), 1);
-    QVERIFY2(said.endsWith("big.bin: No space left on device\n"), said.constData());
-    QCOMPARE(process.readAllStandardOutput(), QByteArray("big.bin\nprevious\n"));
 }
 
 void TestGdappCli::failingBrowserCommandIsTold_data()
@@ -1125,11 +710,8 @@ void TestGdappCli::failingBrowserCommandIsTold()
 {
     QFETCH(QString, browser);
     QFETCH(QByteArray, says);
-    QTemporaryDir config;
-    QProcessEnvironment environment = environmentFor(m_emulator);
-    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), config.path());
     QProcess waiting;
-    waiting.setProcessEnvironment(environment);
+    waiting.setProcessEnvironment(withVariables({ m_noSignIn }));
     waiting.start(QStringLiteral(GDAPP_PROGRAM),
                   { QStringLiteral("--consent"), QStringLiteral("browser"),
                     QStringLiteral("--browser"), browser, QStringLiteral("login") });
@@ -1140,35 +722,6 @@ void TestGdappCli::failingBrowserCommandIsTold()
              said.constData());
     waiting.kill();
     waiting.waitForFinished();
-}
-
-// Made private, a folder there would never hold the tokens.
-void TestGdappCli::settingsPathThatIsNotAFile_data()
-{
-    QTest::addColumn<QString>("line");
-    QTest::newRow("login") << "login";
-    QTest::newRow("ls") << "ls";
-    QTest::newRow("logout") << "logout";
-}
-
-void TestGdappCli::settingsPathThatIsNotAFile()
-{
-    QFETCH(QString, line);
-    QTemporaryDir config;
-    const QString settings = config.filePath(QStringLiteral("Tarnwick/gdapp.conf"));
-    QVERIFY(QDir().mkpath(settings));
-    const QFile::Permissions before = QFile::permissions(settings);
-    QProcessEnvironment environment = environmentFor(m_emulator);
-    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), config.path());
-    const int mark = m_emulator.nextRequest();
-
-    const Run run = gdapp(line, QByteArray(), environment);
-    QCOMPARE(run.exitCode, 1);
-    QVERIFY2(run.err.endsWith(
-                     QStringLiteral("the settings file %1 is not a file\n").arg(settings).toUtf8()),
-             run.err.constData());
-    QCOMPARE(QFile::permissions(settings), before);
-    QCOMPARE(m_emulator.requests(mark), QJsonArray());
 }
 
 void TestGdappCli::bashCompletion_data()
@@ -1206,10 +759,6 @@ void TestGdappCli::bashCompletion()
     writeLocal(QStringLiteral("local.txt"), "l");
     QVERIFY(QDir(m_work.path()).mkpath(QStringLiteral("localdir")));
     QCOMPARE(gdapp(QStringLiteral("ls")).exitCode, 0); // authorised
-    QTemporaryDir unauthorised;
-    QProcessEnvironment environment = environmentFor(m_emulator);
-    if (!authorised)
-        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), unauthorised.path());
     const int mark = m_emulator.nextRequest();
 
     // compopt works only while bash completes a line: here it tells what it was asked.
@@ -1217,7 +766,7 @@ void TestGdappCli::bashCompletion()
             "source \"$1\"; compopt() { printf 'compopt %s\\n' \"$*\"; }; COMP_LINE=$2; "
             "COMP_POINT=${#COMP_LINE}; _gdapp; printf '%s\\n' \"${COMPREPLY[@]}\"");
     QProcess bash;
-    bash.setProcessEnvironment(environment);
+    bash.setProcessEnvironment(withVariables(authorised ? QStringList() : QStringList(m_noSignIn)));
     bash.setWorkingDirectory(m_work.path());
     bash.start(QStringLiteral("bash"),
                { QStringLiteral("-c"), script, QStringLiteral("bash"),

@@ -74,11 +74,8 @@ QStringList TestSecrets::tokensSeen()
 
 QStringList TestSecrets::leaks(const QString &text, const QStringList &tokens)
 {
-    QStringList found;
-    for (const QString &token : tokens) {
-        if (text.contains(token))
-            found.append(token);
-    }
+    QStringList found = tokens;
+    found.removeIf([&text](const QString &token) { return !text.contains(token); });
     return found;
 }
 
@@ -100,17 +97,9 @@ void TestSecrets::pluginSessionKeepsTokensOutOfMessages()
     file.write("some notes");
     QVERIFY(file.flush());
     file.close();
-    QVERIFY(file.open(QIODevice::ReadOnly));
-    file.close();
-    QVERIFY(file.rename(QUrl(QStringLiteral("gdapp:/renamed.txt"))));
-    // Failures write their diagnostics too.
-    GoogleFile missing(QStringLiteral("gdapp"), &flow, QUrl(QStringLiteral("gdapp:/missing.txt")),
-                       nullptr);
-    QVERIFY(!missing.open(QIODevice::ReadOnly));
-    GoogleFile renamed(QStringLiteral("gdapp"), &flow, QUrl(QStringLiteral("gdapp:/renamed.txt")),
-                       nullptr);
+    // Failures write their diagnostics.
     m_emulator.addFault(json(R"({"path": "/drive/v3/files/*", "status": 401})"));
-    QVERIFY(!renamed.remove());
+    QVERIFY(!file.remove());
     m_emulator.control("DELETE", QStringLiteral("faults"));
 
     const QStringList tokens = tokensSeen();
@@ -139,9 +128,7 @@ void TestSecrets::commandLineSessionKeepsTokensOutOfItsOutput()
         { "ls", "gdapp:/" },
         { "stat", "gdapp:/local.txt" },
         { "get", "gdapp:/local.txt", work.filePath(QStringLiteral("back.txt")) },
-        { "cp", "gdapp:/local.txt", "gdapp:/copy.txt" },
-        { "mv", "gdapp:/copy.txt", "gdapp:/moved.txt" },
-        { "rm", "gdapp:/moved.txt" },
+        { "rm", "gdapp:/local.txt" },
         { "get", "gdapp:/missing.txt", work.filePath(QStringLiteral("missing.txt")) },
     };
     QByteArray output;
@@ -152,7 +139,7 @@ void TestSecrets::commandLineSessionKeepsTokensOutOfItsOutput()
         exitCodes.append(run.exitCode);
         output += run.out + run.err;
     }
-    QCOMPARE(exitCodes, (QList<int> { 0, 0, 0, 0, 0, 0, 0, 0, 3 }));
+    QCOMPARE(exitCodes, (QList<int> { 0, 0, 0, 0, 0, 0, 3 }));
 
     const QStringList tokens = tokensSeen();
     QVERIFY2(tokens.size() >= 2, "an access and a refresh token at least");

@@ -14,15 +14,31 @@ Q_DECLARE_METATYPE(SimpleCrypt::CipherStatus)
 
 namespace {
 constexpr quint64 Key = 0x0123456789ABCDEFULL;
-const char *const NoKeyWarning = "No key set.";
 const char *const VersionWarning = "Invalid version or not a cyphertext.";
 // Long enough that the key's bytes come round more than once.
 const QByteArray Text("the key byte index restarts every eight body bytes");
+const QByteArray Token("ya29.a0AfH6SMBx");
 
 QByteArray repetitive()
 {
     return QByteArray("abc").repeated(200);
 }
+
+// A run in front of incompressible bytes, grown until compression saves exactly nothing.
+QByteArray compressesToItsOwnSize()
+{
+    QByteArray tail(40, Qt::Uninitialized);
+    QRandomGenerator random(7);
+    for (char &c : tail)
+        c = char(random.generate());
+    for (int run = 0; run < 200; ++run) {
+        const QByteArray candidate = QByteArray(run, 'a') + tail;
+        if (qCompress(candidate, 9).size() == candidate.size())
+            return candidate;
+    }
+    return QByteArray();
+}
+
 } // namespace
 
 // The token cipher. Stored tokens were written with it, so its format is binding: cipher texts
@@ -32,55 +48,47 @@ class TestSimpleCrypt : public QObject
     Q_OBJECT
 
 private slots:
-    void roundTrip_data();
-    void roundTrip();
-    void cipherShape_data();
-    void cipherShape();
+    void encrypts_data();
+    void encrypts();
     void decrypts_data();
     void decrypts();
     void claimedLength_data();
     void claimedLength();
-    void compressionThatDoesNotShortenIsDropped();
     void twoEncryptionsDiffer();
-    void keys();
-    void everyBodyByteFlipIsDetected_data();
-    void everyBodyByteFlipIsDetected();
-    void textAndByteFormsAreNotInverse();
+    void withoutAKey();
 };
 
-void TestSimpleCrypt::roundTrip_data()
+// Version, flags, then the random byte, the integrity field and the payload; a reader with the
+// default policies understands every combination.
+void TestSimpleCrypt::encrypts_data()
 {
     QTest::addColumn<SimpleCrypt::CompressionPolicy>("compression");
     QTest::addColumn<SimpleCrypt::IntegrityPolicy>("integrity");
     QTest::addColumn<QByteArray>("plaintext");
+    QTest::addColumn<int>("flags");
+    QTest::addColumn<int>("size");
 
-    const QList<QPair<const char *, SimpleCrypt::CompressionPolicy>> compressions {
-        { "CompressIfSmaller", SimpleCrypt::CompressIfSmaller },
-        { "CompressAlways", SimpleCrypt::CompressAlways },
-        { "CompressNever", SimpleCrypt::CompressNever },
+    using S = SimpleCrypt;
+    const auto row = [](const char *name, S::CompressionPolicy compression,
+                        S::IntegrityPolicy integrity, const QByteArray &plaintext, int flags,
+                        int size) {
+        QTest::newRow(name) << compression << integrity << plaintext << flags << size;
     };
-    const QList<QPair<const char *, SimpleCrypt::IntegrityPolicy>> integrities {
-        { "IntegrityOff", SimpleCrypt::IntegrityOff },
-        { "IntegrityCrc16", SimpleCrypt::IntegrityCrc16 },
-        { "IntegritySha1", SimpleCrypt::IntegritySha1 },
-    };
-    QByteArray binary(300, Qt::Uninitialized);
-    for (int i = 0; i < binary.size(); ++i)
-        binary[i] = char(i * 7);
-    const QList<QPair<const char *, QByteArray>> plaintexts {
-        { "empty", QByteArray() },
-        { "token", QByteArray("ya29.a0AfH6SMBx") },
-        { "repetitive", repetitive() },
-        { "binary", binary },
-    };
-    for (const auto &c : compressions)
-        for (const auto &i : integrities)
-            for (const auto &p : plaintexts)
-                QTest::addRow("%s %s %s", c.first, i.first, p.first)
-                        << c.second << i.second << p.second;
+    const QByteArray noGain = compressesToItsOwnSize();
+    QVERIFY(!noGain.isEmpty());
+    row("defaults, token", S::CompressIfSmaller, S::IntegrityCrc16, Token, 0x02, 5 + Token.size());
+    row("defaults, repetitive", S::CompressIfSmaller, S::IntegrityCrc16, repetitive(), 0x03,
+        5 + int(qCompress(repetitive(), 9).size()));
+    row("defaults, empty", S::CompressIfSmaller, S::IntegrityCrc16, QByteArray(), 0x02, 5);
+    row("defaults, compression saves nothing", S::CompressIfSmaller, S::IntegrityCrc16, noGain,
+        0x02, 5 + noGain.size());
+    row("always, sha1", S::CompressAlways, S::IntegritySha1, Token, 0x05,
+        23 + int(qCompress(Token, 9).size()));
+    row("never, off", S::CompressNever, S::IntegrityOff, repetitive(), 0x00,
+        3 + repetitive().size());
 }
 
-void TestSimpleCrypt::roundTrip()
+void TestSimpleCrypt::encrypts()
 {
     QFETCH(SimpleCrypt::CompressionPolicy, compression);
     QFETCH(SimpleCrypt::IntegrityPolicy, integrity);
@@ -91,51 +99,16 @@ void TestSimpleCrypt::roundTrip()
     crypt.setIntegrityPolicy(integrity);
     const QByteArray cipher = crypt.encryptToByteArray(plaintext);
     QCOMPARE(crypt.lastStatus(), SimpleCrypt::CipherOk);
-    // A reader with the default policies understands every combination.
-    SimpleCrypt reader(Key);
-    QCOMPARE(reader.decryptToByteArray(cipher), plaintext);
-    QCOMPARE(reader.lastStatus(), SimpleCrypt::CipherOk);
-    const QString text = QString::fromUtf8(plaintext);
-    QCOMPARE(reader.decryptToString(crypt.encryptToString(text)), text);
-}
-
-// Version, flags, then the random byte, the integrity field and the payload.
-void TestSimpleCrypt::cipherShape_data()
-{
-    QTest::addColumn<SimpleCrypt::CompressionPolicy>("compression");
-    QTest::addColumn<SimpleCrypt::IntegrityPolicy>("integrity");
-    QTest::addColumn<QByteArray>("plaintext");
-    QTest::addColumn<int>("flags");
-    QTest::addColumn<int>("size");
-
-    const QByteArray token("ya29.a0AfH6SMBx");
-    QTest::newRow("defaults, short token")
-            << SimpleCrypt::CompressIfSmaller << SimpleCrypt::IntegrityCrc16 << token << 0x02
-            << 2 + 1 + 2 + int(token.size());
-    QTest::newRow("defaults, repetitive")
-            << SimpleCrypt::CompressIfSmaller << SimpleCrypt::IntegrityCrc16 << repetitive() << 0x03
-            << 2 + 1 + 2 + int(qCompress(repetitive(), 9).size());
-    QTest::newRow("defaults, empty") << SimpleCrypt::CompressIfSmaller
-                                     << SimpleCrypt::IntegrityCrc16 << QByteArray() << 0x02 << 5;
-    QTest::newRow("always, sha1") << SimpleCrypt::CompressAlways << SimpleCrypt::IntegritySha1
-                                  << token << 0x05 << 2 + 1 + 20 + int(qCompress(token, 9).size());
-    QTest::newRow("never, off") << SimpleCrypt::CompressNever << SimpleCrypt::IntegrityOff
-                                << repetitive() << 0x00 << 2 + 1 + int(repetitive().size());
-}
-
-void TestSimpleCrypt::cipherShape()
-{
-    QFETCH(SimpleCrypt::CompressionPolicy, compression);
-    QFETCH(SimpleCrypt::IntegrityPolicy, integrity);
-    QFETCH(QByteArray, plaintext);
-
-    SimpleCrypt crypt(Key);
-    crypt.setCompressionPolicy(compression);
-    crypt.setIntegrityPolicy(integrity);
-    const QByteArray cipher = crypt.encryptToByteArray(plaintext);
     QCOMPARE(int(cipher.at(0)), 0x03);
     QTEST(int(uchar(cipher.at(1))), "flags");
     QTEST(int(cipher.size()), "size");
+
+    SimpleCrypt reader(Key);
+    QCOMPARE(reader.decryptToByteArray(cipher), plaintext);
+    QCOMPARE(reader.lastStatus(), SimpleCrypt::CipherOk);
+    // The text form is the base64 rendering.
+    QCOMPARE(reader.decryptToString(crypt.encryptToString(plaintext)),
+             QString::fromUtf8(plaintext));
 }
 
 // Cipher texts written once, with the key above unless said otherwise, and what reading them
@@ -149,60 +122,53 @@ void TestSimpleCrypt::decrypts_data()
     QTest::addColumn<QByteArray>("warning");
 
     using S = SimpleCrypt;
+    const auto row = [](const char *name, const QByteArray &cipher, const QByteArray &plaintext,
+                        S::CipherStatus status = S::CipherOk, const char *warning = "",
+                        quint64 key = Key) {
+        QTest::newRow(name) << cipher << key << plaintext << status << QByteArray(warning);
+    };
+    const auto damaged = [&row](const char *name, const QByteArray &cipher) {
+        row(name, cipher, QByteArray(), S::CipherIntegrityMismatch);
+    };
     const auto base64 = [](const char *text) { return QByteArray::fromBase64(text); };
     const QByteArray token = QStringLiteral("ya29.token-ü").toUtf8();
-    const QByteArray none;
+    const char *const bothFields =
+            "AwadtEC9spKR+3HFTqW7iszta8gH6/SRwKQ4gUuwo5WW8mvDGuqtjcehJp8U//fWjK0glEunsw==";
 
     // Written by an implementation outside this code base.
-    QTest::newRow("crc16, outside")
-            << base64("AwJKYMs7PUpQf+RGhmpjC+tW") << Key << token << S::CipherOk << none;
-    QTest::newRow("sha1, outside") << base64("AwTT1Oj+ORGXDdNPV5tviIwpaQuHkGFdHyz6GcYgLAxBbUEw")
-                                   << Key << token << S::CipherOk << none;
-    QTest::newRow("compressed crc16, outside") << base64("AwPvFbsyVREeZ1LUM/DZgOYj7SADx9JO") << Key
-                                               << repetitive().left(300) << S::CipherOk << none;
+    row("crc16, outside", base64("AwJKYMs7PUpQf+RGhmpjC+tW"), token);
+    row("sha1, outside", base64("AwTT1Oj+ORGXDdNPV5tviIwpaQuHkGFdHyz6GcYgLAxBbUEw"), token);
+    row("compressed crc16, outside", base64("AwPvFbsyVREeZ1LUM/DZgOYj7SADx9JO"),
+        repetitive().left(300));
     // With both integrity bits the CRC is read and checked, the SHA-1 never.
-    QTest::newRow("crc and sha1, crc field") << base64(
-            "AwadtEC9spKR+3HFTqW7iszta8gH6/SRwKQ4gUuwo5WW8mvDGuqtjcehJp8U//fWjK0glEunsw==")
-                                             << Key << Text << S::CipherOk << none;
-    QTest::newRow("crc and sha1, sha1 field")
-            << base64("AwadqzouiCb2N+FjXcr/I6cOboVvFPbHjOgngU+/+N+F8HqXVbKxkcrrdt4G+/3Kne8giFW5rJCT"
-                      "93HbGOWihcmsOtce7v3djQ==")
-            << Key << QByteArray() << S::CipherIntegrityMismatch << none;
-    QTest::newRow("all flags") << base64("AwedBw6H4KW0zfgQcTlXEhEc8P0DOMXiETL1jGYDkul2gAbb4+MeeTYC"
-                                         "s0au4pA1t5EWpgX5KfMyMgF/xq8=")
-                               << Key << Text << S::CipherOk << none;
-    QTest::newRow("unknown bits ignored") << base64(
-            "A/qdtEC9spKR+3HFTqW7iszta8gH6/SRwKQ4gUuwo5WW8mvDGuqtjcehJp8U//fWjK0glEunsw==")
-                                          << Key << Text << S::CipherOk << none;
-    QTest::newRow("key zero") << base64("AwJyW6/VsMKtjeaD+g==") << quint64(0)
-                              << QByteArray("zero key") << S::CipherOk << none;
-    QTest::newRow("empty plaintext")
-            << base64("AwKdUPs=") << Key << QByteArray() << S::CipherOk << none;
+    row("crc and sha1, crc field", base64(bothFields), Text);
+    damaged("crc and sha1, sha1 field",
+            base64("AwadqzouiCb2N+FjXcr/I6cOboVvFPbHjOgngU+/+N+F8HqXVbKxkcrrdt4G+/3Kne8giFW5rJCT"
+                   "93HbGOWihcmsOtce7v3djQ=="));
+    row("all flags",
+        base64("AwedBw6H4KW0zfgQcTlXEhEc8P0DOMXiETL1jGYDkul2gAbb4+MeeTYCs0au4pA1t5EWpgX5KfMyMgF/"
+               "xq8="),
+        Text);
+    row("unknown bits ignored", QByteArray(base64(bothFields)).replace(1, 1, "\xfa"), Text);
+    row("key zero", base64("AwJyW6/VsMKtjeaD+g=="), "zero key", S::CipherOk, "", 0);
+    row("empty plaintext", base64("AwKdUPs="), QByteArray());
     // Damaged, foreign or not cipher texts at all.
-    QTest::newRow("crc in little-endian order") << base64(
-            "AwKdD0C9spKR+3HFTqW7iszta8gH6/SRwKQ4gUuwo5WW8mvDGuqtjcehJp8U//fWjK0glEunsw==")
-                                                << Key << QByteArray() << S::CipherIntegrityMismatch
-                                                << none;
-    QTest::newRow("another key") << base64("AwKCgTKKwqj5nQu0eoCP57DeRe0o") << Key << QByteArray()
-                                 << S::CipherIntegrityMismatch << none;
-    QTest::newRow("crc field of one byte")
-            << base64("AwKdKA==") << Key << QByteArray() << S::CipherIntegrityMismatch << none;
-    QTest::newRow("crc field missing")
-            << base64("AwKd") << Key << QByteArray() << S::CipherIntegrityMismatch << none;
-    QTest::newRow("sha1 field of 19 bytes") << base64("AwSdKPsKFShzCp0o+woVKHMKnSj7Cg==") << Key
-                                            << QByteArray() << S::CipherIntegrityMismatch << none;
-    QTest::newRow("version and flags only") << QByteArray("\x03\x02", 2) << Key << QByteArray()
-                                            << S::CipherIntegrityMismatch << none;
-    QTest::newRow("version byte alone")
-            << QByteArray(1, 0x03) << Key << QByteArray() << S::CipherOk << none;
-    QTest::newRow("nothing") << QByteArray() << Key << QByteArray() << S::CipherBadFormat << none;
+    damaged("crc in little-endian order",
+            base64("AwKdD0C9spKR+3HFTqW7iszta8gH6/SRwKQ4gUuwo5WW8mvDGuqtjcehJp8U//fWjK0glEunsw=="));
+    damaged("another key", base64("AwKCgTKKwqj5nQu0eoCP57DeRe0o"));
+    damaged("crc field of one byte", base64("AwKdKA=="));
+    damaged("crc field missing", base64("AwKd"));
+    damaged("sha1 field of 19 bytes", base64("AwSdKPsKFShzCp0o+woVKHMKnSj7Cg=="));
+    damaged("version and flags only", QByteArray("\x03\x02", 2));
+    row("version byte alone", QByteArray(1, 0x03), QByteArray());
+    row("nothing", QByteArray(), QByteArray(), S::CipherBadFormat);
     // A valid CRC over a payload that does not decompress: the status stays Ok.
-    QTest::newRow("payload not zlib") << base64("AwOd8AyF4qeU+3vCSbqxndw=") << Key << QByteArray()
-                                      << S::CipherOk << QByteArray("qUncompress");
+    row("payload not zlib", base64("AwOd8AyF4qeU+3vCSbqxndw="), QByteArray(), S::CipherOk,
+        "qUncompress");
     for (const char version : { '\x00', '\x02', '\x04' })
-        QTest::addRow("version %d", version)
-                << QByteArray(1, version) + base64("AwJKYMs7PUpQf+RGhmpjC+tW").mid(1) << Key
-                << QByteArray() << S::CipherBadFormat << QByteArray(VersionWarning);
+        row(qPrintable(QStringLiteral("version %1").arg(int(version))),
+            QByteArray(1, version) + base64("AwJKYMs7PUpQf+RGhmpjC+tW").mid(1), QByteArray(),
+            S::CipherBadFormat, VersionWarning);
 }
 
 void TestSimpleCrypt::decrypts()
@@ -212,16 +178,16 @@ void TestSimpleCrypt::decrypts()
     QFETCH(QByteArray, plaintext);
     QFETCH(QByteArray, warning);
 
-    SimpleCrypt crypt(key);
-    if (!warning.isEmpty())
+    for (int i = 0; !warning.isEmpty() && i < 3; ++i)
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QString::fromLatin1(warning)));
+    SimpleCrypt crypt(key);
     QCOMPARE(crypt.decryptToByteArray(cipher), plaintext);
     QTEST(crypt.lastStatus(), "status");
-    // The text form reads the base64 rendering of the same bytes.
-    if (!warning.isEmpty())
-        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QString::fromLatin1(warning)));
-    QCOMPARE(crypt.decryptToString(QString::fromLatin1(cipher.toBase64())),
-             QString::fromUtf8(plaintext));
+    // The text form reads the base64 rendering of the same bytes; given bytes, it reads them as
+    // they are, so it is not the inverse of encryptToString(QByteArray).
+    const QString text = QString::fromUtf8(plaintext);
+    QCOMPARE(crypt.decryptToString(QString::fromLatin1(cipher.toBase64())), text);
+    QCOMPARE(crypt.decryptToString(cipher), text);
 }
 
 // A compressed payload begins with the length it claims for the plaintext. Deflate makes at most
@@ -256,97 +222,30 @@ void TestSimpleCrypt::claimedLength()
     QCOMPARE(crypt.lastStatus(), SimpleCrypt::CipherOk);
 }
 
-void TestSimpleCrypt::compressionThatDoesNotShortenIsDropped()
-{
-    // Grow a run in front of incompressible bytes until compression saves exactly nothing.
-    QByteArray tail(40, Qt::Uninitialized);
-    QRandomGenerator random(7);
-    for (char &c : tail)
-        c = char(random.generate());
-    QByteArray plaintext;
-    for (int run = 0; run < 200 && plaintext.isEmpty(); ++run) {
-        const QByteArray candidate = QByteArray(run, 'a') + tail;
-        if (qCompress(candidate, 9).size() == candidate.size())
-            plaintext = candidate;
-    }
-    QVERIFY(!plaintext.isEmpty());
-
-    SimpleCrypt crypt(Key);
-    const QByteArray cipher = crypt.encryptToByteArray(plaintext);
-    QCOMPARE(int(cipher.at(1)), 0x02);
-    QCOMPARE(cipher.size(), 2 + 1 + 2 + plaintext.size());
-    QCOMPARE(crypt.decryptToByteArray(cipher), plaintext);
-}
-
 void TestSimpleCrypt::twoEncryptionsDiffer()
 {
     SimpleCrypt crypt(Key);
-    const QString token = QStringLiteral("ya29.same-token");
     // The random first byte changes every later byte; collect a few to avoid a chance repeat.
-    QSet<QString> ciphers;
-    for (int i = 0; i < 8; ++i) {
-        const QString cipher = crypt.encryptToString(token);
-        QCOMPARE(crypt.decryptToString(cipher), token);
-        ciphers.insert(cipher);
-    }
+    QSet<QByteArray> ciphers;
+    for (int i = 0; i < 8; ++i)
+        ciphers.insert(crypt.encryptToByteArray(Token));
     QVERIFY(ciphers.size() > 1);
 }
 
 // Only the parameterless constructor leaves the cipher without a key; key 0 is a key.
-void TestSimpleCrypt::keys()
+void TestSimpleCrypt::withoutAKey()
 {
     SimpleCrypt crypt;
-    QTest::ignoreMessage(QtWarningMsg, NoKeyWarning);
+    QTest::ignoreMessage(QtWarningMsg, "No key set.");
     QCOMPARE(crypt.encryptToByteArray(QByteArray("x")), QByteArray());
     QCOMPARE(crypt.lastStatus(), SimpleCrypt::CipherNoKey);
-    QTest::ignoreMessage(QtWarningMsg, NoKeyWarning);
+    QTest::ignoreMessage(QtWarningMsg, "No key set.");
     QCOMPARE(crypt.decryptToString(QStringLiteral("AwKdUPs=")), QString());
     QCOMPARE(crypt.lastStatus(), SimpleCrypt::CipherNoKey);
 
     crypt.setKey(0);
-    const QByteArray cipher = crypt.encryptToByteArray(QByteArray("first"));
-    QCOMPARE(crypt.lastStatus(), SimpleCrypt::CipherOk);
-    crypt.setKey(Key);
-    QCOMPARE(crypt.decryptToByteArray(cipher), QByteArray());
-    QCOMPARE(crypt.lastStatus(), SimpleCrypt::CipherIntegrityMismatch);
-    crypt.setKey(0);
-    QCOMPARE(crypt.decryptToByteArray(cipher), QByteArray("first"));
-}
-
-void TestSimpleCrypt::everyBodyByteFlipIsDetected_data()
-{
-    QTest::addColumn<QByteArray>("plaintext");
-    QTest::newRow("uncompressed") << QByteArray("ya29.a0AfH6SMBx-refresh");
-    QTest::newRow("compressed") << repetitive();
-}
-
-void TestSimpleCrypt::everyBodyByteFlipIsDetected()
-{
-    QFETCH(QByteArray, plaintext);
-    SimpleCrypt crypt(Key);
-    const QByteArray cipher = crypt.encryptToByteArray(plaintext);
-    for (int i = 2; i < cipher.size(); ++i) {
-        for (int bit = 0; bit < 8; ++bit) {
-            QByteArray damaged = cipher;
-            damaged[i] = char(damaged[i] ^ (1 << bit));
-            QVERIFY2(crypt.decryptToByteArray(damaged).isEmpty(), qPrintable(QString::number(i)));
-            QCOMPARE(crypt.lastStatus(), SimpleCrypt::CipherIntegrityMismatch);
-        }
-    }
-}
-
-void TestSimpleCrypt::textAndByteFormsAreNotInverse()
-{
-    SimpleCrypt crypt(Key);
-    const QString text = crypt.encryptToString(QByteArray("bytes"));
-    QCOMPARE(crypt.decryptToString(text), QStringLiteral("bytes"));
-    // The byte-array form expects raw cipher bytes, not base64 text.
-    QTest::ignoreMessage(QtWarningMsg, VersionWarning);
-    QCOMPARE(crypt.decryptToString(text.toLatin1()), QString());
-    QCOMPARE(crypt.lastStatus(), SimpleCrypt::CipherBadFormat);
-
-    const QByteArray raw = crypt.encryptToByteArray(QStringLiteral("bytes"));
-    QCOMPARE(crypt.decryptToString(raw), QStringLiteral("bytes"));
+    QCOMPARE(crypt.decryptToString(QStringLiteral("AwJyW6/VsMKtjeaD+g==")),
+             QStringLiteral("zero key"));
 }
 
 QTEST_GUILESS_MAIN(TestSimpleCrypt)

@@ -9,26 +9,14 @@
 #include <QtTest>
 
 namespace {
-struct Message
-{
-    QString context;
-    QString source;
-    QString type; // "unfinished" for a text still to translate
-    QStringList translations; // one, or one per plural form
-
-    bool operator==(const Message &other) const
-    {
-        return context == other.context && source == other.source && type == other.type
-                && translations == other.translations;
-    }
-};
-
-QList<Message> readCatalogue(const QString &path)
+// Each message of a catalogue: its context, its source, the type of its translation
+// ("unfinished" for a text still to translate), then its translation or each of its plural forms.
+QList<QStringList> readCatalogue(const QString &path)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return {};
-    QList<Message> messages;
+    QList<QStringList> messages;
     QString context;
     bool numerus = false;
     QXmlStreamReader xml(&file);
@@ -40,30 +28,31 @@ QList<Message> readCatalogue(const QString &path)
             context = xml.readElementText();
         } else if (name == QLatin1String("message")) {
             numerus = xml.attributes().value(QLatin1String("numerus")) == QLatin1String("yes");
-            messages.append({ context, QString(), QString(), {} });
+            messages.append({ context });
         } else if (name == QLatin1String("source")) {
-            messages.last().source = xml.readElementText();
+            messages.last().append(xml.readElementText());
         } else if (name == QLatin1String("translation")) {
-            messages.last().type = xml.attributes().value(QLatin1String("type")).toString();
+            messages.last().append(xml.attributes().value(QLatin1String("type")).toString());
             if (!numerus)
-                messages.last().translations.append(xml.readElementText());
+                messages.last().append(xml.readElementText());
         } else if (name == QLatin1String("numerusform")) {
-            messages.last().translations.append(xml.readElementText());
+            messages.last().append(xml.readElementText());
         }
     }
     return messages;
 }
 
 // What is wrong with a message of a catalogue, or nothing.
-QString fault(const Message &message)
+QString fault(const QStringList &message)
 {
-    if (message.type == QLatin1String("unfinished") || message.translations.isEmpty())
+    const QStringList translations = message.mid(3);
+    if (message.value(2) == QLatin1String("unfinished") || translations.isEmpty())
         return QStringLiteral("untranslated");
     static const QRegularExpression argument(QStringLiteral("%(\\d+|n)"));
-    for (const QString &translation : message.translations) {
+    for (const QString &translation : translations) {
         if (translation.isEmpty())
             return QStringLiteral("a form untranslated");
-        for (const QRegularExpressionMatch &match : argument.globalMatch(message.source)) {
+        for (const QRegularExpressionMatch &match : argument.globalMatch(message.at(1))) {
             if (!translation.contains(match.captured()))
                 return QStringLiteral("%1 lost in \"%2\"").arg(match.captured(), translation);
         }
@@ -116,13 +105,12 @@ void TestTranslations::catalogueIsCompleteAndCurrent()
     QVERIFY2(lupdate.waitForFinished(60000) && lupdate.exitCode() == 0,
              lupdate.readAllStandardError().constData());
 
-    const QList<Message> messages = readCatalogue(updated);
+    const QList<QStringList> messages = readCatalogue(updated);
     QStringList faults;
-    for (const Message &message : messages) {
+    for (const QStringList &message : messages) {
         const QString found = fault(message);
         if (!found.isEmpty())
-            faults.append(
-                    QStringLiteral("%1 \"%2\": %3").arg(message.context, message.source, found));
+            faults.append(QStringLiteral("%1 \"%2\": %3").arg(message.at(0), message.at(1), found));
     }
     QVERIFY2(faults.isEmpty(), qPrintable(faults.join(QLatin1Char('\n'))));
     QVERIFY2(messages == readCatalogue(committed),

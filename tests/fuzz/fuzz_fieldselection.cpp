@@ -5,19 +5,15 @@
 // The emulator's "fields" selections: parse anything, and apply what parses to a listing.
 #include "fieldselection.h"
 
-#include <QJsonArray>
+#include <QJsonDocument>
 #include <QJsonObject>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    static const QJsonObject listing {
-        { QStringLiteral("nextPageToken"), QStringLiteral("t") },
-        { QStringLiteral("files"),
-          QJsonArray { QJsonObject { { QStringLiteral("id"), QStringLiteral("1") },
-                                     { QStringLiteral("name"), QStringLiteral("a.txt") },
-                                     { QStringLiteral("parents"),
-                                       QJsonArray { QStringLiteral("appDataFolder") } } } } }
-    };
+    static const QJsonObject listing =
+            QJsonDocument::fromJson(R"({"nextPageToken": "t", "files": [{"id": "1",
+                                        "name": "a.txt", "parents": ["appDataFolder"]}]})")
+                    .object();
     const std::optional<FieldSelection> selection = FieldSelection::parse(
             QString::fromUtf8(reinterpret_cast<const char *>(data), qsizetype(size)));
     if (selection)

@@ -57,23 +57,16 @@ private:
     QNetworkAccessManager m_manager;
 };
 
-// What the button shows at its size: "the library's" icon (the file that the library's
-// resources hold), "another" icon, or "none".
+// Whether the button shows, at its size, the library's icon (the file that the library's
+// resources hold) or another.
 QString iconOf(const QToolButton *button, const QString &file)
 {
     const QImage shown = button->icon().pixmap(button->iconSize()).toImage();
     const QImage library = QImage(QStringLiteral(":/icons/") + file)
                                    .scaled(button->iconSize())
                                    .convertToFormat(shown.format());
-    if (!shown.isNull() && shown == library)
-        return QStringLiteral("the library's");
-    for (int y = 0; y < shown.height(); ++y) {
-        for (int x = 0; x < shown.width(); ++x) {
-            if (qAlpha(shown.pixel(x, y)) > 0)
-                return QStringLiteral("another");
-        }
-    }
-    return QStringLiteral("none");
+    return !shown.isNull() && shown == library ? QStringLiteral("the library's")
+                                               : QStringLiteral("another");
 }
 
 void mouse(QWidget *widget, QEvent::Type type, const QPoint &at)

@@ -11,9 +11,13 @@
 
 AuthorisedDrive::AuthorisedDrive() = default;
 
+// The flow goes, and the settings it wrote.
 AuthorisedDrive::~AuthorisedDrive()
 {
-    stop();
+    if (!m_flow)
+        return;
+    m_flow.reset();
+    QSettings().clear();
 }
 
 bool AuthorisedDrive::startService(const QString &applicationName)
@@ -26,14 +30,6 @@ bool AuthorisedDrive::authorise()
     m_browser = std::make_unique<ConsentBrowser>();
     m_flow = std::make_unique<OAuthGoogle>(QStringLiteral("gdapp"), nullptr);
     return m_flow->isAuthenticated();
-}
-
-void AuthorisedDrive::stop()
-{
-    if (!m_flow)
-        return;
-    m_flow.reset();
-    QSettings().clear();
 }
 
 void AuthorisedDrive::reset()

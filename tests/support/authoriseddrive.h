@@ -31,7 +31,6 @@ public:
     // loopback listener's port from the second on.
     bool startService(const QString &applicationName);
     bool authorise();
-    void stop(); // the flow goes, and the settings it wrote
     void reset(); // no files, no faults
 
     EmulatorProcess &emulator() { return m_emulator; }

@@ -4,6 +4,8 @@
 
 #include "chooserdriving.h"
 
+#include "cloudobject.h"
+
 #include <QDialogButtonBox>
 #include <QPushButton>
 #include <QTreeView>
@@ -44,6 +46,16 @@ void expectRefusedConnection()
 void dropChooserNoise()
 {
     g_testHandler = qInstallMessageHandler(dropNoise);
+}
+
+QStringList shown(const QAbstractItemModel *model)
+{
+    QStringList names;
+    for (int row = 0; row < model->rowCount(); ++row) {
+        const auto *object = model->index(row, 0).data(Qt::UserRole).value<CloudObject *>();
+        names.append(object->fileName() + (object->isFolder() ? QStringLiteral("/") : QString()));
+    }
+    return names;
 }
 
 QTreeView *treeOf(QWidget *dialog)

@@ -66,6 +66,9 @@ T *child(QWidget *dialog, const char *name)
 void expectRefusedConnection();
 void dropChooserNoise();
 
+// The names a view's model shows, in its order, folders marked with a trailing slash.
+QStringList shown(const QAbstractItemModel *model);
+
 QTreeView *treeOf(QWidget *dialog);
 QModelIndex rowNamed(QWidget *dialog, const QString &name);
 void clickRow(QWidget *dialog, const QString &name);

@@ -46,26 +46,14 @@ QByteArray GdappRunner::storedRefreshToken(const QString &configFolder)
 }
 
 GdappRunner::Run GdappRunner::run(const QStringList &arguments, const QByteArray &input,
-                                  const QProcessEnvironment &environment) const
-{
-    return runWith(
-            arguments,
-            [&environment](QProcess &process) {
-                if (!environment.isEmpty())
-                    process.setProcessEnvironment(environment);
-            },
-            input);
-}
-
-GdappRunner::Run GdappRunner::runWith(const QStringList &arguments,
-                                      const std::function<void(QProcess &)> &setUp,
-                                      const QByteArray &input) const
+                                  const std::function<void(QProcess &)> &setUp) const
 {
     QProcess process;
     process.setProcessEnvironment(m_environment);
     if (!m_workingDirectory.isEmpty())
         process.setWorkingDirectory(m_workingDirectory);
-    setUp(process);
+    if (setUp)
+        setUp(process);
     process.start(m_program,
                   QStringList { QStringLiteral("--consent"), QStringLiteral("fetch") } + arguments);
     process.write(input);

@@ -45,13 +45,11 @@ public:
     void setEnvironment(const QProcessEnvironment &environment) { m_environment = environment; }
     QProcessEnvironment environment() const { return m_environment; }
     void setWorkingDirectory(const QString &folder) { m_workingDirectory = folder; }
-    QString program() const { return m_program; }
 
+    // setUp, if given, sets the process up further before it starts: its environment, say, or
+    // its standard streams.
     Run run(const QStringList &arguments, const QByteArray &input = QByteArray(),
-            const QProcessEnvironment &environment = QProcessEnvironment()) const;
-    // The same, with the process set up further before it starts (its standard streams, say).
-    Run runWith(const QStringList &arguments, const std::function<void(QProcess &)> &setUp,
-                const QByteArray &input = QByteArray()) const;
+            const std::function<void(QProcess &)> &setUp = {}) const;
 
 private:
     QString m_program;

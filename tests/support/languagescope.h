@@ -18,8 +18,7 @@ class LanguageScope
 public:
     explicit LanguageScope(const QString &language);
     ~LanguageScope();
-    LanguageScope(const LanguageScope &) = delete;
-    LanguageScope &operator=(const LanguageScope &) = delete;
+    Q_DISABLE_COPY(LanguageScope)
 
     bool isLoaded() const { return m_loaded; }
 

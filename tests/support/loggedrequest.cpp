@@ -30,27 +30,16 @@ QList<QPair<QString, QString>> LoggedRequest::queryItems() const
     return items;
 }
 
-QList<QPair<QString, QString>> LoggedRequest::headers() const
-{
-    QList<QPair<QString, QString>> headers;
-    for (const QJsonValue &header : m_entry.value(QLatin1String("headers")).toArray())
-        headers.append({ header.toArray().at(0).toString(), header.toArray().at(1).toString() });
-    return headers;
-}
-
 QStringList LoggedRequest::headerNames() const
 {
     QStringList names;
-    for (const auto &header : headers())
-        names.append(header.first.toLower());
+    for (const QJsonValue &header : headers())
+        names.append(header.toArray().at(0).toString().toLower());
     return names;
 }
 
 QString LoggedRequest::header(const QString &name) const
 {
-    for (const auto &header : headers()) {
-        if (header.first.compare(name, Qt::CaseInsensitive) == 0)
-            return header.second;
-    }
-    return QString();
+    const qsizetype at = headerNames().indexOf(name.toLower());
+    return at < 0 ? QString() : headers().at(at).toArray().at(1).toString();
 }

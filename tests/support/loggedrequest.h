@@ -27,12 +27,12 @@ public:
     // The query's items, decoded as a form decodes them ('+' is a space), in their order.
     QList<QPair<QString, QString>> queryItems() const;
     QString q() const { return queryItems().value(1).second; }
-    QList<QPair<QString, QString>> headers() const;
     QStringList headerNames() const; // in lower case
     QString header(const QString &name) const; // the first of that name, whatever its case
 
 private:
     QString text(const char *key) const { return m_entry.value(QLatin1String(key)).toString(); }
+    QJsonArray headers() const { return m_entry.value(QLatin1String("headers")).toArray(); }
 
     QJsonObject m_entry;
 };

@@ -19,12 +19,6 @@ MessageCapture::~MessageCapture()
     s_current = nullptr;
 }
 
-void MessageCapture::clear()
-{
-    m_messages.clear();
-    m_debug.clear();
-}
-
 void MessageCapture::collect(QtMsgType type, const QMessageLogContext &context, const QString &text)
 {
     const QLatin1String category(context.category ? context.category : "default");

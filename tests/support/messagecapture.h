@@ -18,7 +18,6 @@ public:
 
     QStringList messages() const { return m_messages; } // "category: text"
     QStringList debugLines() const { return m_debug; } // the default category's debug texts
-    void clear();
 
 private:
     static void collect(QtMsgType type, const QMessageLogContext &context, const QString &text);

@@ -2,11 +2,32 @@
 //
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-#include "exchangetest.h"
+#include "emulatorprocess.h"
 
+#include <QJsonArray>
+#include <QRegularExpression>
 #include <QtTest>
 
 namespace {
+// The values at a path of keys and indexes, "*" standing for every item of an array.
+QStringList valuesAt(const QJsonValue &value, QStringList path)
+{
+    if (path.isEmpty() && !value.isArray()) {
+        if (value.isUndefined())
+            return {};
+        return { value.isObject() ? QStringLiteral("(object)") : value.toVariant().toString() };
+    }
+    const QString step = path.isEmpty() ? QStringLiteral("*") : path.takeFirst();
+    if (step == QLatin1String(":keys"))
+        return value.toObject().keys();
+    if (step != QLatin1String("*"))
+        return valuesAt(value.isArray() ? value[step.toInt()] : value[step], path);
+    QStringList all;
+    for (const QJsonValue &item : value.toArray())
+        all += valuesAt(item, path);
+    return all;
+}
+
 // A multipart body, its boundary quoted as client libraries write it.
 QString multipart(const char *metadata, const char *media)
 {
@@ -15,36 +36,124 @@ QString multipart(const char *metadata, const char *media)
                           "%2\n--b--\n")
             .arg(QLatin1String(metadata), QLatin1String(media));
 }
+
+const QString Scope = QStringLiteral("https://www.googleapis.com/auth/drive.appfolder");
+const QString Authorize =
+        QStringLiteral("GET /o/oauth2/v2/auth?response_type=code&client_id=test-client&"
+                       "redirect_uri=http://127.0.0.1:5479/&scope=%1&state=s")
+                .arg(Scope);
+const QString Verifier = QStringLiteral("v").repeated(43);
+// The verifier's S256 challenge.
+const QString Challenge = QStringLiteral("7w_YNF9DSfIdPf_pRjSq646_kPr-2-o9NAl16JGghdM");
+
+// A form sent to the token endpoint, and the exchange of a code.
+QString tokenRequest(const QString &form)
+{
+    return "POST /o/oauth2/token\nContent-Type: application/x-www-form-urlencoded\n\n" + form;
+}
+const QString Token = tokenRequest("grant_type=authorization_code&code={code}&client_id="
+                                   "test-client&client_secret=test-secret&redirect_uri="
+                                   "http://127.0.0.1:5479/");
+
+QString with(QString text, const QString &from, const QString &to)
+{
+    return text.replace(from, to);
+}
+
+QString without(const char *parameter)
+{
+    return QString(Token).remove(QRegularExpression(QStringLiteral("&?%1=[^&]*").arg(parameter)));
+}
 } // namespace
 
-// The emulator's Drive and control endpoints over HTTP: every route and parameter, what the
-// service answers to it, and that a refusal changes nothing.
-class TestEmulatorDrive : public ExchangeTest
+// The emulator's endpoints over HTTP (Drive, control, authorization, consent and token): every
+// route and parameter, what the service answers to it, and that a refusal changes nothing.
+//
+// The exchanges are written as text, in tables that read as what is sent and what comes back. A
+// request is its method, its target (spaces written "+", as forms do) and perhaps a body on the
+// first line, then header lines, and perhaps a blank line and a body (which may then span lines):
+//     R"(PATCH /drive/v3/files/{a}?addParents={docs} {"name": "b.txt"})"
+//     "GET /drive/v3/files/{a}?alt=media\nRange: bytes=1-"
+// A header given here replaces the default of its name (written alike), and one given empty
+// removes it. A body goes as application/json unless a type is given. The checks of an answer are
+// "path=value; ...": JSON paths with "*" over an array's items (their values joined by ","),
+// ":keys" for an object's keys (sorted), "@Name" for a header, "#" for the body; an empty value
+// for something absent; "path~expression" for a regular expression that matches.
+//
+// Names in braces, in requests and checks, are values: the top-level texts and numbers of the
+// JSON answers so far, and {a}, {docs} and {b} for a.txt ("abc"), docs/ and docs/b.txt ("b") in
+// the application-data folder; {code}, {pkce} and {plain} for fresh codes (the last two with S256
+// and plain proof-key challenges), {refresh} for a refresh token. Consents are approved at once.
+class TestEmulatorEndpoints : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void initTestCase() { QVERIFY(emulator.start()); }
+    void initTestCase()
+    {
+        QVERIFY(m_emulator.start(
+                { "--client-id", "test-client", "--client-secret", "test-secret" }));
+    }
     void init();
     void exchanges_data();
     void exchanges();
+
+private:
+    // A request and what answers it, after steps whose answers are not looked at.
+    static void row(const char *name, const QString &request, int status,
+                    const QString &checks = {}, const QStringList &steps = {})
+    {
+        QTest::newRow(name) << steps << request << status << checks;
+    }
+    static void driveRows();
+    static void oauthRows();
+    QString consent(const QString &query);
+    BlockingHttpClient::Reply send(const QString &text);
+    QStringList mismatches(const BlockingHttpClient::Reply &reply, const QString &checks) const;
+    QString substituted(QString text) const;
+
+    EmulatorProcess m_emulator;
+    BlockingHttpClient m_http;
+    QMap<QString, QString> m_values;
+    BlockingHttpClient::Headers m_defaults;
 };
 
-// In the application-data folder: a.txt ("abc"), docs/, docs/b.txt ("b").
-void TestEmulatorDrive::init()
+void TestEmulatorEndpoints::init()
 {
-    emulator.control("POST", QStringLiteral("reset"));
-    emulator.setSettings(json(R"({"tokenTtl": 3599, "logBodies": 1000})"));
-    defaults = { { "Authorization", "Bearer " + emulator.issueAccessToken().toUtf8() } };
-    values = { { QStringLiteral("a"), idOf(emulator.seedFile("/a.txt", "abc")) },
-               { QStringLiteral("docs"), idOf(emulator.seedFolder("/docs")) },
-               { QStringLiteral("b"), idOf(emulator.seedFile("/docs/b.txt", "b")) } };
+    m_emulator.control("POST", QStringLiteral("reset"));
+    m_emulator.setSettings(json(R"({"tokenTtl": 3599, "logBodies": 1000, "autoApprove": true})"));
+    QString refresh;
+    m_defaults = { { "Authorization",
+                     "Bearer " + m_emulator.issueAccessToken(&refresh).toUtf8() } };
+    m_values = { { QStringLiteral("a"), idOf(m_emulator.seedFile("/a.txt", "abc")) },
+                 { QStringLiteral("docs"), idOf(m_emulator.seedFolder("/docs")) },
+                 { QStringLiteral("b"), idOf(m_emulator.seedFile("/docs/b.txt", "b")) },
+                 { QStringLiteral("refresh"), refresh } };
+    m_values.insert(QStringLiteral("code"), consent(QString()));
+    m_values.insert(QStringLiteral("pkce"),
+                    consent("&code_challenge=" + Challenge + "&code_challenge_method=S256"));
+    m_values.insert(QStringLiteral("plain"), consent("&code_challenge=" + Verifier));
 }
 
-void TestEmulatorDrive::exchanges_data()
+// The code of the redirect of a consent with the query added.
+QString TestEmulatorEndpoints::consent(const QString &query)
 {
-    addColumns();
+    const QUrl redirect(QString::fromUtf8(send(Authorize + query).header("Location")));
+    return QUrlQuery(redirect).queryItemValue(QStringLiteral("code"), QUrl::FullyDecoded);
+}
 
+void TestEmulatorEndpoints::exchanges_data()
+{
+    QTest::addColumn<QStringList>("steps");
+    QTest::addColumn<QString>("request");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QString>("checks");
+    driveRows();
+    oauthRows();
+}
+
+void TestEmulatorEndpoints::driveRows()
+{
     const char *const appData = "GET /drive/v3/files?spaces=appDataFolder";
     const QString fileList = QStringLiteral("GET /drive/v3/files?spaces=appDataFolder&pageSize=2");
     row("list: the user's space by default", "GET /drive/v3/files", 200,
@@ -55,10 +164,6 @@ void TestEmulatorDrive::exchanges_data()
         "files.*.name=a.txt,docs,b.txt,mine", { R"(POST /drive/v3/files {"name": "mine"})" });
     row("list: unknown space", "GET /drive/v3/files?spaces=photos", 400,
         "error.errors.0.reason=invalid; error.errors.0.location=spaces");
-    row("list: q as the plug-in writes it",
-        "GET /drive/v3/files?spaces=appDataFolder&q='{docs}'+in+parents+and+name='b.txt'+and+"
-        "trashed=false",
-        200, "files.*.name=b.txt");
     row("list: q refused", "GET /drive/v3/files?q=title='a'", 400,
         "error.message=Invalid Value; error.errors.0.location=q");
     row("list: a page", fileList, 200, "files.*.name=a.txt,docs; nextPageToken={nextPageToken}");
@@ -101,19 +206,12 @@ void TestEmulatorDrive::exchanges_data()
         "error.message=File not found: nope.; error.errors.0.location=fileId");
     row("get: unknown field", "GET /drive/v3/files/{a}?fields=id,nosuch", 400,
         "error.errors.0.location=fields");
-    row("get: content", "GET /drive/v3/files/{a}?alt=media", 200,
-        "#=abc; @Content-Type=application/octet-stream");
     row("get: from an offset", "GET /drive/v3/files/{a}?alt=media\nRange: bytes=1-", 206,
         "#=bc; @Content-Range=bytes 1-2/3");
     row("get: the end", "GET /drive/v3/files/{a}?alt=media\nRange: bytes=-1", 206, "#=c");
     row("get: a range beyond", "GET /drive/v3/files/{a}?alt=media\nRange: bytes=5-", 416,
         "@Content-Range=bytes */3");
-    row("get: content of a folder", "GET /drive/v3/files/{docs}?alt=media", 403,
-        "error.errors.0.reason=fileNotDownloadable; error.errors.0.location=alt");
 
-    row("create: a folder",
-        R"(POST /drive/v3/files?fields=mimeType,parents {"name": "d", "parents": ["{docs}"], "mimeType": "application/vnd.google-apps.folder"})",
-        200, "parents.0={docs}; mimeType=application/vnd.google-apps.folder");
     row("create: without parents", R"(POST /drive/v3/files?fields=parents,spaces {"name": "x"})",
         200, "parents.0=root; spaces.0=drive");
     row("create: without a name",
@@ -131,7 +229,6 @@ void TestEmulatorDrive::exchanges_data()
         403, "error.message=Method not supported for files within the Application Data folder.");
     row("create: not JSON", "POST /drive/v3/files {name", 400, "error.errors.0.reason=parseError");
 
-    row("update: name", R"(PATCH /drive/v3/files/{a} {"name": "z.txt"})", 200, "name=z.txt");
     row("update: type", R"(PATCH /drive/v3/files/{a}?fields=mimeType {"mimeType": "text/csv"})",
         200, "mimeType=text/csv");
     row("update: move",
@@ -172,7 +269,6 @@ void TestEmulatorDrive::exchanges_data()
     row("update: the folder itself", "PATCH /drive/v3/files/appDataFolder {}", 403,
         "error.errors.0.reason=insufficientFilePermissions");
 
-    row("delete", "DELETE /drive/v3/files/{a}", 204, "#=");
     row("delete: what a folder holds goes too", "GET /drive/v3/files/{b}", 404, "",
         { "DELETE /drive/v3/files/{docs}" });
     row("delete: unknown", "DELETE /drive/v3/files/nope", 404, "error.errors.0.reason=notFound");
@@ -189,10 +285,11 @@ void TestEmulatorDrive::exchanges_data()
         "error.message=This file cannot be copied by the user.");
     row("copy: unknown", "POST /drive/v3/files/nope/copy", 404, "error.errors.0.reason=notFound");
 
-    const QString media = QStringLiteral("?uploadType=media&fields=name,mimeType,size,md5Checksum,"
-                                         "parents,version\nContent-Type: text/plain\n\nhello");
     const QString replace = QStringLiteral("PATCH /upload/drive/v3/files/{a}");
-    row("upload: media", ("POST /upload/drive/v3/files" + media), 200,
+    row("upload: media",
+        "POST /upload/drive/v3/files?uploadType=media&fields=name,mimeType,size,md5Checksum,"
+        "parents\nContent-Type: text/plain\n\nhello",
+        200,
         "name=Untitled; mimeType=text/plain; size=5; md5Checksum=5d41402abc4b2a76b9719d911017c592; "
         "parents.0=root");
     row("upload: multipart",
@@ -211,8 +308,9 @@ void TestEmulatorDrive::exchanges_data()
     row("upload: metadata not JSON",
         ("POST /upload/drive/v3/files?uploadType=multipart" + multipart("{name", "x")), 400,
         "error.errors.0.reason=parseError");
-    row("replace: media", (replace + media), 200,
-        "name=a.txt; mimeType=application/octet-stream; size=5; version=2");
+    row("replace: media",
+        replace + "?uploadType=media&fields=mimeType,version\nContent-Type: text/plain\n\nhello",
+        200, "mimeType=application/octet-stream; version=2");
     row("replace: multipart",
         replace + "?uploadType=multipart&fields=name,mimeType"
                 + multipart(R"({"name": "n", "mimeType": "t/x"})", "x"),
@@ -238,8 +336,6 @@ void TestEmulatorDrive::exchanges_data()
                 "invalid authentication credentials. Expected OAuth 2 access token, login "
                 "cookie or other valid authentication credential. ")
                 + help);
-    row("expired token", "GET /drive/v3/files", 401, "error.errors.0.reason=authError",
-        { "POST /_emulator/tokens/expire" });
     row("no such route", "PUT /drive/v3/files", 404, "error.message=Not Found");
 
     const QString fault = QStringLiteral("POST /_emulator/faults {\"status\": 500%1}");
@@ -251,25 +347,14 @@ void TestEmulatorDrive::exchanges_data()
 
     row("fault: counted down", appData, 200, "",
         { fault.arg(R"(, "count": 2)"), appData, appData });
-    row("fault: chunked", appData, 200, "@Transfer-Encoding=chunked; @Content-Length=",
-        { R"(POST /_emulator/faults {"action": "chunked"})" });
 
-    row("control: health", "GET /_emulator/health", 200, "status=ok");
-    row("control: files", "GET /_emulator/files", 200, "files.*.path=/a.txt,/docs,/docs/b.txt");
     row("control: seed",
         R"(POST /_emulator/files {"path": "/n/c", "text": "t", "trashed": true, "size": 9, "md5Checksum": "0"})",
         200, "files.0.path=/n/c; files.0.trashed=true; files.0.size=9; files.0.md5Checksum=0");
+    row("fault: chunked", appData, 200, "@Transfer-Encoding=chunked; @Content-Length=",
+        { R"(POST /_emulator/faults {"action": "chunked"})" });
     row("control: seed refused", R"(POST /_emulator/files {"path": ""})", 400);
-    row("control: no files", "GET /_emulator/files", 200, "files=", { "DELETE /_emulator/files" });
-    row("control: content", "GET /_emulator/files/{b}/content", 200, "#=b");
     row("control: no content", "GET /_emulator/files/nope/content", 404);
-    row("control: a token", "POST /_emulator/tokens", 200,
-        "expires_in=3599; refresh_token={refresh_token}");
-    row("control: settings", R"(POST /_emulator/settings {"tokenTtl": 7, "logBodies": 0})", 200,
-        "tokenTtl=7; logBodies=0; autoApprove=false");
-    row("control: requests", "GET /_emulator/requests?since={next}", 200,
-        "requests.*.target=/drive/v3/files/{a}?fields=id; requests.0.status=200",
-        { "GET /_emulator/requests?since=0", "GET /drive/v3/files/{a}?fields=id" });
     row("control: no requests", "GET /_emulator/requests", 200,
         "requests=", { "GET /drive/v3/files", "DELETE /_emulator/requests" });
     row("control: a request's body", "GET /_emulator/requests/{next}/body", 200, "#={}",
@@ -284,19 +369,157 @@ void TestEmulatorDrive::exchanges_data()
     row("control: a pace without throttle", R"(POST /_emulator/faults {"bytesPerSecond": 9})", 400);
     row("control: no faults", appData, 200, "",
         { fault.arg(QString()), "DELETE /_emulator/faults" });
-    row("control: reset", "GET /_emulator/files", 200, "files=", { "POST /_emulator/reset" });
+}
+
+void TestEmulatorEndpoints::oauthRows()
+{
+    row("authorize: approved at once", Authorize, 302,
+        "@Location~^http://127.0.0.1:5479/\\?state=s&code=4%2F0A[-_\\w]+&scope=https%3A%2F%2F");
+    row("authorize: scopes joined by +", with(Authorize, "scope=", "scope=openid+"), 302,
+        "@Location~&scope=openid\\+https%3A");
+    row("authorize: unknown client", with(Authorize, "test-client", "other"), 401,
+        "#~The OAuth client was not found.");
+    row("authorize: not a loopback redirect",
+        with(Authorize, "http://127.0.0.1:5479/", "https://example.org/"), 400,
+        "#~redirect_uri_mismatch");
+    row("authorize: another response type", with(Authorize, "=code", "=token"), 302,
+        "@Location=http://127.0.0.1:5479/?error=unsupported_response_type&state=s");
+    row("authorize: no scope", with(Authorize, "scope=", "scopes="), 400,
+        "#~Missing required parameter: scope");
+    row("authorize: unknown scope", with(Authorize, "appfolder", "everything"), 400,
+        "#~invalid_scope");
+    row("authorize: unknown challenge method",
+        Authorize + "&code_challenge=x&code_challenge_method=S512", 400,
+        "#~Invalid code_challenge_method.");
+
+    row("consent: answered already",
+        "POST /o/oauth2/v2/consent\nContent-Type: application/x-www-form-urlencoded\n\n"
+        "consent=1000&decision=allow",
+        400, "#~expired or was already answered");
+
+    const char *const badRequest = "error=invalid_grant; error_description=Bad Request";
+    row("token: a code", Token, 200,
+        "token_type=Bearer; expires_in=3599; scope=" + Scope
+                + "; access_token~^ya29\\.; refresh_token~^1//");
+    row("token: at the token host's path", with(Token, "/o/oauth2/token", "/token"), 200,
+        "token_type=Bearer");
+    row("token: a code twice", Token, 400, badRequest, { Token });
+    row("token: a code still percent-encoded", with(Token, "{code}", "4%252F0A"), 400,
+        "error=invalid_grant; error_description=Malformed auth code.");
+    row("token: unknown code", with(Token, "{code}", "4/0Anope"), 400, badRequest);
+    row("token: no code", without("code"), 400,
+        "error=invalid_request; error_description=Missing required parameter: code");
+    row("token: another redirect", with(Token, "5479", "9"), 400,
+        "error=redirect_uri_mismatch; error_description=Bad Request");
+    row("token: wrong secret", with(Token, "test-secret", "nope"), 401,
+        "error=invalid_client; error_description=Unauthorized");
+    row("token: no secret", without("client_secret"), 400,
+        "error=invalid_request; error_description=client_secret is missing.");
+    row("token: unknown client", with(Token, "client_id=test-client", "client_id=x"), 401,
+        "error=invalid_client; error_description=The OAuth client was not found.");
+    row("token: no client", without("client_id"), 400,
+        "error_description=Could not determine client ID from request.");
+    row("token: another grant", with(Token, "authorization_code", "password"), 400,
+        "error=unsupported_grant_type; error_description=Invalid grant_type: password");
+    row("token: a verifier not asked for", Token + "&code_verifier=" + Verifier, 400,
+        "error_description=code_verifier or verifier is not needed.");
+    row("token: another verifier",
+        with(Token, "{code}", "{pkce}") + "&code_verifier=" + Verifier.toUpper(), 400,
+        "error=invalid_grant; error_description=Invalid code verifier.");
+    row("token: no verifier", with(Token, "{code}", "{pkce}"), 400,
+        "error=invalid_grant; error_description=Missing code verifier.");
+    row("token: a plain verifier", with(Token, "{code}", "{plain}") + "&code_verifier=" + Verifier,
+        200, "token_type=Bearer");
+
+    const QString refresh =
+            tokenRequest("grant_type=refresh_token&refresh_token={refresh}&client_id="
+                         "test-client&client_secret=test-secret");
+    const char *const revoked =
+            "error=invalid_grant; error_description=Token has been expired or revoked.";
+    row("refresh", refresh, 200, "token_type=Bearer; expires_in=3599; refresh_token=");
+    row("refresh: unknown", with(refresh, "{refresh}", "1//nope"), 400, revoked);
+    row("refresh: no token", with(refresh, "{refresh}", ""), 400,
+        "error=invalid_request; error_description=Missing required parameter: refresh_token");
 }
 
 // Refused requests change nothing.
-void TestEmulatorDrive::exchanges()
+void TestEmulatorEndpoints::exchanges()
 {
     QFETCH(QStringList, steps);
+    QFETCH(QString, request);
     QFETCH(int, status);
-    const QJsonArray before = emulator.files();
-    QCOMPARE(run(), QString());
+    QFETCH(QString, checks);
+    const QJsonArray before = m_emulator.files();
+    for (const QString &step : steps)
+        send(step);
+    const BlockingHttpClient::Reply reply = send(request);
+    QVERIFY2(reply.status == status, reply.body.constData());
+    QCOMPARE(mismatches(reply, checks).join(QLatin1String("; ")), QString());
     if (status >= 400 && steps.isEmpty())
-        QCOMPARE(emulator.files(), before);
+        QCOMPARE(m_emulator.files(), before);
 }
 
-QTEST_GUILESS_MAIN(TestEmulatorDrive)
-#include "tst_emulatordrive.moc"
+BlockingHttpClient::Reply TestEmulatorEndpoints::send(const QString &text)
+{
+    const QString request = substituted(text);
+    const qsizetype blank = request.indexOf(QLatin1String("\n\n"));
+    QStringList lines = request.left(blank).split(QLatin1Char('\n'));
+    const QString first = lines.takeFirst();
+    const QByteArray body =
+            (blank < 0 ? first.section(QLatin1Char(' '), 2) : request.mid(blank + 2)).toUtf8();
+    if (!body.isEmpty())
+        lines.prepend(QStringLiteral("Content-Type: application/json"));
+    BlockingHttpClient::Headers headers = m_defaults;
+    for (const QString &line : lines) {
+        const QByteArray name = line.section(QLatin1Char(':'), 0, 0).toLatin1();
+        const QByteArray value = line.section(QLatin1Char(':'), 1).trimmed().toUtf8();
+        headers.removeIf([&name](const auto &header) { return header.first == name; });
+        if (!value.isEmpty())
+            headers.append({ name, value });
+    }
+    const BlockingHttpClient::Reply reply =
+            m_http.send(first.section(QLatin1Char(' '), 0, 0).toLatin1(),
+                        m_emulator.url(first.section(QLatin1Char(' '), 1, 1)), headers, body);
+    const QJsonObject answer = reply.json();
+    for (auto it = answer.begin(); it != answer.end(); ++it) {
+        if (it->isString() || it->isDouble())
+            m_values.insert(it.key(), it->toVariant().toString());
+    }
+    return reply;
+}
+
+QStringList TestEmulatorEndpoints::mismatches(const BlockingHttpClient::Reply &reply,
+                                              const QString &checks) const
+{
+    static const QRegularExpression step(QStringLiteral("\\.|(?=:)"));
+    QStringList failed;
+    for (const QString &check : checks.split(QLatin1Char(';'), Qt::SkipEmptyParts)) {
+        const qsizetype operation = check.indexOf(QRegularExpression(QStringLiteral("[=~]")));
+        const QString path = check.left(operation).trimmed();
+        const QString expected = substituted(check.mid(operation + 1).trimmed());
+        QString actual;
+        if (path == QLatin1String("#"))
+            actual = QString::fromUtf8(reply.body);
+        else if (path.startsWith(QLatin1Char('@')))
+            actual = QString::fromUtf8(reply.header(path.mid(1).toLatin1()));
+        else
+            actual = valuesAt(reply.json(), path.split(step, Qt::SkipEmptyParts))
+                             .join(QLatin1Char(','));
+        const bool matches = check.at(operation) == QLatin1Char('=')
+                ? actual == expected
+                : QRegularExpression(expected).match(actual).hasMatch();
+        if (!matches)
+            failed.append(QStringLiteral("%1: %2, not %3").arg(path, actual, expected));
+    }
+    return failed;
+}
+
+QString TestEmulatorEndpoints::substituted(QString text) const
+{
+    for (auto it = m_values.cbegin(); it != m_values.cend(); ++it)
+        text.replace(QLatin1Char('{') + it.key() + QLatin1Char('}'), it.value());
+    return text;
+}
+
+QTEST_GUILESS_MAIN(TestEmulatorEndpoints)
+#include "tst_emulatorendpoints.moc"
