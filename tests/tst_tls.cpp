@@ -68,7 +68,6 @@ class TestTls : public QObject
 
 private slots:
     void initTestCase();
-    void init();
 
     void sessionThroughTheFrontEnd();
     void untrustedCertificateStopsTheRequest();
@@ -99,14 +98,6 @@ void TestTls::initTestCase()
     QRandomGenerator::global()->fillRange(reinterpret_cast<quint32 *>(data.data()),
                                           data.size() / 4);
     QCOMPARE(big.write(data), BigFile);
-}
-
-void TestTls::init()
-{
-    for (EmulatorProcess *emulator : { &m_direct, &m_behind }) {
-        emulator->control("DELETE", QStringLiteral("files"));
-        emulator->control("DELETE", QStringLiteral("faults"));
-    }
 }
 
 GdappRunner TestTls::gdapp(bool throughFrontEnd, const QString &config) const

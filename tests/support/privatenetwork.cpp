@@ -4,7 +4,7 @@
 
 #include "privatenetwork.h"
 
-#include <QByteArray>
+#include <QTemporaryFile>
 
 #include <net/if.h>
 #include <sched.h>
@@ -14,7 +14,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 
 namespace {
@@ -42,20 +41,16 @@ bool bringUpLoopback()
 // A file of its own bound over /etc/hosts; the file itself goes once bound.
 bool bindHostsFile(const QStringList &names)
 {
-    QByteArray hosts = "127.0.0.1 localhost\n::1 localhost\n";
-    for (const QString &name : names)
-        hosts += "127.0.0.1 " + name.toLatin1() + '\n';
-    char path[] = "/tmp/gdapp-hosts-XXXXXX";
-    const int file = ::mkstemp(path);
-    if (file < 0)
+    QTemporaryFile hosts(QStringLiteral("/tmp/gdapp-hosts-XXXXXX"));
+    if (!hosts.open())
         return false;
-    const bool written = ::write(file, hosts.constData(), hosts.size()) == hosts.size();
-    ::close(file);
-    const bool bound = written && ::mount(path, "/etc/hosts", nullptr, MS_BIND, nullptr) == 0;
-    const int saved = errno;
-    ::unlink(path);
-    errno = saved;
-    return bound;
+    hosts.write("127.0.0.1 localhost\n::1 localhost\n");
+    for (const QString &name : names)
+        hosts.write("127.0.0.1 " + name.toLatin1() + '\n');
+    return hosts.flush()
+            && ::mount(QFile::encodeName(hosts.fileName()).constData(), "/etc/hosts", nullptr,
+                       MS_BIND, nullptr)
+            == 0;
 }
 } // namespace
 
