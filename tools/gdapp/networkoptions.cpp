@@ -19,16 +19,17 @@ QList<QCommandLineOption> NetworkOptions::options()
 {
     return {
         { Proxy,
-          QStringLiteral("Reach the services through this proxy, [http://][user:password@]host"
-                         "[:port] (port 1080 by default; socks5:// and socks5h:// too), instead of "
-                         "the one the proxy variables name (see above). no_proxy still applies."),
+          QStringLiteral(
+                  "Reach the services through this proxy, [http://][user:password@]host"
+                  "[:port] (port 1080 by default; socks5:// and socks5h:// too), instead of "
+                  "the one the proxy variables name (see gdapp --help). no_proxy still applies."),
           QStringLiteral("url") },
         { NoProxy,
           QStringLiteral("Reach the services directly, whatever the proxy variables say.") },
         { Timeout,
           QStringLiteral("End an exchange with the service that moves no data for this long "
-                         "(default %1; 0 waits for ever). A transfer that is slow but moving "
-                         "is never cut.")
+                         "(default %1; 0 waits for ever). Data the system has taken to send counts "
+                         "as moved: on a very slow link, keep it above the time a few MiB take.")
                   .arg(DefaultTimeout),
           QStringLiteral("seconds"), QString::number(DefaultTimeout) },
     };
