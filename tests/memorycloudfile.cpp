@@ -5,24 +5,15 @@
 #include "memorycloudfile.h"
 
 #include <QCryptographicHash>
+#include <QDir>
 
 namespace {
-QString joinPath(const QString &folder, const QString &name)
-{
-    return folder.endsWith(QLatin1Char('/')) ? folder + name : folder + QLatin1Char('/') + name;
-}
-
 QString folderOf(const QString &path)
 {
     const QString folder = path.section(QLatin1Char('/'), 0, -2);
     return folder.isEmpty() ? QStringLiteral("/") : folder;
 }
 } // namespace
-
-MemoryStore::MemoryStore()
-{
-    addFolder(QStringLiteral("/"));
-}
 
 QStringList MemoryStore::children(const QString &folder) const
 {
@@ -38,7 +29,6 @@ MemoryObject::MemoryObject(const QString &path, const MemoryStore::Entry &entry)
 {
     if (path != QLatin1String("/"))
         setFromStdPath(path);
-    m_id = path;
     m_isFolder = entry.folder;
     m_bytes = quint64(entry.data.size());
     m_etag = entry.folder
@@ -139,7 +129,7 @@ CloudObject *MemoryCloudFile::getCloudObject()
 
 bool MemoryCloudFile::mkdir(CloudObject *parent, const QString &name)
 {
-    const QString path = joinPath(parent->fullPath(), name);
+    const QString path = QDir::cleanPath(parent->fullPath() + QLatin1Char('/') + name);
     m_store->calls.append(QStringLiteral("mkdir ") + path);
     if (m_store->contains(path)) {
         setErrorString(QStringLiteral("Le répertoire existe déjà"));

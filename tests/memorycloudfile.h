@@ -22,7 +22,6 @@ struct MemoryStore
         QByteArray data;
     };
 
-    MemoryStore();
     bool contains(const QString &path) const { return entries.contains(path); }
     void addFolder(const QString &path) { entries.insert(path, Entry { true, {} }); }
     void addFile(const QString &path, const QByteArray &data)
@@ -31,7 +30,7 @@ struct MemoryStore
     }
     QStringList children(const QString &folder) const;
 
-    QMap<QString, Entry> entries;
+    QMap<QString, Entry> entries { { QStringLiteral("/"), Entry { true, {} } } };
     QStringList calls; // what the files asked of the store, in order
     bool failFetch = false;
     bool failCopy = false;
@@ -73,11 +72,6 @@ public:
     QByteArray &bufferRef() { return m_buffer; }
     qint64 writtenBytes() const { return m_writtenBytes; }
     void setWrittenBytes(qint64 count) { m_writtenBytes = count; }
-    void setError(int code, const QString &text)
-    {
-        setErrorCode(code);
-        setErrorString(text);
-    }
     qint64 callWriteData(const QByteArray &data)
     {
         return writeData(data.constData(), data.size());

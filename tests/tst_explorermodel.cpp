@@ -52,8 +52,7 @@ private slots:
     void otherRolesAndIndexes();
     void bytesToHuman_data();
     void bytesToHuman();
-    void updateSignals();
-    void onlyTheDeliberateQuirksUpsetTheTester();
+    void listingSignals();
 };
 
 void TestExplorerModel::cleanup()
@@ -107,7 +106,6 @@ void TestExplorerModel::otherRolesAndIndexes()
     QVERIFY(!model.parent(model.index(0, 0)).isValid());
     // A flat model that still counts rows under a valid index, unguarded.
     QCOMPARE(model.rowCount(model.index(0, 0)), 1);
-    QVERIFY(model.hasChildren(model.index(0, 0)));
 }
 
 void TestExplorerModel::bytesToHuman_data()
@@ -118,10 +116,8 @@ void TestExplorerModel::bytesToHuman_data()
 
     const QLocale c = QLocale::c();
     const QLocale french(QLocale::French, QLocale::France);
-    QTest::newRow("512, French") << french << 512.0 << "512,00 Octets";
     QTest::newRow("1023") << c << 1023.0 << "1023.00 Octets";
     QTest::newRow("1024") << c << 1024.0 << "1.00 kB";
-    QTest::newRow("1536") << c << 1536.0 << "1.50 kB";
     QTest::newRow("1536, French") << french << 1536.0 << "1,50 kB";
     QTest::newRow("1048575 rounds after the unit is chosen") << c << 1048575.0 << "1024.00 kB";
     QTest::newRow("1 YiB") << c << std::ldexp(1.0, 80) << "1.00 YB";
@@ -137,51 +133,37 @@ void TestExplorerModel::bytesToHuman()
     QTEST(ExplorerModel().bytesToHuman(bytes), "text");
 }
 
-// Every listing reports the whole model changed, an empty one too, down to row -1; the ranges
-// of the rows' own signals are the model tester's to check.
-void TestExplorerModel::updateSignals()
-{
-    ExplorerModel model;
-    QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
-    QSignalSpy inserted(&model, &QAbstractItemModel::rowsInserted);
-    QList<CloudObject *> first { new Entry(QStringLiteral("a"), false),
-                                 new Entry(QStringLiteral("b"), false) };
-    model.onUpdateObjects(first);
-    QCOMPARE(changed.count(), 1);
-    QCOMPARE(changed.last().at(0).value<QModelIndex>(), model.index(0, 0));
-    QCOMPARE(changed.last().at(1).value<QModelIndex>(), model.index(1, 2));
-    QVERIFY(changed.last().at(2).value<QList<int>>().isEmpty());
-
-    model.onUpdateObjects({});
-    QCOMPARE(inserted.count(), 1); // none for the empty listing
-    QCOMPARE(changed.count(), 2);
-    const QModelIndex bottomRight = changed.last().at(1).value<QModelIndex>();
-    QCOMPARE(changed.last().at(0).value<QModelIndex>().row(), 0);
-    QCOMPARE(bottomRight.row(), -1);
-    QVERIFY(!bottomRight.isValid());
-    // The listing replaced is its maker's to delete; the last one goes with the model (cleanup()).
-    QCOMPARE(g_alive, 2);
-    qDeleteAll(first);
-}
-
-void TestExplorerModel::onlyTheDeliberateQuirksUpsetTheTester()
+// Every listing reports the whole model changed, an empty one too, down to row -1; the rows' own
+// signals are the model tester's to check. Rows of a flat model that report children, and the
+// empty listing's invalid corner, are deliberate: nothing else may upset the tester.
+void TestExplorerModel::listingSignals()
 {
     g_previousHandler = qInstallMessageHandler(collectComplaints);
     ExplorerModel model;
     QAbstractItemModelTester tester(&model,
                                     QAbstractItemModelTester::FailureReportingMode::Warning);
-    QList<CloudObject *> listed { new Entry(QStringLiteral("a"), false),
-                                  new Entry(QStringLiteral("b"), true) };
-    model.onUpdateObjects(listed);
+    QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
+    QSignalSpy inserted(&model, &QAbstractItemModel::rowsInserted);
+    QList<CloudObject *> first { new Entry(QStringLiteral("a"), false),
+                                 new Entry(QStringLiteral("b"), true) };
+    model.onUpdateObjects(first);
+    QCOMPARE(changed.count(), 1);
+    QCOMPARE(changed.last().at(0).value<QModelIndex>(), model.index(0, 0));
+    QCOMPARE(changed.last().at(1).value<QModelIndex>(), model.index(1, 2));
+    QVERIFY(changed.last().at(2).value<QList<int>>().isEmpty());
     QList<CloudObject *> relisted { new Entry(QStringLiteral("c"), false) };
     model.onUpdateObjects(relisted);
     model.onUpdateObjects({});
-    qDeleteAll(listed);
-    qDeleteAll(relisted);
     qInstallMessageHandler(g_previousHandler);
 
-    // Rows of a flat model that report children, and the empty listing's invalid corner:
-    // both deliberate. Nothing else may come up.
+    QCOMPARE(inserted.count(), 2); // none for the empty listing
+    QCOMPARE(changed.count(), 3);
+    QCOMPARE(changed.last().at(0).value<QModelIndex>().row(), 0);
+    QCOMPARE(changed.last().at(1).value<QModelIndex>().row(), -1);
+    // The listings replaced are their maker's to delete; the last one goes with the model.
+    QCOMPARE(g_alive, 3);
+    qDeleteAll(first);
+    qDeleteAll(relisted);
     QVERIFY(!g_complaints.isEmpty());
     for (const QString &complaint : std::as_const(g_complaints)) {
         QVERIFY2(complaint.contains(QLatin1String("(model->parent(childIndex))"))

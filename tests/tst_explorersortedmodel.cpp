@@ -45,31 +45,26 @@ void TestExplorerSortedModel::init()
     m_proxy->setSourceModel(m_model.get());
 }
 
-// Set once the listing is there, as the dialog's check box and filter do: the rows change at
-// once.
+// Set once the listing is there, as the dialog's filter does: the rows change at once. Hidden
+// entries stay hidden (the dialog's check box shows them: tst_cloudfiledialog).
 void TestExplorerSortedModel::patterns_data()
 {
     QTest::addColumn<QStringList>("filters");
-    QTest::addColumn<bool>("hidden");
     QTest::addColumn<QStringList>("visible");
 
     // Listing: a.txt, A.TXT, a.txt.bak, b.csv, docs/, .hidden.txt, .config/
     QTest::newRow("*.txt: case and whole name count")
-            << QStringList { "*.txt" } << false << QStringList { "a.txt", "docs/" };
-    QTest::newRow("two patterns") << QStringList { "*.txt", "*.csv" } << false
+            << QStringList { "*.txt" } << QStringList { "a.txt", "docs/" };
+    QTest::newRow("two patterns") << QStringList { "*.txt", "*.csv" }
                                   << QStringList { "a.txt", "b.csv", "docs/" };
-    QTest::newRow("no pattern: folders only") << QStringList {} << false << QStringList { "docs/" };
-    QTest::newRow("everything") << QStringList { "*" } << false
+    QTest::newRow("no pattern: folders only") << QStringList {} << QStringList { "docs/" };
+    QTest::newRow("everything") << QStringList { "*" }
                                 << QStringList { "a.txt", "A.TXT", "a.txt.bak", "b.csv", "docs/" };
-    QTest::newRow("hidden shown, folders too")
-            << QStringList { "*.txt" } << true
-            << QStringList { ".config/", ".hidden.txt", "a.txt", "docs/" };
 }
 
 void TestExplorerSortedModel::patterns()
 {
     QFETCH(QStringList, filters);
-    QFETCH(bool, hidden);
     QFETCH(QStringList, visible);
 
     m_model->onUpdateObjects(
@@ -79,7 +74,6 @@ void TestExplorerSortedModel::patterns()
               new Entry(QStringLiteral(".hidden.txt"), false),
               new Entry(QStringLiteral(".config"), true) });
     m_proxy->setFilterList(filters);
-    m_proxy->setShowHiddenFiles(hidden);
     QStringList names = shown(m_proxy.get());
     names.sort();
     visible.sort();

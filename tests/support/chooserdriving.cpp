@@ -82,10 +82,10 @@ void clickRow(QWidget *dialog, const QString &name)
 
 void doubleClickRow(QWidget *dialog, const QString &name)
 {
+    clickRow(dialog, name);
     QTreeView *tree = treeOf(dialog);
-    const QPoint at = tree->visualRect(rowNamed(dialog, name)).center();
-    QTest::mouseClick(tree->viewport(), Qt::LeftButton, {}, at);
-    QTest::mouseDClick(tree->viewport(), Qt::LeftButton, {}, at);
+    QTest::mouseDClick(tree->viewport(), Qt::LeftButton, {},
+                       tree->visualRect(rowNamed(dialog, name)).center());
 }
 
 void clickOk(QWidget *dialog)
