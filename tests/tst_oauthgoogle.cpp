@@ -204,7 +204,8 @@ void TestOAuthGoogle::brokenTokenAnswersNeverCrash()
 }
 
 // Whatever Qt the flow is built with, each consent carries the S256 challenge of a verifier that
-// only the flow holds, fresh every time, and the code goes back with that verifier.
+// only the flow holds, fresh every time, and the code goes back with that verifier (the emulator
+// refuses a code whose verifier does not match its challenge).
 void TestOAuthGoogle::proofKeyWithEveryConsent()
 {
     const QRegularExpression verifierSyntax(QStringLiteral("^[A-Za-z0-9._~-]{43,128}$"));
