@@ -7,7 +7,6 @@
 #include "oauthgoogle.h"
 #include "testsettings.h"
 
-#include <QSettings>
 #include <QtTest>
 
 // A token counts as valid until a minute after it expired; past that, isAuthenticated() grants
@@ -18,7 +17,6 @@ class TestOAuthExpiry : public QObject
 
 private slots:
     void initTestCase();
-    void cleanupTestCase();
     void pastTheMarginGrantsFirst();
 
 private:
@@ -29,11 +27,6 @@ void TestOAuthExpiry::initTestCase()
 {
     QVERIFY(TestSettings::startForTheFlow(m_emulator, QStringLiteral("tst_oauthexpiry"),
                                           { QStringLiteral("--token-ttl"), QStringLiteral("1") }));
-}
-
-void TestOAuthExpiry::cleanupTestCase()
-{
-    QSettings().clear();
 }
 
 void TestOAuthExpiry::pastTheMarginGrantsFirst()
@@ -57,7 +50,6 @@ void TestOAuthExpiry::pastTheMarginGrantsFirst()
     QCOMPARE(log.at(0).toObject().value(QStringLiteral("path")).toString(),
              QStringLiteral("/o/oauth2/token"));
     QVERIFY(flow.token() != firstToken);
-    QVERIFY(flow.expirationAt() > expiry);
     QCOMPARE(browser.opened().size(), 1);
 }
 

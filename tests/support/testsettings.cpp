@@ -16,6 +16,7 @@ void TestSettings::isolate(const QString &applicationName)
     QCoreApplication::setOrganizationName(QStringLiteral("gdapp-tests"));
     QCoreApplication::setApplicationName(applicationName);
     QSettings().clear();
+    qAddPostRoutine([] { QSettings().clear(); });
 }
 
 bool TestSettings::startForTheFlow(EmulatorProcess &emulator, const QString &applicationName,

@@ -15,7 +15,7 @@ class TestSettings
 {
 public:
     // Test-mode standard paths, the test's own application name, and nothing left in them from
-    // an earlier run.
+    // an earlier run, nor, once the application ends, from this one.
     static void isolate(const QString &applicationName);
     // Where a test program of the authorisation flow starts: settings of its own, an emulator
     // that approves consents by itself, and the plug-in pointed at it.
