@@ -23,9 +23,10 @@ public:
     }
 };
 
-void row(const char *name, const QString &a, const QString &b, const QString &c)
+void row(const char *name, const QString &path, const QString &fileName, const QString &filePath,
+         const QString &fullPath, const QString &parent)
 {
-    QTest::newRow(name) << a << b << c;
+    QTest::newRow(name) << path << fileName << filePath << fullPath << parent;
 }
 } // namespace
 
@@ -35,55 +36,48 @@ class TestCloudObject : public QObject
     Q_OBJECT
 
 private slots:
-    void setFromStdPath_data();
-    void setFromStdPath();
     void paths_data();
     void paths();
+    void emptyFolderIsTheTop();
     void cursorMovesOnlyTheNameAndPath();
     void metaTypesAreRegisteredByName();
 };
 
-void TestCloudObject::setFromStdPath_data()
-{
-    QTest::addColumn<QString>("input");
-    QTest::addColumn<QString>("fileName");
-    QTest::addColumn<QString>("filePath");
-
-    row("absolute", "/a/b/c.txt", "c.txt", "/a/b");
-    row("bare name", "c.txt", "c.txt", "/");
-    row("trailing slash", "/a/b/", "", "/a/b");
-    row("empty section counts", "a//b", "b", "/a/");
-}
-
-void TestCloudObject::setFromStdPath()
-{
-    QFETCH(QString, input);
-    CloudObject object;
-    object.setFromStdPath(input);
-    QTEST(object.fileName(), "fileName");
-    QTEST(object.filePath(), "filePath");
-}
-
-// The full path joins folder and name with one slash; the parent is the folder above the
-// folder, and never empty.
+// A path as a provider gives it: the name follows the last slash, the folder is what comes
+// before, made absolute. The full path joins them with one slash; the parent is the folder above
+// the folder, and never empty.
 void TestCloudObject::paths_data()
 {
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("fileName");
     QTest::addColumn<QString>("filePath");
     QTest::addColumn<QString>("fullPath");
     QTest::addColumn<QString>("parent");
 
-    row("root", "/", "/n", "/");
-    row("two levels", "/docs/sub", "/docs/sub/n", "/docs");
-    row("no doubled slash", "/x/", "/x/n", "/x");
-    row("empty path", "", "/n", "/");
+    row("absolute", "/a/b/c.txt", "c.txt", "/a/b", "/a/b/c.txt", "/a");
+    row("bare name", "c.txt", "c.txt", "/", "/c.txt", "/");
+    row("trailing slash", "/a/b/", "", "/a/b", "/a/b/", "/a");
+    row("empty section counts", "a//b", "b", "/a/", "/a/b", "/a");
 }
 
 void TestCloudObject::paths()
 {
-    QFETCH(QString, filePath);
-    const Entry entry(filePath, QStringLiteral("n"));
-    QTEST(entry.fullPath(), "fullPath");
-    QTEST(entry.parent(), "parent");
+    QFETCH(QString, path);
+    CloudObject object;
+    object.setFromStdPath(path);
+    QTEST(object.fileName(), "fileName");
+    QTEST(object.filePath(), "filePath");
+    QTEST(object.fullPath(), "fullPath");
+    QTEST(object.parent(), "parent");
+}
+
+// A provider may leave the folder empty, as a URL without a path gives it: the entry is at the
+// top.
+void TestCloudObject::emptyFolderIsTheTop()
+{
+    const Entry entry(QString(), QStringLiteral("n"));
+    QCOMPARE(entry.fullPath(), QStringLiteral("/n"));
+    QCOMPARE(entry.parent(), QStringLiteral("/"));
 }
 
 // An entry used as a cursor: cd takes the name and path of the entry it moves onto, cdup makes it
