@@ -23,9 +23,10 @@ public:
     }
 };
 
-void row(const char *name, const QString &a, const QString &b, const QString &c)
+void row(const char *name, const QString &path, const QString &fileName, const QString &filePath,
+         const QString &fullPath, const QString &parent)
 {
-    QTest::newRow(name) << a << b << c;
+    QTest::newRow(name) << path << fileName << filePath << fullPath << parent;
 }
 } // namespace
 
@@ -35,97 +36,69 @@ class TestCloudObject : public QObject
     Q_OBJECT
 
 private slots:
-    void setFromStdPath_data();
-    void setFromStdPath();
     void paths_data();
     void paths();
-    void cdMovesOnlyTheNameAndPath();
-    void cdup_data();
-    void cdup();
+    void emptyFolderIsTheTop();
+    void cursorMovesOnlyTheNameAndPath();
     void metaTypesAreRegisteredByName();
 };
 
-void TestCloudObject::setFromStdPath_data()
-{
-    QTest::addColumn<QString>("input");
-    QTest::addColumn<QString>("fileName");
-    QTest::addColumn<QString>("filePath");
-
-    row("absolute", "/a/b/c.txt", "c.txt", "/a/b");
-    row("bare name", "c.txt", "c.txt", "/");
-    row("relative", "a/b", "b", "/a");
-    row("trailing slash", "/a/b/", "", "/a/b");
-    row("empty section counts", "a//b", "b", "/a/");
-}
-
-void TestCloudObject::setFromStdPath()
-{
-    QFETCH(QString, input);
-    CloudObject object;
-    object.setFromStdPath(input);
-    QTEST(object.fileName(), "fileName");
-    QTEST(object.filePath(), "filePath");
-}
-
-// The full path joins folder and name with one slash; the parent is the folder above the
-// folder, and never empty.
+// A path as a provider gives it: the name follows the last slash, the folder is what comes
+// before, made absolute. The full path joins them with one slash; the parent is the folder above
+// the folder, and never empty.
 void TestCloudObject::paths_data()
 {
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("fileName");
     QTest::addColumn<QString>("filePath");
     QTest::addColumn<QString>("fullPath");
     QTest::addColumn<QString>("parent");
 
-    row("root", "/", "/n", "/");
-    row("one level", "/docs", "/docs/n", "/");
-    row("two levels", "/docs/sub", "/docs/sub/n", "/docs");
-    row("no doubled slash", "/x/", "/x/n", "/x");
-    row("empty path", "", "/n", "/");
+    row("absolute", "/a/b/c.txt", "c.txt", "/a/b", "/a/b/c.txt", "/a");
+    row("bare name", "c.txt", "c.txt", "/", "/c.txt", "/");
+    row("trailing slash", "/a/b/", "", "/a/b", "/a/b/", "/a");
+    row("empty section counts", "a//b", "b", "/a/", "/a/b", "/a");
 }
 
 void TestCloudObject::paths()
 {
-    QFETCH(QString, filePath);
-    const Entry entry(filePath, QStringLiteral("n"));
-    QTEST(entry.fullPath(), "fullPath");
-    QTEST(entry.parent(), "parent");
-    QCOMPARE(Entry(filePath, QString()).fullPath(),
-             filePath.endsWith(QLatin1Char('/')) ? filePath : filePath + QLatin1Char('/'));
+    QFETCH(QString, path);
+    CloudObject object;
+    object.setFromStdPath(path);
+    QTEST(object.fileName(), "fileName");
+    QTEST(object.filePath(), "filePath");
+    QTEST(object.fullPath(), "fullPath");
+    QTEST(object.parent(), "parent");
 }
 
-// Onto a file too: the cursor stays a folder, with its own identifier and etag.
-void TestCloudObject::cdMovesOnlyTheNameAndPath()
+// A provider may leave the folder empty, as a URL without a path gives it: the entry is at the
+// top.
+void TestCloudObject::emptyFolderIsTheTop()
 {
-    Entry current(QStringLiteral("/old"), QStringLiteral("place"), QStringLiteral("OLD"), true);
-    const Entry child(QStringLiteral("/docs"), QStringLiteral("a.txt"), QStringLiteral("CHILD"),
-                      false);
-    current.cd(&child);
-    QCOMPARE(current.fullPath(), QStringLiteral("/docs/a.txt"));
-    QCOMPARE(current.id(), QStringLiteral("OLD"));
-    QCOMPARE(current.etag(), QStringLiteral("etag-OLD"));
-    QVERIFY(current.isFolder());
+    const Entry entry(QString(), QStringLiteral("n"));
+    QCOMPARE(entry.fullPath(), QStringLiteral("/n"));
+    QCOMPARE(entry.parent(), QStringLiteral("/"));
 }
 
-// A file becomes the folder above its own; only the path and the name change.
-void TestCloudObject::cdup_data()
+// An entry used as a cursor: cd takes the name and path of the entry it moves onto, cdup makes it
+// the folder above. It keeps its own identifier, etag and size, and cd leaves its kind.
+void TestCloudObject::cursorMovesOnlyTheNameAndPath()
 {
-    QTest::addColumn<QString>("filePath");
-    QTest::addColumn<QString>("newPath");
+    Entry cursor(QStringLiteral("/old"), QStringLiteral("a.txt"), QStringLiteral("OLD"), false);
+    const Entry child(QStringLiteral("/docs/sub"), QStringLiteral("b"), QStringLiteral("CHILD"));
+    cursor.cd(&child);
+    QCOMPARE(cursor.fullPath(), QStringLiteral("/docs/sub/b"));
+    QVERIFY(!cursor.isFolder());
 
-    QTest::newRow("two levels down") << QStringLiteral("/docs/sub") << QStringLiteral("/docs");
-    QTest::newRow("one level down") << QStringLiteral("/docs") << QStringLiteral("/");
-}
-
-void TestCloudObject::cdup()
-{
-    QFETCH(QString, filePath);
-    Entry object(filePath, QStringLiteral("a.txt"), QStringLiteral("ID"), false);
-    object.cdup();
-    QTEST(object.filePath(), "newPath");
-    QVERIFY(object.fileName().isNull());
-    QVERIFY(object.isFolder());
-    QCOMPARE(object.id(), QStringLiteral("ID"));
-    QCOMPARE(object.etag(), QStringLiteral("etag-ID"));
-    QCOMPARE(object.bytes(), quint64(42));
+    cursor.cdup();
+    QCOMPARE(cursor.filePath(), QStringLiteral("/docs"));
+    QVERIFY(cursor.fileName().isNull());
+    QVERIFY(cursor.isFolder());
+    cursor.cdup();
+    QCOMPARE(cursor.filePath(), QStringLiteral("/"));
+    QCOMPARE(cursor.id(), QStringLiteral("OLD"));
+    QCOMPARE(cursor.etag(), QStringLiteral("etag-OLD"));
+    QCOMPARE(cursor.bytes(), quint64(42));
 }
 
 // Listings travel through string-based and queued connections, which find the types by name.

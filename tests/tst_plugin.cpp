@@ -42,8 +42,7 @@ private slots:
     void initTestCase();
     void cleanup();
 
-    void metadata();
-    void iconComesWithTheLibrary();
+    void metadataAndIcon();
     void filesWaitForConsentThenShareIt();
 
 private:
@@ -67,9 +66,11 @@ void TestPlugin::cleanup()
     QSettings().clear();
 }
 
-// Hosts pick the plug-in by its metadata. Its root object answers to the interface's IID, which
-// tst_binarycontract calls through, and not to the plug-in's own.
-void TestPlugin::metadata()
+// Hosts pick the plug-in by its metadata, which names an IID of its own rather than the
+// interface's, the one tst_binarycontract casts to. They have always been handed the icon's exact
+// bytes, stored as they are, and nothing else: the chooser's icons are the host's to provide.
+// The resource comes and goes with the library.
+void TestPlugin::metadataAndIcon()
 {
     Loader loader;
     const QJsonObject metadata = loader.metaData();
@@ -78,23 +79,11 @@ void TestPlugin::metadata()
     QCOMPARE(metadata.value(QStringLiteral("className")).toString(),
              QStringLiteral("GoogleDriveServer"));
     QVERIFY(!metadata.contains(QStringLiteral("MetaData")));
-    QCOMPARE(metadata.value(QStringLiteral("version")).toInt(),
-             QT_VERSION_MAJOR << 16 | QT_VERSION_MINOR << 8);
-    QObject *root = loader.instance();
-    QVERIFY2(root, qPrintable(loader.errorString()));
-    QVERIFY(!root->qt_metacast("org.tarnwick.googleinterface"));
-    loader.unload();
-}
 
-// Hosts have always been handed these exact bytes, stored as they are, and nothing else: the
-// chooser's icons are the host's to provide. The resource comes and goes with the library.
-void TestPlugin::iconComesWithTheLibrary()
-{
-    Loader loader;
     // Newer Qt versions only add load hints: a plug-in loader keeps its library for good.
     const bool unloads = !loader.loadHints().testFlag(QLibrary::PreventUnloadHint);
     QVERIFY(!unloads || !QFile::exists(IconPath));
-    QVERIFY(loader.load());
+    QVERIFY2(loader.load(), qPrintable(loader.errorString()));
     const QResource resource(IconPath);
     QCOMPARE(resource.compressionAlgorithm(), QResource::NoCompression);
     QCOMPARE(QCryptographicHash::hash(resource.uncompressedData(), QCryptographicHash::Md5).toHex(),
@@ -126,7 +115,6 @@ void TestPlugin::filesWaitForConsentThenShareIt()
     m_emulator.setSettings({ { QStringLiteral("autoApprove"), true } });
     QVERIFY(first && second);
     QVERIFY(first.get() != second.get());
-    QCOMPARE(first->filename(false), url);
     QVERIFY(!first->parent());
     QCOMPARE(browser.opened().size(), consents + 1);
     int tokenRequests = 0;
@@ -134,12 +122,6 @@ void TestPlugin::filesWaitForConsentThenShareIt()
         tokenRequests += entry.toObject().value(QStringLiteral("path")).toString()
                 == QLatin1String("/o/oauth2/token");
     QCOMPARE(tokenRequests, 1);
-
-    // Both work against the service.
-    QString etag;
-    m_emulator.seedFile(QStringLiteral("/a.txt"), "x");
-    QVERIFY(first->exists(etag));
-    QVERIFY(second->exists(etag));
 
     first.reset();
     second.reset();

@@ -29,14 +29,12 @@ QList<QStringList> readCatalogue(const QString &path)
         } else if (name == QLatin1String("message")) {
             numerus = xml.attributes().value(QLatin1String("numerus")) == QLatin1String("yes");
             messages.append({ context });
-        } else if (name == QLatin1String("source")) {
+        } else if (name == QLatin1String("source") || name == QLatin1String("numerusform")) {
             messages.last().append(xml.readElementText());
         } else if (name == QLatin1String("translation")) {
             messages.last().append(xml.attributes().value(QLatin1String("type")).toString());
             if (!numerus)
                 messages.last().append(xml.readElementText());
-        } else if (name == QLatin1String("numerusform")) {
-            messages.last().append(xml.readElementText());
         }
     }
     return messages;
@@ -46,12 +44,11 @@ QList<QStringList> readCatalogue(const QString &path)
 QString fault(const QStringList &message)
 {
     const QStringList translations = message.mid(3);
-    if (message.value(2) == QLatin1String("unfinished") || translations.isEmpty())
+    if (message.value(2) == QLatin1String("unfinished") || translations.isEmpty()
+        || translations.contains(QString()))
         return QStringLiteral("untranslated");
     static const QRegularExpression argument(QStringLiteral("%(\\d+|n)"));
     for (const QString &translation : translations) {
-        if (translation.isEmpty())
-            return QStringLiteral("a form untranslated");
         for (const QRegularExpressionMatch &match : argument.globalMatch(message.at(1))) {
             if (!translation.contains(match.captured()))
                 return QStringLiteral("%1 lost in \"%2\"").arg(match.captured(), translation);

@@ -9,9 +9,8 @@
 LanguageScope::LanguageScope(const QString &language)
 {
     const QLocale locale(language);
-    m_loaded = m_translator.load(locale, QStringLiteral("gdapp"), QStringLiteral("_"),
-                                 QStringLiteral(GDAPP_TRANSLATIONS_DIR));
-    if (m_loaded)
+    if (m_translator.load(locale, QStringLiteral("gdapp"), QStringLiteral("_"),
+                          QStringLiteral(GDAPP_TRANSLATIONS_DIR)))
         QCoreApplication::installTranslator(&m_translator);
     QLocale::setDefault(locale);
 }

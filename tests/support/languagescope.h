@@ -20,12 +20,11 @@ public:
     ~LanguageScope();
     Q_DISABLE_COPY(LanguageScope)
 
-    bool isLoaded() const { return m_loaded; }
+    bool isLoaded() const { return !m_translator.filePath().isEmpty(); }
 
 private:
     QTranslator m_translator;
     QLocale m_previous;
-    bool m_loaded = false;
 };
 
 #endif // LANGUAGESCOPE_H
