@@ -190,6 +190,7 @@ void TestGdappCli::refusedBeforeAnyChange_data()
     row("bad consent mode", "ls --consent telepathy", 2, "--help");
     // Read as 0, it would wait for ever.
     row("a time-out that is no number", "ls --timeout soon", 2, "--help");
+    row("a negative time-out", "ls --timeout -5", 2, "--help");
     row("--proxy with --no-proxy", "ls --proxy http://proxy.example:3128 --no-proxy", 2, "--help");
     row("a proxy gdapp cannot use", "ls --proxy https://proxy.example:3128", 2, "--help");
     row("rm of the top folder", "rm -r gdapp:/", 2, "--help");
@@ -224,8 +225,12 @@ void TestGdappCli::refusedBeforeAnyChange_data()
     // rather than left to fail on the way with Qt's words.
     row("no URL", "ls", 1, R"(gdapp: ls: GDAPP_DRIVE_URL is "notaurl")",
         { "GDAPP_DRIVE_URL=notaurl" });
+    row("no web URL", "ls", 1, R"(gdapp: ls: GDAPP_DRIVE_URL is "ftp://127.0.0.1:21")",
+        { "GDAPP_DRIVE_URL=ftp://127.0.0.1:21" });
     row("no host", "ls", 1, R"(gdapp: ls: GDAPP_OAUTH_URL is "http:/token")",
         { "GDAPP_OAUTH_URL=http:/token" });
+    row("a query", "ls", 1, R"(gdapp: ls: GDAPP_OAUTH_URL is "http://127.0.0.1:1/?x=y")",
+        { "GDAPP_OAUTH_URL=http://127.0.0.1:1/?x=y" });
     // Made private, a folder there would never hold the tokens.
     row("the settings a folder", "ls", 1, "/folder/Tarnwick/gdapp.conf is not a file\n",
         { QStringLiteral("XDG_CONFIG_HOME=") + local(QStringLiteral("folder")) });
