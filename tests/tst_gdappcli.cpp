@@ -381,8 +381,8 @@ void TestGdappCli::mvOntoAFileLosesNothing()
 
 // Qt sends a request body of 2 GiB at most, and a new file's holds its metadata besides the
 // content: a file that would not fit is refused before it is read, with the exact limit, which
-// is 2 GiB less what the plug-in sends around the content: the name among it, escaped as JSON
-// (a quote, a tab) and in UTF-8.
+// is 2 GiB less what the plug-in sends around the content, the name among it, escaped as JSON (a
+// quote, a tab) and in UTF-8.
 void TestGdappCli::newFileNearTheSizeLimit()
 {
     m_emulator.seedFolder(QStringLiteral("/D"));
