@@ -238,10 +238,11 @@ void TestGdappCli::refusedBeforeAnyChange_data()
         R"(not signed in: run "gdapp login")", { m_noSignIn });
 
     // The plug-in's code is no HTTP status, whatever it looks like: 403 is its code for a path
-    // that did not resolve, whatever the service answered to the lookup (here a service error).
-    row("a lookup refused", "ls gdapp:/x", 5,
-        "server replied: Internal Server Error (HTTP 500, plug-in error 403)\n", {},
-        R"({"path": "/drive/v3/files", "status": 500})");
+    // that did not resolve, whatever the service answered to the lookup; the reply's status
+    // decides (here credentials refused, 4, where the plug-in's code would give 5).
+    row("a lookup's credentials refused", "ls gdapp:/x", 4,
+        "server replied: Unauthorized (HTTP 401, plug-in error 403)\n", {},
+        R"({"method": "GET", "path": "/drive/v3/files", "status": 401})");
 }
 
 void TestGdappCli::refusedBeforeAnyChange()
