@@ -11,7 +11,6 @@
 #include <QLocalServer>
 #include <QNetworkInterface>
 #include <QSettings>
-#include <QStandardPaths>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTemporaryDir>
@@ -48,16 +47,15 @@ private slots:
     void refusedBeforeAnyChange_data();
     void refusedBeforeAnyChange();
     void listingAndStat();
-    void consentThatNeedsAPerson();
     void progressOnlyOnATerminal();
     void mvOntoAFileLosesNothing_data();
     void mvOntoAFileLosesNothing();
-    void newFileNearTheSizeLimit_data();
     void newFileNearTheSizeLimit();
     void signInKeptPrivateUntilLogout();
     void failedLoginKeepsTheSignIn_data();
     void failedLoginKeepsTheSignIn();
-    void listenerAnswersOnLoopbackOnly();
+    void consentWaitingForTheBrowser_data();
+    void consentWaitingForTheBrowser();
     void pluginTextsInTheUsersLanguage_data();
     void pluginTextsInTheUsersLanguage();
     void urlsAsTypedAndAsPrinted_data();
@@ -65,8 +63,6 @@ private slots:
     void getIntoWhatIsNotARegularFile();
     void standardOutputThatTakesNothing_data();
     void standardOutputThatTakesNothing();
-    void failingBrowserCommandIsTold_data();
-    void failingBrowserCommandIsTold();
     void bashCompletion_data();
     void bashCompletion();
 
@@ -75,9 +71,8 @@ private:
     Run gdapp(const QString &line, const QByteArray &input = QByteArray(),
               const QStringList &variables = QStringList()) const
     {
-        const QProcessEnvironment environment = withVariables(variables);
-        return m_gdapp.run(QProcess::splitCommand(line), input, [&environment](QProcess &process) {
-            process.setProcessEnvironment(environment);
+        return m_gdapp.run(QProcess::splitCommand(line), input, [&](QProcess &process) {
+            process.setProcessEnvironment(withVariables(variables));
         });
     }
     QProcessEnvironment withVariables(const QStringList &variables) const;
@@ -88,10 +83,8 @@ private:
     EmulatorProcess m_emulator;
     QTemporaryDir m_config;
     QTemporaryDir m_work;
-    // Settings where gdapp has no sign-in, and where a folder stands in the settings file's way.
+    // Settings where gdapp has no sign-in.
     const QString m_noSignIn = QStringLiteral("XDG_CONFIG_HOME=") + local(QStringLiteral("none"));
-    const QString m_settingsFolder =
-            QStringLiteral("XDG_CONFIG_HOME=") + local(QStringLiteral("folder"));
     GdappRunner m_gdapp { QStringLiteral(GDAPP_PROGRAM) };
 };
 
@@ -101,7 +94,9 @@ void TestGdappCli::initTestCase()
     QVERIFY(m_emulator.start({ QStringLiteral("--auto-approve") }));
     m_gdapp.setEnvironment(GdappRunner::environmentFor(m_emulator.url(), m_config.path()));
     m_gdapp.setWorkingDirectory(m_work.path());
+    // A folder where the settings file would be.
     QVERIFY(QDir().mkpath(local(QStringLiteral("folder/Tarnwick/gdapp.conf"))));
+    QCOMPARE(gdapp(QStringLiteral("login")).exitCode, 0); // the sign-in that commands start from
 }
 
 void TestGdappCli::init()
@@ -199,9 +194,8 @@ void TestGdappCli::refusedBeforeAnyChange_data()
     row("--proxy with --no-proxy", "ls --proxy http://proxy.example:3128 --no-proxy", 2, "--help");
     row("a proxy gdapp cannot use", "ls --proxy https://proxy.example:3128", 2, "--help");
     row("rm of the top folder", "rm -r gdapp:/", 2, "--help");
-    // "mv a b/" keeps the name in b, here the source's own folder: onto itself; for cp, that
-    // names the source itself, which "remove it first" would have lost.
-    row("mv into its own folder", "mv gdapp:/T/b.txt gdapp:/T/", 2, "--help");
+    // "cp a b/" keeps the name in b, here the source's own folder: that names the source
+    // itself, which "remove it first" would have lost.
     row("cp into its own folder", "cp gdapp:/T/b.txt gdapp:/T/", 2, "--help");
 
     row("mv onto a folder", "mv gdapp:/a.txt gdapp:/Reports", 1, "is a folder");
@@ -227,8 +221,6 @@ void TestGdappCli::refusedBeforeAnyChange_data()
         "ls --plugin " + QLibraryInfo::path(QLibraryInfo::PluginsPath)
                 + "/platforms/libqminimal.so",
         1, "libqminimal.so is not a storage provider plug-in");
-    row("no plug-in where the environment says", "ls", 1, "looked at:\n  /elsewhere/libgdrive.so\n",
-        { "GDAPP_PLUGIN_PATH=/elsewhere/libgdrive.so" });
     // A service address the plug-in would take as it stands is refused, naming the variable,
     // rather than left to fail on the way with Qt's words.
     row("no URL", "ls", 1, R"(gdapp: ls: GDAPP_DRIVE_URL is "notaurl")",
@@ -240,18 +232,14 @@ void TestGdappCli::refusedBeforeAnyChange_data()
     row("a query", "ls", 1, R"(gdapp: ls: GDAPP_OAUTH_URL is "http://127.0.0.1:1/?x=y")",
         { "GDAPP_OAUTH_URL=http://127.0.0.1:1/?x=y" });
     // Made private, a folder there would never hold the tokens.
-    const char *notAFile = "/folder/Tarnwick/gdapp.conf is not a file\n";
-    row("login, the settings a folder", "login", 1, notAFile, { m_settingsFolder });
-    row("ls, the settings a folder", "ls", 1, notAFile, { m_settingsFolder });
-    row("logout, the settings a folder", "logout", 1, notAFile, { m_settingsFolder });
+    row("the settings a folder", "ls", 1, "/folder/Tarnwick/gdapp.conf is not a file\n",
+        { QStringLiteral("XDG_CONFIG_HOME=") + local(QStringLiteral("folder")) });
     row("--consent none without a sign-in", "--consent none ls", 4,
         R"(not signed in: run "gdapp login")", { m_noSignIn });
 
     // The plug-in's code is no HTTP status, whatever it looks like: 403 is its code for a path
-    // that did not resolve, whatever the service answered to the lookup.
-    row("a lookup refused", "ls gdapp:/x", 5,
-        "server replied: Internal Server Error (HTTP 500, plug-in error 403)\n", {},
-        R"({"path": "/drive/v3/files", "status": 500})");
+    // that did not resolve, whatever the service answered to the lookup; the reply's status
+    // decides (here credentials refused, 4, where the plug-in's code would give 5).
     row("a lookup's credentials refused", "ls gdapp:/x", 4,
         "server replied: Unauthorized (HTTP 401, plug-in error 403)\n", {},
         R"({"method": "GET", "path": "/drive/v3/files", "status": 401})");
@@ -267,12 +255,10 @@ void TestGdappCli::refusedBeforeAnyChange()
     m_emulator.seedFile(QStringLiteral("/a.txt"), "a");
     m_emulator.seedFile(QStringLiteral("/a b.txt"), "a b");
     m_emulator.seedFile(QStringLiteral("/Reports/r.txt"), "r");
-    m_emulator.seedFolder(QStringLiteral("/Reports/in.txt"));
     m_emulator.seedFile(QStringLiteral("/reported-huge.bin"), "small",
                         { { QStringLiteral("size"), 2147483648.0 } });
     writeLocal(QStringLiteral("in.txt"), "local");
     writeLocal(QStringLiteral("a+b.txt"), "local");
-    QCOMPARE(gdapp(QStringLiteral("ls")).exitCode, 0); // authorised, before the fault
     if (!fault.isEmpty())
         m_emulator.addFault(fault);
     const QJsonArray before = m_emulator.files();
@@ -299,31 +285,17 @@ void TestGdappCli::listingAndStat()
     m_emulator.seedFile(QStringLiteral("/docs/report.txt"), content);
     m_emulator.seedFile(QStringLiteral("/docs/two\nlines\ttab\x1b\\n.txt"), "o");
     const Run listing = gdapp(QStringLiteral("ls gdapp:/docs"));
-    QCOMPARE(listing.exitCode, 0);
-    QVERIFY2(QRegularExpression(QStringLiteral("^- +1800  \\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d  "
-                                               "report\\.txt\\n- +1  [^\\n]+  two\\\\nlines"
-                                               "\\\\ttab\\\\x1b\\\\\\\\n\\.txt\\n$"))
-                     .match(QString::fromUtf8(listing.out))
-                     .hasMatch(),
+    QVERIFY2(QString::fromUtf8(listing.out)
+                     .contains(QRegularExpression(QStringLiteral(
+                             "^- +1800  \\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d  report\\.txt\\n"
+                             "- +1  [^\\n]+  two\\\\nlines\\\\ttab\\\\x1b\\\\\\\\n\\.txt\\n$"))),
              listing.out.constData());
 
     const Run stat = gdapp(QStringLiteral("stat gdapp:/docs/report.txt"));
-    QCOMPARE(stat.exitCode, 0);
     QVERIFY(stat.out.contains("type:     file\n"));
     QVERIFY(stat.out.contains("size:     1800\n"));
     QVERIFY(stat.out.contains(
             "md5:      " + QCryptographicHash::hash(content, QCryptographicHash::Md5).toHex()));
-}
-
-// --consent fetch cannot answer a consent page that waits for a person: it says where to go.
-void TestGdappCli::consentThatNeedsAPerson()
-{
-    m_emulator.setSettings(json(R"({"autoApprove": false})"));
-    const Run run = gdapp(QStringLiteral("ls"), QByteArray(), { m_noSignIn });
-    QCOMPARE(run.exitCode, 4);
-    QVERIFY2((run.err.contains("needs a person") || run.err.contains("asks for a person"))
-                     && run.err.contains("/o/oauth2/v2/auth?"),
-             run.err.constData());
 }
 
 void TestGdappCli::progressOnlyOnATerminal()
@@ -334,16 +306,12 @@ void TestGdappCli::progressOnlyOnATerminal()
     QVERIFY(!piped.err.contains('%'));
 
     // On a terminal (script(1) gives it one) the bar shows.
-    const QString script = QStandardPaths::findExecutable(QStringLiteral("script"));
-    if (script.isEmpty())
-        QSKIP("script(1) is not installed");
     QProcess terminal;
     terminal.setProcessEnvironment(m_gdapp.environment());
     terminal.setWorkingDirectory(m_work.path());
-    terminal.start(script,
+    terminal.start(QStringLiteral("script"),
                    { QStringLiteral("-qec"),
-                     QStringLiteral("%1 --consent fetch get gdapp:/big.bin big.bin")
-                             .arg(QStringLiteral(GDAPP_PROGRAM)),
+                     QStringLiteral(GDAPP_PROGRAM " --consent fetch get gdapp:/big.bin big.bin"),
                      QStringLiteral("/dev/null") });
     QVERIFY(terminal.waitForFinished(60000));
     const QByteArray shown = terminal.readAllStandardOutput();
@@ -357,32 +325,28 @@ void TestGdappCli::mvOntoAFileLosesNothing_data()
     QTest::addColumn<QStringList>("left"); // path=content; "aside" for the name set aside
     QTest::addColumn<QByteArray>("says");
 
+    const auto row = [](const char *name, const QJsonArray &faults, int exitCode,
+                        const QStringList &left, const char *says) {
+        QTest::newRow(name) << faults << exitCode << left << QByteArray(says);
+    };
     // The renames are PATCH requests: the destination's aside, the source's, and the one that
     // puts the destination back. A delay of a millisecond lets one through.
     const QJsonObject through = json(R"({"method": "PATCH", "delayMs": 1})");
     const QJsonObject refused = json(R"({"method": "PATCH", "status": 500})");
-    const QStringList asItWas { "/M/draft.odt=draft", "/M/report.odt=report" };
-    const QStringList replaced { "/M/report.odt=draft" };
-    QTest::newRow("nothing fails") << QJsonArray() << 0 << replaced << QByteArray();
-    QTest::newRow("setting the destination aside fails")
-            << QJsonArray { refused } << 5 << asItWas
-            << QByteArray("gdapp:/M/report.odt is as it was\n");
-    QTest::newRow("the source's rename fails: the destination gets its name back")
-            << QJsonArray { through, refused } << 5 << asItWas
-            << QByteArray("gdapp:/M/report.odt is as it was\n");
-    QTest::newRow("the source's rename fails, and the way back too")
-            << QJsonArray { through, refused, refused } << 5
-            << QStringList { "/M/draft.odt=draft", "aside=report" }
-            << QByteArray("the old gdapp:/M/report.odt is now gdapp:/M/.gdapp-replaced-");
-    QTest::newRow("removing the file set aside fails")
-            << QJsonArray { json(R"({"method": "DELETE", "status": 500})") } << 5
-            << QStringList { "/M/report.odt=draft", "aside=report" }
-            << QByteArray("but the file it replaced could not be removed");
+    const QStringList asItWas { "/draft.odt=draft", "/report.odt=report" };
+    const char *untouched = "gdapp:/report.odt is as it was\n";
+    row("setting the destination aside fails", { refused }, 5, asItWas, untouched);
+    row("the source's rename fails: the destination gets its name back", { through, refused }, 5,
+        asItWas, untouched);
+    row("the source's rename fails, and the way back too", { through, refused, refused }, 5,
+        { "/draft.odt=draft", "aside=report" },
+        "the old gdapp:/report.odt is now gdapp:/.gdapp-replaced-");
+    row("removing the file set aside fails", { json(R"({"method": "DELETE", "status": 500})") }, 5,
+        { "/report.odt=draft", "aside=report" }, "but the file it replaced could not be removed");
     // The service renamed it, and the answer was lost.
-    QTest::newRow("the source's rename done, its answer cut")
-            << QJsonArray { through,
-                            json(R"({"method": "PATCH", "action": "truncate", "count": -1})") }
-            << 0 << replaced << QByteArray();
+    row("the source's rename done, its answer cut",
+        { through, json(R"({"method": "PATCH", "action": "truncate", "count": -1})") }, 0,
+        { "/report.odt=draft" }, "");
 }
 
 // mv onto an existing file removes it only once the source has its name: a failure at any step
@@ -393,49 +357,37 @@ void TestGdappCli::mvOntoAFileLosesNothing()
     QFETCH(QStringList, left);
     QFETCH(QByteArray, says);
 
-    m_emulator.seedFile(QStringLiteral("/M/report.odt"), "report");
-    const QString draftId = idOf(m_emulator.seedFile(QStringLiteral("/M/draft.odt"), "draft"));
-    QCOMPARE(gdapp(QStringLiteral("ls gdapp:/M")).exitCode, 0); // authorised, before the faults
+    m_emulator.seedFile(QStringLiteral("/report.odt"), "report");
+    const QString draftId = idOf(m_emulator.seedFile(QStringLiteral("/draft.odt"), "draft"));
     for (const QJsonValue &fault : faults)
         m_emulator.addFault(fault.toObject());
 
-    const Run run = gdapp(QStringLiteral("mv gdapp:/M/draft.odt gdapp:/M/report.odt"));
+    const Run run = gdapp(QStringLiteral("mv gdapp:/draft.odt gdapp:/report.odt"));
     QTEST(run.exitCode, "exitCode");
     QVERIFY2(run.err.contains(says), run.err.constData());
     QStringList found;
-    for (const QJsonValue &value : m_emulator.files()) {
-        const QJsonObject file = value.toObject();
-        QString path = file.value(QStringLiteral("path")).toString();
-        if (path == QLatin1String("/M"))
-            continue;
-        if (path.startsWith(QLatin1String("/M/.gdapp-replaced-")))
-            path = QStringLiteral("aside");
-        found.append(path + QLatin1Char('=') + QString::fromUtf8(m_emulator.content(idOf(file))));
+    for (const QJsonValue &file : m_emulator.files()) {
+        const QString path = file[QLatin1String("path")].toString();
+        found.append((path.startsWith(QLatin1String("/.gdapp-replaced-")) ? QStringLiteral("aside")
+                                                                          : path)
+                     + QLatin1Char('=')
+                     + QString::fromUtf8(m_emulator.content(idOf(file.toObject()))));
     }
     found.sort();
     QCOMPARE(found, left);
     // The file renamed is the source itself, not a copy.
-    if (left.contains(QStringLiteral("/M/report.odt=draft")))
-        QCOMPARE(idOf(m_emulator.fileAt(QStringLiteral("/M/report.odt"))), draftId);
-}
-
-void TestGdappCli::newFileNearTheSizeLimit_data()
-{
-    QTest::addColumn<QString>("name"); // as typed in the URL
-    QTest::newRow("a short name") << "new";
-    QTest::newRow("a name with a quote, which JSON escapes") << "say \"hi\"";
-    QTest::newRow("a name in another script") << "日本語のファイル";
-    QTest::newRow("a tab, escaped") << "tab%09here";
+    if (left.contains(QStringLiteral("/report.odt=draft")))
+        QCOMPARE(idOf(m_emulator.fileAt(QStringLiteral("/report.odt"))), draftId);
 }
 
 // Qt sends a request body of 2 GiB at most, and a new file's holds its metadata besides the
 // content: a file that would not fit is refused before it is read, with the exact limit, which
-// is 2 GiB less what the plug-in sends around the content.
+// is 2 GiB less what the plug-in sends around the content, the name among it, escaped as JSON (a
+// quote, a tab) and in UTF-8.
 void TestGdappCli::newFileNearTheSizeLimit()
 {
-    QFETCH(QString, name);
     m_emulator.seedFolder(QStringLiteral("/D"));
-    const QString url = QStringLiteral("gdapp:/D/") + name;
+    const QString url = QStringLiteral("gdapp:/D/say \"hi\"%09日本語");
     writeLocal(QStringLiteral("small.bin"), "small");
     int mark = m_emulator.nextRequest();
     QCOMPARE(m_gdapp.run({ QStringLiteral("put"), QStringLiteral("small.bin"), url }).exitCode, 0);
@@ -444,13 +396,11 @@ void TestGdappCli::newFileNearTheSizeLimit()
         if (request.path() == QLatin1String("/upload/drive/v3/files"))
             envelope = request.header(QStringLiteral("Content-Length")).toLongLong() - 5;
     }
-    QVERIFY(envelope > 0);
     QCOMPARE(m_gdapp.run({ QStringLiteral("rm"), url }).exitCode, 0);
 
     const qint64 limit = (qint64(1) << 31) - envelope;
     QFile large(local(QStringLiteral("large.bin")));
-    QVERIFY(large.open(QIODevice::WriteOnly));
-    QVERIFY(large.resize(limit + 1)); // sparse: nothing is written
+    QVERIFY(large.open(QIODevice::WriteOnly) && large.resize(limit + 1)); // sparse: nothing written
     large.close();
     mark = m_emulator.nextRequest();
     const Run run = m_gdapp.run({ QStringLiteral("put"), QStringLiteral("large.bin"), url });
@@ -463,7 +413,7 @@ void TestGdappCli::newFileNearTheSizeLimit()
 
 // The settings hold the tokens, enciphered against a casual look only: they are for the owner
 // alone, again once a command has written them after a loosening by hand. logout forgets the
-// whole sign-in, once; the next command asks for a consent again.
+// whole sign-in, once.
 void TestGdappCli::signInKeptPrivateUntilLogout()
 {
     QTemporaryDir config;
@@ -483,48 +433,45 @@ void TestGdappCli::signInKeptPrivateUntilLogout()
     QCOMPARE(QSettings(file, QSettings::IniFormat).childGroups(), QStringList());
     // Once more, with nothing left to forget: it says so rather than "signed out".
     QVERIFY(gdapp(QStringLiteral("logout"), QByteArray(), variables).err.startsWith("Not signed"));
-    const int mark = m_emulator.nextRequest();
-    const Run after = gdapp(QStringLiteral("ls"), QByteArray(), variables);
-    QCOMPARE(after.exitCode, 0);
-    QCOMPARE(requestsTo(QStringLiteral("/o/oauth2/v2/auth"), mark), 1);
-    QVERIFY(after.err.contains("Authorisation needed"));
 }
 
 // A login that fails costs nothing: the sign-in stored before stays. With the loopback port held
-// by another program, no answer can reach the plug-in: it says so at once. The plug-in consents
-// again, once, when the service refuses the code (a code can go stale); a second refusal, or a
-// refusal it does not retry (a wrong client secret gets 401), ends the command instead of a wait
-// or an endless round of consents.
+// by another program, no answer can reach the plug-in: it says so at once. --consent fetch cannot
+// answer a consent page that waits for a person: it says where to go. The plug-in consents again,
+// once, when the service refuses the code (a code can go stale); a second refusal, or a refusal
+// it does not retry (a wrong client secret gets 401), ends the command instead of a wait or an
+// endless round of consents.
 void TestGdappCli::failedLoginKeepsTheSignIn_data()
 {
-    QTest::addColumn<QString>("consent");
     QTest::addColumn<QJsonObject>("fault"); // none: the port is taken
     QTest::addColumn<int>("exitCode");
     QTest::addColumn<int>("tokenRequests");
     QTest::addColumn<QByteArray>("saying");
 
-    const QByteArray portTaken("cannot listen on 127.0.0.1:5479 for the browser's answer");
-    QTest::newRow("port taken, fetch") << "fetch" << QJsonObject() << 4 << 0 << portTaken;
-    QTest::newRow("port taken, print") << "print" << QJsonObject() << 4 << 0 << portTaken;
+    QTest::newRow("port taken") << QJsonObject() << 4 << 0
+                                << QByteArray("cannot listen on 127.0.0.1:5479 for the browser's "
+                                              "answer");
+    QTest::newRow("a consent page that waits for a person")
+            << json(R"({"path": "/o/oauth2/v2/auth", "status": 200,
+                        "body": "<html><body>Autoriser ?</body></html>", "contentType": "text/html"})")
+            << 4 << 0 << QByteArray("the consent page asks for a person");
     const QByteArray client("client identifier or secret");
     QTest::newRow("one code refused")
-            << "fetch" << json(R"({"path": "/o/oauth2/token", "status": 400, "count": 1})") << 0
-            << 2 << QByteArray("Authorised.");
+            << json(R"({"path": "/o/oauth2/token", "status": 400, "count": 1})") << 0 << 2
+            << QByteArray("Authorised.");
     QTest::newRow("every code refused")
-            << "fetch" << json(R"({"path": "/o/oauth2/token", "status": 400, "count": -1})") << 4
-            << 2 << client;
+            << json(R"({"path": "/o/oauth2/token", "status": 400, "count": -1})") << 4 << 2
+            << client;
     QTest::newRow("client refused")
-            << "fetch" << json(R"({"path": "/o/oauth2/token", "status": 401, "count": -1})") << 4
-            << 1 << client;
+            << json(R"({"path": "/o/oauth2/token", "status": 401, "count": -1})") << 4 << 1
+            << client;
 }
 
 void TestGdappCli::failedLoginKeepsTheSignIn()
 {
-    QFETCH(QString, consent);
     QFETCH(QJsonObject, fault);
     QFETCH(QByteArray, saying);
 
-    QCOMPARE(gdapp(QStringLiteral("ls")).exitCode, 0);
     const QByteArray signIn = GdappRunner::storedRefreshToken(m_config.path());
     QVERIFY(!signIn.isEmpty());
     QTcpServer other;
@@ -533,7 +480,7 @@ void TestGdappCli::failedLoginKeepsTheSignIn()
     else
         m_emulator.addFault(fault);
     const int mark = m_emulator.nextRequest();
-    const Run run = gdapp(QStringLiteral("--consent %1 login").arg(consent));
+    const Run run = gdapp(QStringLiteral("login"));
     QTEST(run.exitCode, "exitCode");
     QVERIFY2(run.err.contains(saying), run.err.constData());
     QCOMPARE(run.err.contains("Open this address"), !fault.isEmpty()); // none that cannot work
@@ -542,53 +489,63 @@ void TestGdappCli::failedLoginKeepsTheSignIn()
         QCOMPARE(GdappRunner::storedRefreshToken(m_config.path()), signIn);
 }
 
-// While a consent waits, the plug-in's listener takes connections on 127.0.0.1 and on no other
-// address of the machine.
-void TestGdappCli::listenerAnswersOnLoopbackOnly()
+void TestGdappCli::consentWaitingForTheBrowser_data()
 {
+    QTest::addColumn<QString>("browser");
+    QTest::addColumn<QByteArray>("says");
+    QTest::newRow("it fails") << "false"
+                              << QByteArray(R"(The browser command "false" failed)"
+                                            R"( (exit status 1))");
+    QTest::newRow("it is not there")
+            << "/nonexistent/browser"
+            << QByteArray(R"(The browser command "/nonexistent/browser" was not found)");
+}
+
+// While a consent waits, a browser command that fails is told, and the plug-in's listener takes
+// connections on 127.0.0.1 and on no other address of the machine.
+void TestGdappCli::consentWaitingForTheBrowser()
+{
+    QFETCH(QString, browser);
+    QFETCH(QByteArray, says);
     QProcess waiting;
-    waiting.setProcessEnvironment(m_gdapp.environment());
-    waiting.start(
-            QStringLiteral(GDAPP_PROGRAM),
-            { QStringLiteral("--consent"), QStringLiteral("print"), QStringLiteral("login") });
+    waiting.setProcessEnvironment(withVariables({ m_noSignIn }));
+    waiting.start(QStringLiteral(GDAPP_PROGRAM),
+                  { QStringLiteral("--consent"), QStringLiteral("browser"),
+                    QStringLiteral("--browser"), browser, QStringLiteral("login") });
     QByteArray said;
-    QTRY_VERIFY_WITH_TIMEOUT(
-            (said += waiting.readAllStandardError()).contains("Waiting for the answer"), 30000);
+    QTRY_VERIFY2_WITH_TIMEOUT((said += waiting.readAllStandardError()).contains(says),
+                              said.constData(), 30000);
+    QVERIFY2(!said.contains("Opening it in the browser") || said.contains("failed"),
+             said.constData());
 
     const auto reachable = [](const QHostAddress &address) {
         QTcpSocket socket;
         socket.connectToHost(address, 5479);
         return socket.waitForConnected(2000);
     };
-    QList<QHostAddress> others { QHostAddress(QStringLiteral("127.0.0.2")),
-                                 QHostAddress::LocalHostIPv6 };
-    for (const QHostAddress &address : QNetworkInterface::allAddresses()) {
-        if (!address.isLoopback())
-            others.append(address);
-    }
-    QVERIFY(reachable(QHostAddress::LocalHost));
-    for (const QHostAddress &address : others)
-        QVERIFY2(!reachable(address), qPrintable(address.toString()));
+    const QList<QHostAddress> addresses = QList<QHostAddress> {
+        QHostAddress(QHostAddress::LocalHost), QHostAddress(QHostAddress::LocalHostIPv6),
+        QHostAddress(QStringLiteral("127.0.0.2"))
+    } + QNetworkInterface::allAddresses();
+    for (const QHostAddress &address : addresses)
+        QVERIFY2(reachable(address) == (address == QHostAddress::LocalHost),
+                 qPrintable(address.toString()));
     waiting.kill();
     waiting.waitForFinished();
 }
 
-// gdapp shows the plug-in's texts in the language Qt reads from the environment, French where it
-// has no catalogue, and French too when the user puts it before a language it has.
+// gdapp shows the plug-in's texts in the language Qt reads from the environment, LANGUAGE first,
+// and in French, the plug-in's own, where it has no catalogue.
 void TestGdappCli::pluginTextsInTheUsersLanguage_data()
 {
     QTest::addColumn<QStringList>("variables");
     QTest::addColumn<QString>("says");
 
-    const QString french = QStringLiteral("Les données reçues sont corrompues (plug-in error 299)");
-    QTest::newRow("English") << QStringList { "LC_ALL=", "LANG=en_US.UTF-8" }
-                             << "The data received is corrupt (plug-in error 299)";
     QTest::newRow("German") << QStringList { "LC_ALL=", "LANG=en_US.UTF-8", "LANGUAGE=de:en" }
                             << "Die empfangenen Daten sind beschädigt (plug-in error 299)";
-    QTest::newRow("French before German")
-            << QStringList { "LC_ALL=", "LANG=de_DE.UTF-8", "LANGUAGE=fr:de" } << french;
     QTest::newRow("a language without a catalogue")
-            << QStringList { "LC_ALL=", "LANG=it_IT.UTF-8" } << french;
+            << QStringList { "LC_ALL=", "LANG=it_IT.UTF-8" }
+            << "Les données reçues sont corrompues (plug-in error 299)";
 }
 
 void TestGdappCli::pluginTextsInTheUsersLanguage()
@@ -614,8 +571,6 @@ void TestGdappCli::urlsAsTypedAndAsPrinted_data()
         QTest::newRow(name) << QString::fromUtf8(path) << QString::fromUtf8(typed)
                             << QString::fromUtf8(printed);
     };
-    row("a space escaped", "/with space.txt", "gdapp:/with%20space.txt", "gdapp:/with space.txt");
-    row("a lone %", "/100%.txt", "gdapp:/100%.txt", "gdapp:/100%25.txt");
     row("a # escaped", "/no#1.txt", "gdapp:/no%231.txt", "gdapp:/no%231.txt");
     row("not ASCII", "/Ünïcødé 日本.txt", "gdapp:/Ünïcødé 日本.txt", "gdapp:/Ünïcødé 日本.txt");
     row("a folder, with a trailing slash", "/my docs/a.txt", "gdapp:/my docs/", "gdapp:/my docs");
@@ -629,13 +584,10 @@ void TestGdappCli::urlsAsTypedAndAsPrinted()
     m_emulator.seedFile(path, "content");
 
     const Run stat = m_gdapp.run({ QStringLiteral("stat"), typed });
-    QCOMPARE(stat.exitCode, 0);
     QVERIFY2(QString::fromUtf8(stat.out).startsWith(QStringLiteral("url:      %1\n").arg(printed)),
              stat.out.constData());
     // Taken back, the URL printed names the same entry.
-    const Run again = m_gdapp.run({ QStringLiteral("stat"), printed });
-    QCOMPARE(again.exitCode, 0);
-    QCOMPARE(again.out, stat.out);
+    QCOMPARE(m_gdapp.run({ QStringLiteral("stat"), printed }).out, stat.out);
 }
 
 // Written directly, as cp does: renaming over a socket, a FIFO or a device would replace the node
@@ -694,36 +646,6 @@ void TestGdappCli::standardOutputThatTakesNothing()
     QVERIFY2(run.err.endsWith(": standard output: " + says), run.err.constData());
 }
 
-void TestGdappCli::failingBrowserCommandIsTold_data()
-{
-    QTest::addColumn<QString>("browser");
-    QTest::addColumn<QByteArray>("says");
-    QTest::newRow("it fails") << "false"
-                              << QByteArray(R"(The browser command "false" failed)"
-                                            R"( (exit status 1))");
-    QTest::newRow("it is not there")
-            << "/nonexistent/browser"
-            << QByteArray(R"(The browser command "/nonexistent/browser" was not found)");
-}
-
-void TestGdappCli::failingBrowserCommandIsTold()
-{
-    QFETCH(QString, browser);
-    QFETCH(QByteArray, says);
-    QProcess waiting;
-    waiting.setProcessEnvironment(withVariables({ m_noSignIn }));
-    waiting.start(QStringLiteral(GDAPP_PROGRAM),
-                  { QStringLiteral("--consent"), QStringLiteral("browser"),
-                    QStringLiteral("--browser"), browser, QStringLiteral("login") });
-    QByteArray said;
-    QTRY_VERIFY2_WITH_TIMEOUT((said += waiting.readAllStandardError()).contains(says),
-                              said.constData(), 30000);
-    QVERIFY2(!said.contains("Opening it in the browser") || said.contains("failed"),
-             said.constData());
-    waiting.kill();
-    waiting.waitForFinished();
-}
-
 void TestGdappCli::bashCompletion_data()
 {
     QTest::addColumn<QString>("typed"); // after "gdapp "
@@ -758,13 +680,12 @@ void TestGdappCli::bashCompletion()
     m_emulator.seedFile(QStringLiteral("/with space.txt"), "s");
     writeLocal(QStringLiteral("local.txt"), "l");
     QVERIFY(QDir(m_work.path()).mkpath(QStringLiteral("localdir")));
-    QCOMPARE(gdapp(QStringLiteral("ls")).exitCode, 0); // authorised
     const int mark = m_emulator.nextRequest();
 
     // compopt works only while bash completes a line: here it tells what it was asked.
-    const QString script = QStringLiteral(
-            "source \"$1\"; compopt() { printf 'compopt %s\\n' \"$*\"; }; COMP_LINE=$2; "
-            "COMP_POINT=${#COMP_LINE}; _gdapp; printf '%s\\n' \"${COMPREPLY[@]}\"");
+    const QString script =
+            QStringLiteral("source \"$1\"; compopt() { echo \"$*\" >&2; }; COMP_LINE=$2; "
+                           "COMP_POINT=${#COMP_LINE}; _gdapp; printf '%s\\n' \"${COMPREPLY[@]}\"");
     QProcess bash;
     bash.setProcessEnvironment(withVariables(authorised ? QStringList() : QStringList(m_noSignIn)));
     bash.setWorkingDirectory(m_work.path());
@@ -774,12 +695,9 @@ void TestGdappCli::bashCompletion()
     QVERIFY(bash.waitForFinished(60000));
     QStringList lines = QString::fromUtf8(bash.readAllStandardOutput())
                                 .split(QLatin1Char('\n'), Qt::SkipEmptyParts);
-    const QStringList asked = lines.filter(QRegularExpression(QStringLiteral("^compopt ")));
-    for (const QString &line : asked)
-        lines.removeOne(line);
     lines.sort();
     QCOMPARE(lines, replies);
-    QCOMPARE(asked.join(QLatin1Char(' ')).contains(QLatin1String("nospace")), noSpace);
+    QCOMPARE(bash.readAllStandardError().contains("nospace"), noSpace);
     QCOMPARE(requestsTo(QStringLiteral("/o/oauth2/v2/auth"), mark), 0);
 }
 

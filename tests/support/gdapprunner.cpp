@@ -17,13 +17,11 @@ GdappRunner::GdappRunner(const QString &program)
 {
 }
 
-QProcessEnvironment GdappRunner::environmentFor(const QUrl &drive, const QString &configFolder,
-                                                const QUrl &oauth)
+QProcessEnvironment GdappRunner::environmentFor(const QUrl &service, const QString &configFolder)
 {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("GDAPP_DRIVE_URL"), drive.toString());
-    environment.insert(QStringLiteral("GDAPP_OAUTH_URL"),
-                       (oauth.isEmpty() ? drive : oauth).toString());
+    environment.insert(QStringLiteral("GDAPP_DRIVE_URL"), service.toString());
+    environment.insert(QStringLiteral("GDAPP_OAUTH_URL"), service.toString());
     environment.insert(QStringLiteral("XDG_CONFIG_HOME"), configFolder);
     for (const char *name : { "DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "GDAPP_PLUGIN_PATH",
                               "GDAPP_CA_FILE", "GDAPP_BROWSER", "LANGUAGE", "LC_MESSAGES", "LANG" })
@@ -50,8 +48,7 @@ GdappRunner::Run GdappRunner::run(const QStringList &arguments, const QByteArray
 {
     QProcess process;
     process.setProcessEnvironment(m_environment);
-    if (!m_workingDirectory.isEmpty())
-        process.setWorkingDirectory(m_workingDirectory);
+    process.setWorkingDirectory(m_workingDirectory); // empty: this process's own
     if (setUp)
         setUp(process);
     process.start(m_program,

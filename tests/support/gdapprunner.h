@@ -32,11 +32,10 @@ public:
 
     explicit GdappRunner(const QString &program);
 
-    // The plug-in pointed at a service (one base URL for Drive and OAuth unless oauth is given),
-    // its settings in configFolder, and nothing from the desktop: no display, no plug-in path,
-    // no language but the plug-in's own (LC_ALL=C.UTF-8).
-    static QProcessEnvironment environmentFor(const QUrl &drive, const QString &configFolder,
-                                              const QUrl &oauth = QUrl());
+    // The plug-in pointed at a service (one base URL for Drive and OAuth), its settings in
+    // configFolder, and nothing from the desktop: no display, no plug-in path, no language but
+    // the plug-in's own (LC_ALL=C.UTF-8).
+    static QProcessEnvironment environmentFor(const QUrl &service, const QString &configFolder);
 
     // The refresh token that gdapp keeps in configFolder, as its settings file holds it:
     // enciphered, byte for byte ("refreshtoken=..."). Empty when there is none.
