@@ -7,7 +7,6 @@
 #include "exitcode.h"
 #include "gdapprunner.h"
 #include "messagecapture.h"
-#include "oauthgoogle.h"
 #include "probedfile.h"
 
 #include <QNetworkReply>

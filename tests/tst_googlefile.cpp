@@ -202,27 +202,31 @@ void TestGoogleFile::missingPathsSendOnlyLookups()
 
 void TestGoogleFile::download_data()
 {
+    QTest::addColumn<QByteArray>("content");
     QTest::addColumn<QString>("checksum"); // what the service reports
     QTest::addColumn<int>("errorCode");
 
     QTest::newRow("upper-case checksum")
+            << QByteArray("abc")
             << QString::fromLatin1(QCryptographicHash::hash("abc", QCryptographicHash::Md5).toHex())
                        .toUpper()
             << 0;
-    QTest::newRow("no checksum") << "" << int(Cloud::CorruptedData);
+    QTest::newRow("empty file") << QByteArray() << "d41d8cd98f00b204e9800998ecf8427e" << 0;
+    QTest::newRow("no checksum") << QByteArray("abc") << "" << int(Cloud::CorruptedData);
 }
 
 void TestGoogleFile::download()
 {
+    QFETCH(QByteArray, content);
     QFETCH(QString, checksum);
     QFETCH(int, errorCode);
 
-    const QString fileId =
-            seed(QStringLiteral("/f.bin"), "abc", { { QStringLiteral("md5Checksum"), checksum } });
+    const QString fileId = seed(QStringLiteral("/f.bin"), content,
+                                { { QStringLiteral("md5Checksum"), checksum } });
     ProbedFile file(m_drive.flow(), QStringLiteral("gdapp:/f.bin"));
     QCOMPARE(file.open(QIODevice::ReadOnly), errorCode == 0);
     QCOMPARE(file.errorCode(), errorCode);
-    QCOMPARE(file.buffer(), QByteArray("abc")); // received bytes stay, checked or not
+    QCOMPARE(file.buffer(), content); // received bytes stay, checked or not
     QCOMPARE(file.fileId(), fileId);
 }
 
@@ -246,6 +250,7 @@ void TestGoogleFile::uploadCreatesAFile_data()
             << "gdapp:/docs/new.txt" << QByteArray("x\n--tarnwick_boundary\ny\r\n");
     QTest::newRow("at the top, a name outside ASCII")
             << "gdapp:/%C3%A9t%C3%A9.txt" << QByteArray("e");
+    QTest::newRow("empty buffer") << "gdapp:/empty.txt" << QByteArray();
 }
 
 void TestGoogleFile::uploadCreatesAFile()

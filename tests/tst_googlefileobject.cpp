@@ -4,7 +4,6 @@
 
 #include "googlefileobject.h"
 
-#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTimeZone>
