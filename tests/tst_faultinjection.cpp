@@ -4,9 +4,9 @@
 
 #include "authoriseddrive.h"
 #include "cloudcodes.h"
+#include "exitcode.h"
 #include "gdapprunner.h"
 #include "messagecapture.h"
-#include "oauthgoogle.h"
 #include "probedfile.h"
 
 #include <QNetworkReply>
@@ -29,7 +29,6 @@ class TestFaultInjection : public QObject
 
 private slots:
     void initTestCase();
-    void init();
 
     void faultToError_data();
     void faultToError();
@@ -37,9 +36,10 @@ private slots:
     void throttledUploadReportsProgressAsItGoes();
 
 private:
-    // Puts the fault on the requests that the operation (gdapp's command) makes of the remote
-    // file: the download of its content, any upload, or its removal.
-    void addFaultFor(const QString &operation, const QString &id, QJsonObject fault);
+    // Empties the service, seeds the remote file and puts the fault on the requests that the
+    // operation (gdapp's command) makes of it: the download of its content, any upload, or its
+    // removal. Returns the file's identifier.
+    QString seedWithFault(const QString &operation, QJsonObject fault);
     QString local(const QString &name) const { return QDir(m_work.path()).filePath(name); }
 
     AuthorisedDrive m_drive;
@@ -58,15 +58,14 @@ void TestFaultInjection::initTestCase()
     const GdappRunner::Run login = m_gdapp.run({ QStringLiteral("login") });
     QVERIFY2(login.exitCode == 0, login.err.constData());
     QVERIFY(m_drive.authorise());
+    QFile source(local(QStringLiteral("new.bin")));
+    QVERIFY(source.open(QIODevice::WriteOnly) && source.write(Replacement) > 0);
 }
 
-void TestFaultInjection::init()
+QString TestFaultInjection::seedWithFault(const QString &operation, QJsonObject fault)
 {
     m_drive.reset();
-}
-
-void TestFaultInjection::addFaultFor(const QString &operation, const QString &id, QJsonObject fault)
-{
+    const QString id = idOf(m_emulator.seedFile(QStringLiteral("/f.bin"), Remote));
     const QString entry = QStringLiteral("/drive/v3/files/") + id;
     if (operation == QLatin1String("get")) {
         fault.insert(QStringLiteral("path"), entry);
@@ -78,6 +77,7 @@ void TestFaultInjection::addFaultFor(const QString &operation, const QString &id
         fault.insert(QStringLiteral("method"), QStringLiteral("DELETE"));
     }
     m_emulator.addFault(fault);
+    return id;
 }
 
 void TestFaultInjection::faultToError_data()
@@ -85,40 +85,38 @@ void TestFaultInjection::faultToError_data()
     QTest::addColumn<QString>("operation"); // gdapp's command
     QTest::addColumn<QJsonObject>("fault");
     QTest::addColumn<QList<int>>("codes"); // the plug-in's error code
-    QTest::addColumn<QList<int>>("exitStatuses"); // gdapp's
+    QTest::addColumn<QList<ExitCode>>("exitStatuses"); // gdapp's
 
     const auto row = [](const char *operation, const char *name, const char *fault,
-                        const QList<int> &codes, const QList<int> &exitStatuses) {
+                        const QList<int> &codes, const QList<ExitCode> &exitStatuses) {
         QTest::addRow("%s, %s", operation, name)
                 << QString::fromLatin1(operation) << json(fault) << codes << exitStatuses;
     };
+    using Exit = ExitCode;
     // Statuses become Qt's codes by Qt's own table: one of each kind that gdapp tells apart.
-    row("get", "service error", R"({"status": 500})", { QNetworkReply::InternalServerError },
-        { 5 });
     row("get", "credentials refused", R"({"status": 401})",
-        { QNetworkReply::AuthenticationRequiredError }, { 4 });
+        { QNetworkReply::AuthenticationRequiredError }, { Exit::NotAuthorised });
     row("get", "gone meanwhile", R"({"status": 404})", { QNetworkReply::ContentNotFoundError },
-        { 3 });
+        { Exit::NotFound });
     // Qt resends an idempotent request on a closed connection: every attempt fails.
     row("get", "connection dropped", R"({"action": "drop", "count": -1})",
-        { QNetworkReply::RemoteHostClosedError }, { 5 });
+        { QNetworkReply::RemoteHostClosedError }, { Exit::ServiceError });
     // Depending on when it notices the close, Qt reports it or takes the short body as complete,
     // which the checksum then refuses.
     row("get", "cut mid-body", R"({"action": "truncate", "count": -1})",
-        { QNetworkReply::RemoteHostClosedError, Cloud::CorruptedData }, { 5, 6 });
-    row("get", "corrupted", R"({"action": "corrupt"})", { Cloud::CorruptedData }, { 6 });
+        { QNetworkReply::RemoteHostClosedError, Cloud::CorruptedData },
+        { Exit::ServiceError, Exit::CorruptedData });
+    row("get", "corrupted", R"({"action": "corrupt"})", { Cloud::CorruptedData },
+        { Exit::CorruptedData });
     row("put", "service error", R"({"status": 500})", { QNetworkReply::InternalServerError },
-        { 5 });
-    row("put", "credentials refused", R"({"status": 401})",
-        { QNetworkReply::AuthenticationRequiredError }, { 4 });
+        { Exit::ServiceError });
     // Qt resends even an upload when the connection closes before any answer.
     row("put", "connection dropped", R"({"action": "drop", "count": -1})",
-        { QNetworkReply::RemoteHostClosedError }, { 5 });
+        { QNetworkReply::RemoteHostClosedError }, { Exit::ServiceError });
     row("put", "a slow answer, no fault", R"({"delayMs": 2000})", { QNetworkReply::NoError },
-        { 0 });
-    row("rm", "service error", R"({"status": 500})", { QNetworkReply::InternalServerError }, { 5 });
-    row("rm", "connection dropped", R"({"action": "drop", "count": -1})",
-        { QNetworkReply::RemoteHostClosedError }, { 5 });
+        { Exit::Success });
+    row("rm", "service error", R"({"status": 500})", { QNetworkReply::InternalServerError },
+        { Exit::ServiceError });
 }
 
 void TestFaultInjection::faultToError()
@@ -126,12 +124,13 @@ void TestFaultInjection::faultToError()
     QFETCH(QString, operation);
     QFETCH(QJsonObject, fault);
     QFETCH(QList<int>, codes);
-    QFETCH(QList<int>, exitStatuses);
+    QFETCH(QList<ExitCode>, exitStatuses);
     const bool succeeds = codes == QList<int> { QNetworkReply::NoError };
 
     // Through the plug-in; the file goes before gdapp runs.
     {
-        const QString id = idOf(m_emulator.seedFile(QStringLiteral("/f.bin"), Remote));
+        const QString id = seedWithFault(operation, fault);
+        const QJsonArray service = m_emulator.files();
         ProbedFile file(m_drive.flow(), RemoteUrl);
         QByteArray before; // rm leaves the buffer empty
         if (operation != QLatin1String("rm")) {
@@ -141,8 +140,6 @@ void TestFaultInjection::faultToError()
         }
         if (operation == QLatin1String("get"))
             file.close();
-        addFaultFor(operation, id, fault);
-        const QJsonArray service = m_emulator.files();
 
         MessageCapture messages;
         bool done = false;
@@ -177,10 +174,6 @@ void TestFaultInjection::faultToError()
 
     // Through gdapp: get into no file and onto one, put from a file, rm.
     const QString target = local(QStringLiteral("got.bin"));
-    const QString source = local(QStringLiteral("new.bin"));
-    QFile sourceFile(source);
-    QVERIFY(sourceFile.open(QIODevice::WriteOnly) && sourceFile.write(Replacement) > 0);
-    sourceFile.close();
     const QList<QByteArray> locals = operation == QLatin1String("get")
             ? QList<QByteArray> { QByteArray(), Previous }
             : QList<QByteArray> { QByteArray() };
@@ -190,17 +183,15 @@ void TestFaultInjection::faultToError()
             QFile existing(target);
             QVERIFY(existing.open(QIODevice::WriteOnly) && existing.write(local) > 0);
         }
-        m_drive.reset();
-        const QString remoteId = idOf(m_emulator.seedFile(QStringLiteral("/f.bin"), Remote));
-        addFaultFor(operation, remoteId, fault);
+        const QString remoteId = seedWithFault(operation, fault);
         const QJsonArray untouched = m_emulator.files();
         QStringList command { operation, RemoteUrl };
         if (operation == QLatin1String("get"))
             command.append(target);
         else if (operation == QLatin1String("put"))
-            command = QStringList { operation, source, RemoteUrl };
+            command = QStringList { operation, QStringLiteral("new.bin"), RemoteUrl };
         const GdappRunner::Run run = m_gdapp.run(command);
-        QVERIFY2(exitStatuses.contains(run.exitCode),
+        QVERIFY2(exitStatuses.contains(ExitCode(run.exitCode)),
                  qPrintable(QStringLiteral("exit %1: %2")
                                     .arg(run.exitCode)
                                     .arg(QString::fromUtf8(run.err))));
@@ -220,25 +211,15 @@ void TestFaultInjection::faultToError()
     }
 }
 
-// Answers may come slowly, or chunked without a Content-Length: lookups, listings and downloads
-// read them all the same, and nothing times out.
+// Answers may come slowly, or chunked without a Content-Length: lookups (which are listings) and
+// downloads read them all the same, and nothing times out.
 void TestFaultInjection::slowAndChunkedAnswersAreReadWhole()
 {
-    const QString id = idOf(m_emulator.seedFile(QStringLiteral("/docs/a.txt"), Remote));
-    addFaultFor(QStringLiteral("get"), id, json(R"({"action": "chunked", "delayMs": 2000})"));
+    seedWithFault(QStringLiteral("get"), json(R"({"action": "chunked", "delayMs": 2000})"));
     m_emulator.addFault(json(R"({"action": "chunked", "count": -1})"));
-    ProbedFile file(m_drive.flow(), QStringLiteral("gdapp:/docs/a.txt"));
+    ProbedFile file(m_drive.flow(), RemoteUrl);
     QVERIFY(file.open(QIODevice::ReadOnly));
     QCOMPARE(file.buffer(), Remote);
-
-    QList<CloudObject *> listed;
-    connect(&file, &CloudFile::objectList, this,
-            [&listed](const QList<CloudObject *> &objects) { listed = objects; });
-    const std::unique_ptr<CloudObject> root(file.getCloudObject());
-    QVERIFY(file.listObjects(root.get()));
-    QCOMPARE(listed.size(), 1);
-    QCOMPARE(listed.first()->fileName(), QStringLiteral("docs"));
-    qDeleteAll(listed);
 }
 
 // A service that takes the body slowly: the file reports how far the upload is while it goes,
@@ -249,12 +230,11 @@ void TestFaultInjection::throttledUploadReportsProgressAsItGoes()
     // seconds, so that a busy machine, which may hand the reply's progress to this thread in one
     // burst, still shows some of it apart.
     const QByteArray large = Replacement.repeated(32);
-    const QString id = idOf(m_emulator.seedFile(QStringLiteral("/f.bin"), Remote));
-    ProbedFile file(m_drive.flow(), QStringLiteral("gdapp:/f.bin"));
+    const QString id = seedWithFault(QStringLiteral("put"),
+                                     json(R"({"action": "throttle", "bytesPerSecond": 2000000})"));
+    ProbedFile file(m_drive.flow(), RemoteUrl);
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.write(large);
-    addFaultFor(QStringLiteral("put"), id,
-                json(R"({"action": "throttle", "bytesPerSecond": 2000000})"));
 
     QList<int> seen;
     connect(&file, &CloudFile::progress, this, [&seen](int percent) { seen.append(percent); });

@@ -16,9 +16,9 @@
 #include <QNetworkReply>
 #include <QtTest>
 
-namespace {
-enum class Operation { Download, Upload, Copy, Rename, Remove };
-} // namespace
+#include <functional>
+
+using Operation = std::function<bool(ProbedFile &)>;
 Q_DECLARE_METATYPE(Operation)
 
 // The Drive back end against the emulator: results, request shapes, errors.
@@ -33,7 +33,6 @@ private slots:
 
     void resolvePaths_data();
     void resolvePaths();
-    void lookupQueries();
     void missingPathsSendOnlyLookups_data();
     void missingPathsSendOnlyLookups();
 
@@ -56,8 +55,6 @@ private slots:
     void renameOntoItselfDeletesTheFile();
 
     void listObjects();
-    void listingAnswers_data();
-    void listingAnswers();
     void expiredTokenIsSentAsItIs();
 
 private:
@@ -100,25 +97,20 @@ void TestGoogleFile::cleanup()
           QStringLiteral("files(id, name, parents, mimeType, size, modifiedTime, md5Checksum)") }
     };
     for (const LoggedRequest &request : requestsSince(m_mark)) {
-        const QString what = request.method() + QLatin1Char(' ') + request.target();
         if (request.method() == QLatin1String("GET")
             && request.path() == QLatin1String("/drive/v3/files")) {
             QList<QPair<QString, QString>> items = request.queryItems();
-            QVERIFY2(items.size() == 3 && items.takeAt(1).first == QLatin1String("q"),
-                     qPrintable(what));
+            QCOMPARE(items.value(1).first, QStringLiteral("q"));
+            items.removeAt(1);
             QCOMPARE(items, listing);
         }
-        const bool announced = request.path().startsWith(QLatin1String("/upload/"))
-                || request.method() == QLatin1String("PATCH");
         const QStringList names = request.headerNames();
-        QVERIFY2(request.header(QStringLiteral("Authorization")) == bearer, qPrintable(what));
-        QVERIFY2((request.header(QStringLiteral("User-Agent")) == QLatin1String("Tarnwick"))
-                         == announced,
-                 qPrintable(what));
-        QVERIFY2(!announced
-                         || names.indexOf(QStringLiteral("user-agent"))
+        QCOMPARE(request.header(QStringLiteral("Authorization")), bearer);
+        QCOMPARE(request.header(QStringLiteral("User-Agent")) == QLatin1String("Tarnwick")
+                         && names.indexOf(QStringLiteral("user-agent"))
                                  < names.indexOf(QStringLiteral("authorization")),
-                 qPrintable(what));
+                 request.path().startsWith(QLatin1String("/upload/"))
+                         || request.method() == QLatin1String("PATCH"));
     }
 }
 
@@ -130,8 +122,9 @@ void TestGoogleFile::resolvePaths_data()
 
     using namespace Cloud;
     QTest::newRow("file found") << "gdapp:/docs/a.txt" << int(PathFound) << "/docs/a.txt";
-    QTest::newRow("folder found") << "gdapp:/docs" << int(PathFound) << "/docs";
     QTest::newRow("only the folder") << "gdapp:/docs/new.txt" << int(ParentFound) << "/docs";
+    QTest::newRow("only in the trash") << "gdapp:/docs/gone.txt" << int(ParentFound) << "/docs";
+    QTest::newRow("only in another folder") << "gdapp:/a.txt" << int(ParentFound) << "";
     QTest::newRow("folder missing") << "gdapp:/missing/a.txt" << int(NothingFound) << "";
     QTest::newRow("file used as a folder")
             << "gdapp:/docs/a.txt/deeper" << int(NothingFound) << "/docs";
@@ -148,6 +141,8 @@ void TestGoogleFile::resolvePaths()
     // Of two entries of one name, the first the service lists wins.
     m_emulator.seedFile(QStringLiteral("/docs/a.txt"), "a");
     m_emulator.seedFile(QStringLiteral("/docs/a.txt"), "second");
+    m_emulator.seedFile(QStringLiteral("/docs/gone.txt"), "x",
+                        { { QStringLiteral("trashed"), true } });
     m_emulator.seedFile(QStringLiteral("/it's.txt"), "x");
 
     ProbedFile file(m_drive.flow(), url);
@@ -160,107 +155,63 @@ void TestGoogleFile::resolvePaths()
     QCOMPARE(object->id(), objectPath.isEmpty() ? QStringLiteral("appDataFolder") : id(objectPath));
     // The path is not stored in a found object.
     QCOMPARE(object->filePath(), QStringLiteral("/"));
-    if (status == Cloud::PathFound)
+    if (status == Cloud::PathFound) // the folders above it
         QCOMPARE(static_cast<GoogleFileObject *>(object.get())->parents(),
-                 objectPath == QLatin1String("/docs/a.txt")
-                         ? QList<QString> { id(QStringLiteral("/docs")) }
-                         : QList<QString> {});
-}
-
-void TestGoogleFile::lookupQueries()
-{
-    m_emulator.seedFile(QStringLiteral("/docs/a.txt"), "a");
-    const QString docs = id(QStringLiteral("/docs"));
-    ProbedFile file(m_drive.flow(), QString());
-    int status = 0;
-    delete file.getObjectFromPath(QUrl(QStringLiteral("gdapp:/docs/a.txt")), status);
-    QCOMPARE(status, Cloud::PathFound);
-
-    const QList<LoggedRequest> requests = requestsSince(m_mark);
-    QCOMPARE(requests.size(), 2);
-    QCOMPARE(requests.at(0).q(),
-             QStringLiteral("'appDataFolder' in parents and name='docs' and trashed=false and "
-                            "mimeType= 'application/vnd.google-apps.folder'"));
-    QCOMPARE(requests.at(1).q(),
-             QStringLiteral("'%1' in parents and name='a.txt' and trashed=false").arg(docs));
+                 QList<QString> { id(QStringLiteral("/docs")) });
 }
 
 // An operation on a path that does not resolve fails after the lookups, and sends nothing else:
 // no download, upload, copy or deletion reaches the service.
 void TestGoogleFile::missingPathsSendOnlyLookups_data()
 {
-    QTest::addColumn<Operation>("operation");
     QTest::addColumn<QString>("url");
-    QTest::addColumn<int>("lookups");
+    QTest::addColumn<Operation>("operation");
 
-    QTest::newRow("download") << Operation::Download << "gdapp:/missing.txt" << 1;
-    QTest::newRow("upload into a missing folder") << Operation::Upload << "gdapp:/none/x.txt" << 1;
-    QTest::newRow("copy") << Operation::Copy << "gdapp:/docs/missing.txt" << 2;
+    const QUrl other(QStringLiteral("gdapp:/other.txt"));
+    QTest::newRow("download") << "gdapp:/missing.txt" << Operation([](ProbedFile &file) {
+        file.close();
+        return file.open(QIODevice::ReadOnly);
+    });
+    QTest::newRow("upload into a missing folder")
+            << "gdapp:/none/x.txt" << Operation([](ProbedFile &file) { return file.flush(); });
+    QTest::newRow("copy") << "gdapp:/docs/missing.txt"
+                          << Operation([other](ProbedFile &file) { return file.copy(other); });
     // The destination first, which is not there either.
-    QTest::newRow("rename") << Operation::Rename << "gdapp:/missing.txt" << 2;
-    QTest::newRow("remove") << Operation::Remove << "gdapp:/docs/missing.txt" << 2;
+    QTest::newRow("rename") << "gdapp:/missing.txt"
+                            << Operation([other](ProbedFile &file) { return file.rename(other); });
+    QTest::newRow("remove") << "gdapp:/docs/missing.txt"
+                            << Operation([](ProbedFile &file) { return file.remove(); });
 }
 
 void TestGoogleFile::missingPathsSendOnlyLookups()
 {
-    QFETCH(Operation, operation);
     QFETCH(QString, url);
-    QFETCH(int, lookups);
+    QFETCH(Operation, operation);
 
     m_emulator.seedFolder(QStringLiteral("/docs"));
     ProbedFile file(m_drive.flow(), url);
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.write("earlier content");
-    const int mark = m_emulator.nextRequest();
-    const QUrl other(QStringLiteral("gdapp:/other.txt"));
-    bool done = true;
-    switch (operation) {
-    case Operation::Download:
-        file.close();
-        done = file.open(QIODevice::ReadOnly);
-        break;
-    case Operation::Upload:
-        done = file.flush();
-        break;
-    case Operation::Copy:
-        done = file.copy(other);
-        break;
-    case Operation::Rename:
-        done = file.rename(other);
-        break;
-    case Operation::Remove:
-        done = file.remove();
-        break;
-    }
-    QVERIFY(!done);
+    QVERIFY(!operation(file));
     QCOMPARE(file.errorCode(), Cloud::PathNotFound);
     QCOMPARE(file.buffer(), QByteArray("earlier content"));
-
-    const QList<LoggedRequest> requests = requestsSince(mark);
-    QCOMPARE(requests.size(), lookups);
-    for (const LoggedRequest &request : requests)
+    for (const LoggedRequest &request : requestsSince(m_mark))
         QCOMPARE(request.method() + QLatin1Char(' ') + request.path(),
                  QStringLiteral("GET /drive/v3/files"));
-    QCOMPARE(m_emulator.files().size(), 1);
 }
 
 void TestGoogleFile::download_data()
 {
     QTest::addColumn<QByteArray>("content");
-    QTest::addColumn<QString>("checksum"); // what the service reports; "-" for its own
+    QTest::addColumn<QString>("checksum"); // what the service reports
     QTest::addColumn<int>("errorCode");
 
-    // Far more than the reply reads ahead at once.
-    QByteArray large(4 * 1024 * 1024, Qt::Uninitialized);
-    for (int i = 0; i < large.size(); ++i)
-        large[i] = char(i * 7);
-    QTest::newRow("4 MiB") << large << "-" << 0;
     QTest::newRow("upper-case checksum")
             << QByteArray("abc")
             << QString::fromLatin1(QCryptographicHash::hash("abc", QCryptographicHash::Md5).toHex())
                        .toUpper()
             << 0;
-    QTest::newRow("empty file") << QByteArray() << "-" << 0;
+    QTest::newRow("empty file") << QByteArray() << "d41d8cd98f00b204e9800998ecf8427e" << 0;
     QTest::newRow("no checksum") << QByteArray("abc") << "" << int(Cloud::CorruptedData);
 }
 
@@ -270,23 +221,13 @@ void TestGoogleFile::download()
     QFETCH(QString, checksum);
     QFETCH(int, errorCode);
 
-    QJsonObject extra;
-    if (checksum != QLatin1String("-"))
-        extra.insert(QStringLiteral("md5Checksum"), checksum);
-    const QString fileId = seed(QStringLiteral("/f.bin"), content, extra);
+    const QString fileId = seed(QStringLiteral("/f.bin"), content,
+                                { { QStringLiteral("md5Checksum"), checksum } });
     ProbedFile file(m_drive.flow(), QStringLiteral("gdapp:/f.bin"));
-    QList<int> seen;
-    connect(&file, &CloudFile::progress, this, [&seen](int percent) { seen.append(percent); });
     QCOMPARE(file.open(QIODevice::ReadOnly), errorCode == 0);
     QCOMPARE(file.errorCode(), errorCode);
     QCOMPARE(file.buffer(), content); // received bytes stay, checked or not
     QCOMPARE(file.fileId(), fileId);
-
-    const QList<LoggedRequest> requests = requestsSince(m_mark);
-    QCOMPARE(requests.last().target(), QStringLiteral("/drive/v3/files/%1?alt=media").arg(fileId));
-    // Percentages that only grow, up to 100; an empty body has none.
-    QVERIFY(std::is_sorted(seen.cbegin(), seen.cend()));
-    QCOMPARE(seen.value(seen.size() - 1, 100), 100);
 }
 
 // No folder check before the request: the service refuses it.
@@ -326,7 +267,6 @@ void TestGoogleFile::uploadCreatesAFile()
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.write(content);
     QVERIFY(file.flush());
-    QCOMPARE(file.errorCode(), 0);
     QCOMPARE(file.fileId(), id(path));
 
     const LoggedRequest upload = requestsSince(m_mark).last();
@@ -345,11 +285,10 @@ void TestGoogleFile::uploadCreatesAFile()
     QCOMPARE(upload.headerNames().count(QStringLiteral("content-length")), 1);
 }
 
-// The content is replaced in place: same file, same name and type.
+// The content is replaced in place: same file, no type of its own sent.
 void TestGoogleFile::uploadReplacesContent()
 {
-    const QString fileId = seed(QStringLiteral("/docs/keep.txt"), "old",
-                                { { QStringLiteral("mimeType"), QStringLiteral("text/plain") } });
+    const QString fileId = seed(QStringLiteral("/docs/keep.txt"), "old");
     ProbedFile file(m_drive.flow(), QStringLiteral("gdapp:/docs/keep.txt"));
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.write("new");
@@ -357,14 +296,9 @@ void TestGoogleFile::uploadReplacesContent()
     QCOMPARE(file.fileId(), fileId);
 
     const LoggedRequest upload = requestsSince(m_mark).last();
-    QCOMPARE(upload.method(), QStringLiteral("PATCH"));
-    QCOMPARE(upload.target(),
-             QStringLiteral("/upload/drive/v3/files/%1?&uploadType=media").arg(fileId));
-    QCOMPARE(upload.body(), QByteArray("new"));
+    QCOMPARE(upload.method() + QLatin1Char(' ') + upload.target(),
+             QStringLiteral("PATCH /upload/drive/v3/files/%1?&uploadType=media").arg(fileId));
     QVERIFY(!upload.headerNames().contains(QStringLiteral("content-type")));
-    QCOMPARE(id(QStringLiteral("/docs/keep.txt")), fileId);
-    QCOMPARE(m_emulator.fileAt(QStringLiteral("/docs/keep.txt")).value(QStringLiteral("mimeType")),
-             QStringLiteral("text/plain"));
     QCOMPARE(m_emulator.content(fileId), QByteArray("new"));
 }
 
@@ -375,18 +309,14 @@ void TestGoogleFile::mkdirCreatesAndMovesDown()
     ProbedFile file(m_drive.flow(), QString());
     std::unique_ptr<CloudObject> current(file.getCloudObject());
     QVERIFY(file.mkdir(current.get(), QStringLiteral("made")));
-    QCOMPARE(current->id(), id(QStringLiteral("/made")));
     QCOMPARE(current->fullPath(), QStringLiteral("/made"));
 
     const QList<LoggedRequest> requests = requestsSince(m_mark);
-    QCOMPARE(requests.size(), 2);
     QCOMPARE(requests.at(0).q(),
              QStringLiteral("trashed=false and 'appDataFolder' in parents and name = 'made'"));
-    const LoggedRequest &create = requests.at(1);
-    QCOMPARE(create.method() + QLatin1Char(' ') + create.target(),
-             QStringLiteral("POST /drive/v3/files"));
-    QCOMPARE(create.header(QStringLiteral("Content-Type")), QStringLiteral("application/json"));
-    QCOMPARE(create.body(),
+    QCOMPARE(requests.at(1).header(QStringLiteral("Content-Type")),
+             QStringLiteral("application/json"));
+    QCOMPARE(requests.at(1).body(),
              QByteArray("{\n    \"mimeType\": \"application/vnd.google-apps.folder\",\n"
                         "    \"name\": \"made\",\n    \"parents\": [\n        \"appDataFolder\"\n  "
                         "  ]\n}\n"));
@@ -398,42 +328,31 @@ void TestGoogleFile::mkdirCreatesAndMovesDown()
 
 void TestGoogleFile::mkdirRefuses_data()
 {
-    QTest::addColumn<QString>("existing"); // what the emulator holds at /name
-    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("name"); // a file "name" is there
     QTest::addColumn<int>("errorCode");
 
-    QTest::newRow("a file of that name") << "file"
-                                         << "name" << 0;
-    QTest::newRow("a folder of that name") << "folder"
-                                           << "name" << 0;
+    QTest::newRow("a file of that name") << "name" << 0;
     // The check's query breaks on the quote: the listing's error is the answer.
     QTest::newRow("a quote in the name")
-            << ""
             << "it's" << int(QNetworkReply::ProtocolInvalidOperationError);
 }
 
 // The name taken is told in the host's language, German here.
 void TestGoogleFile::mkdirRefuses()
 {
-    QFETCH(QString, existing);
     QFETCH(QString, name);
     QFETCH(int, errorCode);
 
     const LanguageScope german(QStringLiteral("de"));
     QVERIFY(german.isLoaded());
-    if (existing == QLatin1String("file"))
-        m_emulator.seedFile(QStringLiteral("/name"), "x");
-    else if (existing == QLatin1String("folder"))
-        m_emulator.seedFolder(QStringLiteral("/name"));
-    const int filesBefore = m_emulator.files().size();
+    m_emulator.seedFile(QStringLiteral("/name"), "x");
     ProbedFile file(m_drive.flow(), QString());
     std::unique_ptr<CloudObject> current(file.getCloudObject());
     QVERIFY(!file.mkdir(current.get(), name));
     QCOMPARE(file.errorCode(), errorCode);
     if (errorCode == 0)
         QCOMPARE(file.errorString(), QStringLiteral("Der Ordner existiert bereits"));
-    QCOMPARE(current->id(), QStringLiteral("appDataFolder"));
-    QCOMPARE(m_emulator.files().size(), filesBefore);
+    QCOMPARE(m_emulator.files().size(), 1);
 }
 
 // Only the destination's name counts: the copy lands beside its source, next to what has that
@@ -495,24 +414,14 @@ void TestGoogleFile::renameRemovesWhatHasTheNewName()
     const QString victimId = victim.isEmpty() ? QString() : seed(victim, "victim");
     const int filesBefore = m_emulator.files().size();
     ProbedFile file(m_drive.flow(), QStringLiteral("gdapp:/docs/a.txt"));
-    const int mark = m_emulator.nextRequest();
     QVERIFY(file.rename(QUrl(to)));
     QCOMPARE(file.errorCode(), 0);
     QCOMPARE(file.fileId(), sourceId);
     QCOMPARE(id(QStringLiteral("/docs/b.txt")), sourceId);
-    QVERIFY(m_emulator.fileAt(QStringLiteral("/docs/a.txt")).isEmpty());
     QCOMPARE(m_emulator.files().size(), filesBefore - (victimId.isEmpty() ? 0 : 1));
 
-    QStringList writes;
-    for (const LoggedRequest &request : requestsSince(mark)) {
-        if (request.method() != QLatin1String("GET"))
-            writes.append(request.method() + QLatin1Char(' ') + request.target());
-    }
-    QStringList expected { QStringLiteral("PATCH /drive/v3/files/%1?").arg(sourceId) };
-    if (!victimId.isEmpty())
-        expected.prepend(QStringLiteral("DELETE /drive/v3/files/") + victimId);
-    QCOMPARE(writes, expected);
-    const LoggedRequest patch = requestsSince(mark).last();
+    const LoggedRequest patch = requestsSince(m_mark).last();
+    QCOMPARE(patch.target(), QStringLiteral("/drive/v3/files/%1?").arg(sourceId));
     QCOMPARE(patch.header(QStringLiteral("Content-Type")), QStringLiteral("application/json"));
     QCOMPARE(patch.body(), QByteArray("{\n    \"name\": \"b.txt\"\n}\n"));
 }
@@ -527,6 +436,9 @@ void TestGoogleFile::renameOntoItselfDeletesTheFile()
     QVERIFY(m_emulator.files().isEmpty());
 }
 
+// A folder lists what it holds, trash left out; an object without an identifier, the whole
+// space. Of a short page, only that page is seen, as no page token is ever asked for; a success
+// whose body is not JSON counts as an empty folder; a failure emits nothing.
 void TestGoogleFile::listObjects()
 {
     m_emulator.seedFile(QStringLiteral("/docs/a.txt"), "abc");
@@ -539,60 +451,26 @@ void TestGoogleFile::listObjects()
     int status = 0;
     std::unique_ptr<CloudObject> docs(
             file.getObjectFromPath(QUrl(QStringLiteral("gdapp:/docs")), status));
-    QSignalSpy listed(&file, &CloudFile::objectList);
-    const int mark = m_emulator.nextRequest();
-    QVERIFY(file.listObjects(docs.get()));
-    QCOMPARE(requestsSince(mark).first().q(),
-             QStringLiteral("trashed=false and '%1' in parents").arg(docs->id()));
-    const QList<CloudObject *> objects = listed.at(0).at(0).value<QList<CloudObject *>>();
-    QCOMPARE(objects.size(), 2);
-    QCOMPARE(objects.at(0)->fileName() + objects.at(1)->fileName(), QStringLiteral("a.txtsub"));
-    QVERIFY(objects.at(1)->isFolder());
-    qDeleteAll(objects);
-
-    // An object without an identifier lists the whole space, trash left out.
     GoogleFileObject nameless;
     nameless.from(QJsonObject());
-    QVERIFY(file.listObjects(&nameless));
-    const QList<CloudObject *> everything = listed.at(1).at(0).value<QList<CloudObject *>>();
-    QCOMPARE(everything.size(), 4);
-    qDeleteAll(everything);
-}
-
-// What a listing answered other than with a whole page of files gives: a failure emits nothing;
-// a success whose body is not JSON counts as an empty folder; of a short page, only that page is
-// seen, as no page token is ever asked for.
-void TestGoogleFile::listingAnswers_data()
-{
-    QTest::addColumn<QJsonObject>("answer");
-    QTest::addColumn<int>("listed"); // -1 for nothing emitted
-
-    QTest::newRow("service error") << json(R"({"status": 500})") << -1;
-    QTest::newRow("200, not JSON")
-            << json(R"({"status": 200, "body": "<html>busy</html>", "contentType": "text/html"})")
-            << 0;
-    QTest::newRow("a short page") << json(R"({"action": "shortPage"})") << 1;
-}
-
-void TestGoogleFile::listingAnswers()
-{
-    QFETCH(QJsonObject, answer);
-    QFETCH(int, listed);
-
-    for (const char *path : { "/a.txt", "/b.txt", "/c.txt" })
-        seed(QString::fromLatin1(path), "x");
-    answer.insert(QStringLiteral("path"), QStringLiteral("/drive/v3/files"));
-    m_emulator.addFault(answer);
-    ProbedFile file(m_drive.flow(), QString());
-    std::unique_ptr<CloudObject> root(file.getCloudObject());
-    QSignalSpy emitted(&file, &CloudFile::objectList);
-    QCOMPARE(file.listObjects(root.get()), listed >= 0);
-    QCOMPARE(emitted.count(), listed >= 0 ? 1 : 0);
-    if (listed >= 0) {
-        const QList<CloudObject *> objects = emitted.at(0).at(0).value<QList<CloudObject *>>();
-        QCOMPARE(objects.size(), listed);
+    QStringList listed;
+    connect(&file, &CloudFile::objectList, this, [&listed](const QList<CloudObject *> &objects) {
+        QStringList names;
+        for (const CloudObject *object : objects)
+            names.append(object->fileName() + (object->isFolder() ? "/" : ""));
+        listed.append(names.join(QLatin1Char(' ')));
         qDeleteAll(objects);
-    }
+    });
+    QVERIFY(file.listObjects(docs.get()));
+    QVERIFY(file.listObjects(&nameless));
+    m_emulator.addFault(json(R"({"path": "/drive/v3/files", "action": "shortPage"})"));
+    QVERIFY(file.listObjects(&nameless));
+    m_emulator.addFault(json(R"({"path": "/drive/v3/files", "status": 200,
+                                 "body": "<html>busy</html>", "contentType": "text/html"})"));
+    QVERIFY(file.listObjects(docs.get()));
+    m_emulator.addFault(json(R"({"path": "/drive/v3/files", "status": 500})"));
+    QVERIFY(!file.listObjects(docs.get()));
+    QCOMPARE(listed, QStringList({ "a.txt sub/", "docs/ a.txt sub/ top.txt", "docs/ a.txt", "" }));
 }
 
 // Contract: a file uses the flow's token as it is, expired or not; it never refreshes it.
@@ -605,9 +483,7 @@ void TestGoogleFile::expiredTokenIsSentAsItIs()
     QVERIFY(!file.open(QIODevice::ReadOnly));
     QCOMPARE(file.errorCode(), Cloud::PathNotFound);
 
-    const QList<LoggedRequest> requests = requestsSince(m_mark);
-    QCOMPARE(requests.size(), 1);
-    QCOMPARE(requests.first().status(), 401);
+    QCOMPARE(requestsSince(m_mark).size(), 1); // no refresh
     QCOMPARE(debug.debugLines(),
              QStringList(QStringLiteral("bool GoogleFile::listObjects(const QString&, "
                                         "QList<CloudObject*>&) \"%1\"")

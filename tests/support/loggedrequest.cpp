@@ -4,7 +4,7 @@
 
 #include "loggedrequest.h"
 
-#include <QUrl>
+#include <QUrlQuery>
 
 QList<LoggedRequest> LoggedRequest::list(const QJsonArray &log)
 {
@@ -21,13 +21,8 @@ QByteArray LoggedRequest::body() const
 
 QList<QPair<QString, QString>> LoggedRequest::queryItems() const
 {
-    QList<QPair<QString, QString>> items;
-    for (QString pair : text("query").split(QLatin1Char('&'))) {
-        pair.replace(QLatin1Char('+'), QLatin1Char(' '));
-        items.append({ QUrl::fromPercentEncoding(pair.section(QLatin1Char('='), 0, 0).toUtf8()),
-                       QUrl::fromPercentEncoding(pair.section(QLatin1Char('='), 1).toUtf8()) });
-    }
-    return items;
+    return QUrlQuery(text("query").replace(QLatin1Char('+'), QLatin1Char(' ')))
+            .queryItems(QUrl::FullyDecoded);
 }
 
 QStringList LoggedRequest::headerNames() const

@@ -22,7 +22,6 @@ public:
     QString method() const { return text("method"); }
     QString path() const { return text("path"); }
     QString target() const { return text("target"); }
-    int status() const { return m_entry.value(QLatin1String("status")).toInt(); }
     QByteArray body() const;
     // The query's items, decoded as a form decodes them ('+' is a space), in their order.
     QList<QPair<QString, QString>> queryItems() const;
