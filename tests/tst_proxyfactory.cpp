@@ -15,6 +15,7 @@ class TestProxyFactory : public QObject
 private slots:
     void choice_data();
     void choice();
+    void listenersAreNeverProxied();
     void credentialsPercentDecoded();
 };
 
@@ -113,6 +114,15 @@ void TestProxyFactory::choice()
     QTEST(proxies.first().type() == QNetworkProxy::NoProxy ? QStringLiteral("direct")
                                                            : ProxyFactory::nameOf(proxies.first()),
           "expected");
+}
+
+// A listener asks for a proxy too, and an HTTP proxy cannot listen for it.
+void TestProxyFactory::listenersAreNeverProxied()
+{
+    ProxyFactory factory(ProxyFactory::Given, QProcessEnvironment(),
+                         QStringLiteral("http://proxy.example:3128"));
+    const QNetworkProxyQuery listener(5479, QString(), QNetworkProxyQuery::TcpServer);
+    QCOMPARE(factory.queryProxy(listener).value(0).type(), QNetworkProxy::NoProxy);
 }
 
 void TestProxyFactory::credentialsPercentDecoded()

@@ -99,6 +99,10 @@ void TestStallsAndOutages::failuresEndTheCommand_data()
 
     const QString service = QStringLiteral("no answer from the service in %1 s").arg(Timeout);
     const QStringList ls { QStringLiteral("ls") };
+    // The path's lookup is what stalls: a failed lookup, not a missing file.
+    QTest::newRow("stalled listing")
+            << stalled(R"({"method": "GET", "path": "/drive/v3/files"})")
+            << QStringList { "ls", "gdapp:/docs" } << 5 << service << false << true;
     QTest::newRow("stalled download")
             << stalled(R"({"path": "/drive/v3/files/*", "query": "alt=media"})")
             << QStringList { "get", "gdapp:/docs/a.txt", "a.txt" } << 5 << service << false << true;
