@@ -116,6 +116,9 @@ void TestProxy::proxyChoice_data()
     const QStringList none;
     QTest::newRow("http_proxy for HTTP")
             << QStringList { "http_proxy=http://{proxy}" } << none << false << "proxy";
+    QTest::newRow("no_proxy goes around it")
+            << QStringList { "https_proxy=http://{proxy}", "no_proxy=localhost,gdapp.test" } << none
+            << true << "";
     QTest::newRow("--proxy over the variables")
             << QStringList { "https_proxy=http://{nothing}" }
             << QStringList { "--proxy", "http://{proxy}" } << true << "proxy";

@@ -134,6 +134,7 @@ void TestTls::sessionThroughTheFrontEnd()
         }
         QCOMPARE(md5Of(back), md5Of(m_big));
         QVERIFY(QFile::remove(back));
+        QVERIFY(emulator.files().isEmpty());
         sent[throughFrontEnd] = driveRequests(emulator, mark);
     }
     QCOMPARE(sent[1], sent[0]);
