@@ -205,8 +205,6 @@ void TestEmulatorEndpoints::driveRows()
         R"(PATCH /drive/v3/files/{a} {"mimeType": "application/vnd.google-apps.folder"})", 400,
         "error.errors.0.reason=badRequest");
 
-    row("delete: what a folder holds goes too", "GET /drive/v3/files/{b}", 404, "",
-        { "DELETE /drive/v3/files/{docs}" });
     row("delete: the folder itself", "DELETE /drive/v3/files/appDataFolder", 403,
         "error.errors.0.reason=insufficientFilePermissions");
 
@@ -251,6 +249,8 @@ void TestEmulatorEndpoints::driveRows()
         { R"(POST /_emulator/faults {"action": "chunked"})" });
     row("control: no requests", "GET /_emulator/requests", 200,
         "requests=", { "GET /drive/v3/files", "DELETE /_emulator/requests" });
+    row("control: a request's body", "GET /_emulator/requests/{next}/body", 200, "#={}",
+        { "GET /_emulator/requests?since=0", "PATCH /drive/v3/files/{a} {}" });
     row("control: a fault refused", R"(POST /_emulator/faults {"status": 500, "reason": "no"})",
         400);
     row("control: a throttle without pace", R"(POST /_emulator/faults {"action": "throttle"})",
