@@ -37,11 +37,9 @@ void TestEmulatorParsers::query_data()
 
     // Against a file "Report 2021.txt" in folder P, not trashed.
     QTest::newRow("name equals ignores case") << "name='report 2021.TXT'" << Matched;
-    QTest::newRow("name differs") << "name='Report.txt'" << Unmatched;
     QTest::newRow("contains a word's start") << "name contains 'rep'" << Matched;
     QTest::newRow("contains mid-word") << "name contains 'port'" << Unmatched;
     QTest::newRow("not") << "not trashed=true" << Matched;
-    QTest::newRow("upper-case AND") << "trashed=false AND 'P' in parents" << Matched;
     QTest::newRow("parentheses") << "(name='x' or name='y') and trashed=false" << Unmatched;
     QTest::newRow("escaped apostrophe") << "name='Report 2021.txt' or name='it\\'s'" << Matched;
     QTest::newRow("double quotes")
@@ -50,10 +48,6 @@ void TestEmulatorParsers::query_data()
             << QString(300, QLatin1Char('(')) + "trashed=false" + QString(300, QLatin1Char(')'))
             << Matched;
 
-    QTest::newRow("unterminated") << "name='abc" << Refused;
-    QTest::newRow("bad operator for name") << "name > 'a'" << Refused;
-    QTest::newRow("unquoted value") << "name = abc" << Refused;
-    QTest::newRow("boolean quoted") << "trashed = 'false'" << Refused;
     QTest::newRow("dangling and") << "trashed=false and" << Refused;
     QTest::newRow("unbalanced parenthesis") << "(trashed=false" << Refused;
     QTest::newRow("in other collection") << "'me' in owners" << Refused;
@@ -83,9 +77,7 @@ void TestEmulatorParsers::fieldSelectionRejects_data()
 {
     QTest::addColumn<QString>("fields");
     QTest::newRow("unclosed") << "files(id";
-    QTest::newRow("empty item") << "files(id,,name)";
     QTest::newRow("stray close") << "id)";
-    QTest::newRow("junk") << "files(id) name";
     QTest::newRow("nested too deep")
             << QStringLiteral("a(").repeated(100000) + "id" + QString(100000, QLatin1Char(')'));
     QTest::newRow("path too deep") << QStringLiteral("a/").repeated(100000) + "id";
@@ -120,8 +112,6 @@ void TestEmulatorParsers::multipart_data()
     QTest::newRow("LF media ending in CR kept")
             << QByteArray("--b\n\n{}\n--b\n\ndata\r\n--b--\n") << QByteArray("b")
             << QByteArray("{}") << QByteArray("data\r") << none;
-    QTest::newRow("other boundary") << QByteArray("--b\n\n{}\n--b\n\nx\n--b--\n") << QByteArray("c")
-                                    << none << none << none;
     QTest::newRow("no closing boundary")
             << QByteArray("--b\n\n{}\n--b\n\nx\n") << QByteArray("b") << none << none << none;
     QTest::newRow("empty") << none << QByteArray("b") << none << none << none;
