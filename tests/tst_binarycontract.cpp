@@ -15,7 +15,6 @@
 #include <QIODevice>
 #include <QIcon>
 #include <QPluginLoader>
-#include <QSettings>
 #include <QSignalSpy>
 #include <QtTest>
 
@@ -110,7 +109,6 @@ class TestBinaryContract : public QObject
 
 private slots:
     void initTestCase();
-    void cleanupTestCase();
     void hostCallsThePluginThroughItsOwnHeaders();
 
 private:
@@ -120,11 +118,6 @@ private:
 void TestBinaryContract::initTestCase()
 {
     QVERIFY(TestSettings::startForTheFlow(m_emulator, QStringLiteral("tst_binarycontract")));
-}
-
-void TestBinaryContract::cleanupTestCase()
-{
-    QSettings().clear();
 }
 
 // Each call goes through the host's own vtable slot and each field is read at the host's own

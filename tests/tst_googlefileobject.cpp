@@ -6,10 +6,28 @@
 
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QNetworkReply>
 #include <QTimeZone>
 #include <QtTest>
 
 namespace {
+
+// A finished reply that carries the headers a test gives it.
+class HeaderReply : public QNetworkReply
+{
+public:
+    explicit HeaderReply(const QList<QPair<QByteArray, QByteArray>> &headers)
+    {
+        for (const auto &header : headers)
+            setRawHeader(header.first, header.second);
+        setFinished(true);
+        open(QIODevice::ReadOnly);
+    }
+    void abort() override { }
+
+protected:
+    qint64 readData(char *, qint64) override { return -1; }
+};
 
 GoogleFileObject entry(const QByteArray &json)
 {
@@ -27,6 +45,7 @@ class TestGoogleFileObject : public QObject
 private slots:
     void fromJson_data();
     void fromJson();
+    void fromHeaders();
     void cdAndCdupChain();
 };
 
@@ -70,6 +89,26 @@ void TestGoogleFileObject::fromJson()
     // The path and the parents are the resolver's to set.
     QCOMPARE(object.filePath(), QStringLiteral("/"));
     QCOMPARE(object.parents(), QList<QString>());
+}
+
+// The header form takes the path from the URL and the rest from the reply's raw headers; unlike
+// the JSON form, it compares the folder type in its letter case.
+void TestGoogleFileObject::fromHeaders()
+{
+    GoogleFileObject object = entry(R"({"id": "kept", "name": "kept.txt"})");
+    HeaderReply reply({ { "mimeType", "Application/Vnd.Google-Apps.Folder" },
+                        { "size", "42" },
+                        { "modifiedTime", "Tue, 13 Apr 2021 07:41:40 GMT" },
+                        { "md5Checksum", "abc" } });
+    object.from(QUrl(QStringLiteral("gdapp:/d%C3%A9j%C3%A0/x.txt")), &reply);
+    QCOMPARE(object.filePath(), QStringLiteral("/déjà/x.txt"));
+    QCOMPARE(object.contentType(), QStringLiteral("Application/Vnd.Google-Apps.Folder"));
+    QVERIFY(!object.isFolder());
+    QCOMPARE(object.bytes(), quint64(42));
+    QCOMPARE(object.etag(), QStringLiteral("abc"));
+    QCOMPARE(object.lastModified(),
+             QDateTime(QDate(2021, 4, 13), QTime(7, 41, 40), QTimeZone::utc()));
+    QCOMPARE(object.id() + object.fileName(), QStringLiteral("keptkept.txt"));
 }
 
 // Only identifiers and names move; the previous identifier becomes the last parent. The root is

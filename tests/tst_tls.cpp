@@ -106,7 +106,10 @@ GdappRunner::Run TestTls::gdapp(const QStringList &arguments, const QUrl &drive,
 {
     GdappRunner runner(QStringLiteral(GDAPP_PROGRAM));
     runner.setWorkingDirectory(m_work.path());
-    runner.setEnvironment(GdappRunner::environmentFor(drive, config, oauth));
+    QProcessEnvironment environment = GdappRunner::environmentFor(drive, config);
+    if (!oauth.isEmpty())
+        environment.insert(QStringLiteral("GDAPP_OAUTH_URL"), oauth.toString());
+    runner.setEnvironment(environment);
     return runner.run(QStringList { QStringLiteral("--cacert"), m_frontEnd.caFile() } + arguments);
 }
 
