@@ -15,16 +15,6 @@ QString folderOf(const QString &path)
 }
 } // namespace
 
-QStringList MemoryStore::children(const QString &folder) const
-{
-    QStringList result;
-    for (auto it = entries.cbegin(); it != entries.cend(); ++it) {
-        if (it.key() != QLatin1String("/") && folderOf(it.key()) == folder)
-            result.append(it.key());
-    }
-    return result;
-}
-
 MemoryObject::MemoryObject(const QString &path, const MemoryStore::Entry &entry)
 {
     if (path != QLatin1String("/"))
@@ -99,8 +89,10 @@ bool MemoryCloudFile::listObjects(const CloudObject *folder)
     const QString path = folder->fullPath();
     m_store->calls.append(QStringLiteral("list ") + path);
     QList<CloudObject *> objects;
-    for (const QString &child : m_store->children(path))
-        objects.append(new MemoryObject(child, m_store->entries.value(child)));
+    for (auto it = m_store->entries.cbegin(); it != m_store->entries.cend(); ++it) {
+        if (it.key() != QLatin1String("/") && folderOf(it.key()) == path)
+            objects.append(new MemoryObject(it.key(), it.value()));
+    }
     emit objectList(objects);
     return true;
 }
@@ -119,7 +111,7 @@ CloudObject *MemoryCloudFile::getObjectFromPath(const QUrl &url, int &status)
         return new MemoryObject(folder, m_store->entries.value(folder));
     }
     status = 0;
-    return new MemoryObject(QStringLiteral("/"), m_store->entries.value(QStringLiteral("/")));
+    return getCloudObject();
 }
 
 CloudObject *MemoryCloudFile::getCloudObject()

@@ -28,7 +28,6 @@ struct MemoryStore
     {
         entries.insert(path, { false, data });
     }
-    QStringList children(const QString &folder) const;
 
     QMap<QString, Entry> entries { { QStringLiteral("/"), Entry { true, {} } } };
     QStringList calls; // what the files asked of the store, in order
@@ -68,10 +67,8 @@ public:
     bool putFile() override;
 
     // Test access to the device's state.
-    QByteArray buffer() const { return m_buffer; }
-    QByteArray &bufferRef() { return m_buffer; }
+    QByteArray &buffer() { return m_buffer; }
     qint64 writtenBytes() const { return m_writtenBytes; }
-    void setWrittenBytes(qint64 count) { m_writtenBytes = count; }
     qint64 callWriteData(const QByteArray &data)
     {
         return writeData(data.constData(), data.size());

@@ -77,7 +77,7 @@ void TestCloudFile::open()
 
     MemoryCloudFile file(m_store, fileUrl());
     // Whatever was in the buffer before must not survive an open that does not fetch.
-    file.bufferRef() = QByteArrayLiteral("stale");
+    file.buffer() = QByteArrayLiteral("stale");
     QVERIFY(file.open(mode));
 
     QCOMPARE(m_store->calls.contains(QStringLiteral("get /doc.txt")), fetches);
