@@ -3,7 +3,6 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 #include "explorermodel.h"
-#include "messagecapture.h"
 
 #include <QAbstractItemModelTester>
 #include <QIcon>
@@ -28,6 +27,18 @@ public:
     }
     ~Entry() override { --g_alive; }
 };
+
+// The model tester's complaints, gathered rather than failing the test.
+QStringList g_complaints;
+QtMessageHandler g_previousHandler = nullptr;
+
+void collectComplaints(QtMsgType type, const QMessageLogContext &context, const QString &text)
+{
+    if (QByteArray(context.category) == "qt.modeltest")
+        g_complaints.append(text);
+    else
+        g_previousHandler(type, context, text);
+}
 } // namespace
 
 class TestExplorerModel : public QObject
@@ -127,7 +138,7 @@ void TestExplorerModel::bytesToHuman()
 // empty listing's invalid corner, are deliberate: nothing else may upset the tester.
 void TestExplorerModel::listingSignals()
 {
-    MessageCapture complaints;
+    g_previousHandler = qInstallMessageHandler(collectComplaints);
     ExplorerModel model;
     QAbstractItemModelTester tester(&model,
                                     QAbstractItemModelTester::FailureReportingMode::Warning);
@@ -143,6 +154,7 @@ void TestExplorerModel::listingSignals()
     QList<CloudObject *> relisted { new Entry(QStringLiteral("c"), false) };
     model.onUpdateObjects(relisted);
     model.onUpdateObjects({});
+    qInstallMessageHandler(g_previousHandler);
 
     QCOMPARE(inserted.count(), 2); // none for the empty listing
     QCOMPARE(changed.count(), 3);
@@ -152,11 +164,10 @@ void TestExplorerModel::listingSignals()
     QCOMPARE(g_alive, 3);
     qDeleteAll(first);
     qDeleteAll(relisted);
-    QVERIFY(!complaints.messages().isEmpty());
-    for (const QString &complaint : complaints.messages()) {
-        QVERIFY2(complaint.startsWith(QLatin1String("qt.modeltest: "))
-                         && (complaint.contains(QLatin1String("(model->parent(childIndex))"))
-                             || complaint.contains(QLatin1String("bottomRight.isValid()"))),
+    QVERIFY(!g_complaints.isEmpty());
+    for (const QString &complaint : std::as_const(g_complaints)) {
+        QVERIFY2(complaint.contains(QLatin1String("(model->parent(childIndex))"))
+                         || complaint.contains(QLatin1String("bottomRight.isValid()")),
                  qPrintable(complaint));
     }
 }
